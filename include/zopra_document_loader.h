@@ -1,0 +1,172 @@
+/*
+ * libzopra_document_loader: open PDF documents and read their pages.
+ *
+ * The library is used through an opaque handle, ZOPRADocumentLoader, obtained
+ * from zopraDocumentLoaderCreate and released with zopraDocumentLoaderDestroy.
+ * A handle owns exactly one document at a time plus the results of the last
+ * page queries.
+ *
+ * Status codes
+ *   Every function returns one of the ZOPRA_STATUS_* values below (except
+ *   zopraDocumentLoaderDestroy, which returns nothing). No function ever lets
+ *   an exception or a signal escape, and the library writes nothing to
+ *   standard output or standard error.
+ *
+ * Pages
+ *   Pages are numbered from 0 in document order.
+ *
+ * Threads
+ *   A handle has no lock: use one handle from one thread at a time. Even
+ *   read-only queries parse objects lazily and so change the handle. Separate
+ *   handles share nothing but read-only tables and may be used from separate
+ *   threads at the same time.
+ *
+ * Text
+ *   Strings cross this interface as NUL-terminated UTF-8, except file paths,
+ *   which are passed to the C library as they are (the platform's narrow
+ *   encoding).
+ */
+#ifndef ZOPRA_DOCUMENT_LOADER_H
+#define ZOPRA_DOCUMENT_LOADER_H
+
+#include <stddef.h>
+#include <stdint.h>
+#include <wchar.h>
+
+#if defined(_WIN32)
+#if defined(ZOPRA_DOCUMENT_LOADER_BUILDING)
+#define ZOPRA_DOCUMENT_LOADER_API __declspec(dllexport)
+#else
+#define ZOPRA_DOCUMENT_LOADER_API __declspec(dllimport)
+#endif
+#elif defined(__GNUC__)
+#define ZOPRA_DOCUMENT_LOADER_API __attribute__((visibility("default")))
+#else
+#define ZOPRA_DOCUMENT_LOADER_API
+#endif
+
+#define ZOPRA_DOCUMENT_LOADER_VERSION_MAJOR 0
+#define ZOPRA_DOCUMENT_LOADER_VERSION_MINOR 1
+#define ZOPRA_DOCUMENT_LOADER_VERSION_PATCH 0
+
+/* Done. */
+#define ZOPRA_STATUS_SUCCESS 0
+/* A null pointer, a handle with no open document, an index out of range or a
+ * buffer too small. */
+#define ZOPRA_STATUS_INVALID_ARGUMENT (-1)
+/* Memory ran out. */
+#define ZOPRA_STATUS_MEMORY_INSUFFICIENT (-5)
+/* The call is not implemented on this platform (the wide-character forms). */
+#define ZOPRA_STATUS_NOT_SUPPORTED (-15)
+/* The document is encrypted and the empty password does not open it, or its
+ * encryption is damaged or unsupported. */
+#define ZOPRA_STATUS_ENCRYPTED_DOCUMENT (-24)
+/* A stream of the document cannot be decoded. */
+#define ZOPRA_STATUS_BROKEN_STREAM (-25)
+/* Any other failure: not a PDF, a damaged file, a file that cannot be read. */
+#define ZOPRA_STATUS_OTHER_ERROR (-128)
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* The loader handle. Opaque to callers. */
+typedef struct ZOPRADocumentLoader ZOPRADocumentLoader;
+
+/*
+ * zopraDocumentLoaderCreate
+ *   Allocates a handle with no document open.
+ * Parameters
+ *   loader  [out] receives the new handle; must not be NULL. Left untouched
+ *           on failure.
+ * Returns
+ *   ZOPRA_STATUS_SUCCESS, ZOPRA_STATUS_INVALID_ARGUMENT (loader is NULL),
+ *   ZOPRA_STATUS_MEMORY_INSUFFICIENT, ZOPRA_STATUS_OTHER_ERROR.
+ * Ownership
+ *   The caller owns the handle and releases it with zopraDocumentLoaderDestroy.
+ */
+ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderCreate(ZOPRADocumentLoader** loader);
+
+/*
+ * zopraDocumentLoaderDestroy
+ *   Releases the handle and everything it owns. Every pointer the library
+ *   handed out for this handle becomes invalid.
+ * Parameters
+ *   loader  [in] the handle; NULL is ignored.
+ */
+ZOPRA_DOCUMENT_LOADER_API void zopraDocumentLoaderDestroy(ZOPRADocumentLoader* loader);
+
+/*
+ * zopraDocumentLoaderOpenFileA
+ *   Reads and parses a PDF file. The whole file is read into memory; the file
+ *   itself is closed before the call returns. May be called again on a handle
+ *   that has a document open: the previous document is replaced, and all page
+ *   results held by the handle are dropped.
+ *   Encrypted documents are opened when the empty user password (or, for
+ *   AES-256, the empty owner password) is accepted.
+ * Parameters
+ *   loader  [in] the handle; must not be NULL.
+ *   path    [in] NUL-terminated path, in the platform's narrow encoding; must
+ *           not be NULL.
+ * Returns
+ *   ZOPRA_STATUS_SUCCESS: the document is open.
+ *   ZOPRA_STATUS_INVALID_ARGUMENT: loader or path is NULL.
+ *   ZOPRA_STATUS_ENCRYPTED_DOCUMENT: a password is needed, or the encryption
+ *     is damaged or unsupported.
+ *   ZOPRA_STATUS_BROKEN_STREAM: a stream needed for opening cannot be decoded.
+ *   ZOPRA_STATUS_MEMORY_INSUFFICIENT.
+ *   ZOPRA_STATUS_OTHER_ERROR: the file cannot be read, is not a PDF, or is
+ *     damaged beyond recovery.
+ *   After any failure the handle has no document open.
+ */
+ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderOpenFileA(ZOPRADocumentLoader* loader,
+                                                              const char* path);
+
+/*
+ * zopraDocumentLoaderOpenFileW
+ *   The wide-character form is not supported on this platform.
+ * Returns
+ *   Always ZOPRA_STATUS_NOT_SUPPORTED, whatever the arguments (NULL included);
+ *   nothing is touched.
+ */
+ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderOpenFileW(ZOPRADocumentLoader* loader,
+                                                              const wchar_t* path);
+
+/*
+ * zopraDocumentLoaderGetPageCount
+ *   The number of pages of the open document.
+ * Parameters
+ *   loader  [in] the handle.
+ *   count   [out] receives the page count; must not be NULL.
+ * Returns
+ *   ZOPRA_STATUS_SUCCESS, or ZOPRA_STATUS_INVALID_ARGUMENT when loader or
+ *   count is NULL or no document is open.
+ */
+ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderGetPageCount(ZOPRADocumentLoader* loader,
+                                                                 uint32_t* count);
+
+/*
+ * zopraDocumentLoaderGetPageSize
+ *   The size and rotation of one page. The size is that of the page's crop
+ *   box (its media box when it has none) in PDF units (1/72 inch); width and
+ *   height are exchanged when the page is rotated by 90 or 270 degrees, so
+ *   they describe the page as it is displayed.
+ * Parameters
+ *   loader    [in] the handle.
+ *   width     [out, may be NULL] the displayed width.
+ *   height    [out, may be NULL] the displayed height.
+ *   rotation  [out, may be NULL] clockwise rotation in degrees, 0 to 359.
+ *   page      [in] page index, below the page count.
+ * Returns
+ *   ZOPRA_STATUS_SUCCESS, or ZOPRA_STATUS_INVALID_ARGUMENT when loader is
+ *   NULL, no document is open or page is out of range.
+ */
+ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderGetPageSize(ZOPRADocumentLoader* loader,
+                                                                double* width, double* height,
+                                                                uint32_t* rotation, uint32_t page);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif /* ZOPRA_DOCUMENT_LOADER_H */

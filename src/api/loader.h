@@ -1,0 +1,24 @@
+// The loader handle behind the C interface.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "pdf/content/text_entry.h"
+#include "pdf/model/document.h"
+
+// Named in the global namespace because the C header declares it there.
+struct ZOPRADocumentLoader {
+  // First, so the handle can be used wherever the engine wants a Document.
+  zopra::pdf::Document document;
+  // True only while the last open succeeded.
+  bool opened = false;
+  // True after a successful text extraction of `extractedPage`.
+  bool textExtracted = false;
+  std::uint32_t extractedPage = 0;
+  // Page text built by the last zopraDocumentLoaderGetPageTextSize, without NUL.
+  std::string pageText;
+  std::vector<zopra::pdf::TextEntry> textEntries;
+  std::vector<std::uint32_t> imageObjects;
+};

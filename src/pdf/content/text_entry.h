@@ -1,0 +1,88 @@
+// One extracted text item and the record of where its glyphs came from in the
+// content streams (consumed by text removal).
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "pdf/content/color.h"
+
+namespace zopra::pdf {
+
+struct TextSource {
+  // One element of a text-showing operator's operand: a string (raw bytes and
+  // its index in the operand) or a TJ adjustment number.
+  struct OperatorElement {
+    bool isString = false;
+    std::string bytes;
+    std::uint32_t index = 0;
+    double number = 0;
+  };
+
+  // A text-showing operator (Tj, TJ, ' or ") as it stands in its stream.
+  struct Operator {
+    // 0 for the page's own content, else the Form XObject's object number.
+    std::uint32_t stream = 0;
+    // Position among the text-showing operators of that stream, from 0.
+    std::uint32_t ordinal = 0;
+    std::string name;
+    // Operands of the " operator.
+    double wordSpacing = 0;
+    double charSpacing = 0;
+    std::vector<OperatorElement> elements;
+  };
+
+  // The part of an item that one string of one operator produced.
+  struct Run {
+    std::shared_ptr<const Operator> source;
+    std::uint32_t element = 0;
+    // Advance of the run's glyphs in unscaled text space.
+    double width = 0;
+    double fontSize = 0;
+    double horizontalScale = 1;
+  };
+};
+
+// Metrics of one shown string, used by the spacing rules.
+struct RunMetrics {
+  double advance = 0;
+  double negativeSpacing = 0;
+  bool hasFirst = false;
+  std::uint32_t firstCode = 0;
+  double firstWidth = 0;
+  double lastWidth = 0;
+};
+
+struct TextEntry {
+  std::string text;  // UTF-8
+  // Text matrix of the first run (text rise added to f), in page space.
+  double a = 1, b = 0, c = 0, d = 1, e = 0, f = 0;
+  double fontSize = 0;
+  double horizontalScale = 1;
+  double charSpacing = 0;
+  double wordSpacing = 0;
+  // Advance along the direction, updated on merging; then the first run's advance.
+  double width = 0;
+  double firstAdvance = 0;
+  double endX = 0, endY = 0;
+  double startX = 0, startY = 0;
+  double firstWidth = 0;
+  double lastWidth = 0;
+  double spaceScale = 0;
+  double leading = 0;
+  bool leadingSpace = false;
+  bool trailingSpace = false;
+  Color fillColor;
+  // Operator range: stream key and first/last text-operator ordinals.
+  std::uint32_t stream = 0;
+  std::uint32_t firstOperator = 0;
+  std::uint32_t lastOperator = 0;
+  bool rangeValid = false;
+  std::string operatorName;
+  std::vector<TextSource::Run> sources;
+  std::string fontName;
+};
+
+}  // namespace zopra::pdf

@@ -1,0 +1,147 @@
+#include "pdf/model/document.h"
+
+#include <set>
+#include <utility>
+
+#include "pdf/parse/lexer.h"
+
+namespace zopra::pdf {
+
+void Document::reset() {
+  pages.clear();
+  objects.clear();
+  trailer = Value();
+  version = "1.4";
+  error = Error::None;
+  errorMessage.clear();
+  encryption = EncryptionState();
+  file.clear();
+  file.shrink_to_fit();
+  nextObjectNumber = 1;
+  strictCrossReference = false;
+  compressedEntries.clear();
+}
+
+void Document::setError(Error kind, std::string message) {
+  error = kind;
+  errorMessage = std::move(message);
+}
+
+Object* Document::object(std::uint32_t number) {
+  auto it = objects.find(number);
+  if (it == objects.end()) return nullptr;
+  Object& target = it->second;
+  if (target.loaded) return &target;
+
+  Object parsed;
+  std::uint64_t end = 0;
+  bool ok = false;
+  try {
+    ok = parseObjectAt(file, target.offset, parsed, end);
+  } catch (const Exception&) {
+    ok = false;
+  }
+  if (!ok || parsed.number != number) {
+    throw Exception(Error::Format, "invalid PDF object offset");
+  }
+  target.number = parsed.number;
+  target.generation = parsed.generation;
+  target.loaded = true;
+  target.value = std::move(parsed.value);
+  target.isStream = parsed.isStream;
+  target.data = std::move(parsed.data);
+  target.offset = parsed.offset;
+  target.streamOffset = parsed.streamOffset;
+  target.streamLength = parsed.streamLength;
+
+  // An indirect Length is settled now that the object it names can be fetched.
+  // A chain of streams whose lengths name further streams is followed only a
+  // few levels deep, so a crafted file cannot exhaust the stack.
+  if (target.isStream && target.value.isDictionary() && lengthDepth_ < kMaxLengthDepth) {
+    const Value* length = target.value.find("Length");
+    if (length && length->isReference()) {
+      Value lengthRef = *length;  // the lookup below may parse more objects
+      ++lengthDepth_;
+      Object* lengthObject = nullptr;
+      try {
+        lengthObject = object(lengthRef.objectNumber);
+      } catch (...) {
+        --lengthDepth_;
+        throw;
+      }
+      --lengthDepth_;
+      if (lengthObject && lengthObject->value.isNumber()) {
+        double n = lengthObject->value.number;
+        if (isWholeNumber(n, 0, 18446744073709551616.0) && target.streamOffset <= file.size() &&
+            n <= static_cast<double>(file.size() - target.streamOffset)) {
+          target.streamLength = static_cast<std::uint64_t>(n);
+        }
+      }
+    }
+  }
+  return &target;
+}
+
+const Object* Document::object(std::uint32_t number) const {
+  // Lazy parsing changes the object map even for read-only callers.
+  return const_cast<Document*>(this)->object(number);
+}
+
+Value* Document::resolve(Value* value) {
+  if (!value) return nullptr;
+  std::set<std::uint32_t> visited;
+  while (value && value->isReference()) {
+    if (!visited.insert(value->objectNumber).second) return nullptr;
+    Object* target = object(value->objectNumber);
+    if (!target) return nullptr;
+    value = &target->value;
+  }
+  return value;
+}
+
+const Value* Document::resolve(const Value* value) const {
+  return const_cast<Document*>(this)->resolve(const_cast<Value*>(value));
+}
+
+Value* Document::dictionaryValue(Value* value, std::string_view key) {
+  Value* resolved = resolve(value);
+  if (!resolved) return nullptr;
+  Value* entry = resolved->find(key);
+  return entry ? resolve(entry) : nullptr;
+}
+
+const Value* Document::dictionaryValue(const Value* value, std::string_view key) const {
+  return const_cast<Document*>(this)->dictionaryValue(const_cast<Value*>(value), key);
+}
+
+Object& Document::createObject(Value value) {
+  while (objects.count(nextObjectNumber)) ++nextObjectNumber;
+  std::uint32_t number = nextObjectNumber;
+  nextObjectNumber = number + 1;
+  Object& created = objects[number];
+  created.number = number;
+  created.generation = 0;
+  created.loaded = true;
+  created.value = std::move(value);
+  return created;
+}
+
+Object& Document::createStream(Value dictionary, Bytes data) {
+  Object& created = createObject(std::move(dictionary));
+  created.isStream = true;
+  created.data = std::move(data);
+  created.createdStream = true;
+  return created;
+}
+
+Bytes Document::storedStream(const Object& source) const {
+  if (!source.data.empty()) return source.data;
+  if (source.streamLength == 0) return {};
+  if (source.streamOffset > file.size() || source.streamLength > file.size() - source.streamOffset) {
+    throw Exception(Error::Format, "invalid PDF stream range");
+  }
+  auto begin = file.begin() + static_cast<std::ptrdiff_t>(source.streamOffset);
+  return Bytes(begin, begin + static_cast<std::ptrdiff_t>(source.streamLength));
+}
+
+}  // namespace zopra::pdf

@@ -1,0 +1,117 @@
+// The document: owned data (file bytes, objects, trailer, pages, encryption
+// state, last error) plus the operations the engine runs on it. Each
+// subsystem defines its own operations in its own folder; this header only
+// declares them.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <set>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "pdf/model/error.h"
+#include "pdf/model/object.h"
+#include "pdf/model/page.h"
+#include "pdf/model/value.h"
+
+namespace zopra::pdf {
+
+struct TextEntry;
+
+// Ciphers of the standard security handler.
+enum class Cipher : std::uint32_t { Rc4 = 0, Aes128 = 1, Aes256 = 2, None = 3 };
+
+// What the standard security handler established for the open document.
+struct EncryptionState {
+  bool encrypted = false;
+  int revision = 0;
+  int version = 0;
+  int keyLength = 0;  // bits
+  bool encryptMetadata = true;
+  Cipher streamCipher = Cipher::Rc4;
+  Cipher stringCipher = Cipher::Rc4;
+  Bytes key;
+  // Object that holds the Encrypt dictionary (0 when it is written in place).
+  // It is never decrypted and never written out.
+  std::uint32_t dictionaryObject = 0;
+};
+
+// Position of an object inside an object stream: (index in the stream, object number).
+using CompressedEntry = std::pair<std::uint32_t, std::uint32_t>;
+
+class Document {
+ public:
+  // ---- Data ---------------------------------------------------------------
+  std::vector<Page> pages;
+  std::map<std::uint32_t, Object> objects;
+  Value trailer;
+  std::string version = "1.4";
+  Error error = Error::None;
+  std::string errorMessage;
+  EncryptionState encryption;
+  Bytes file;
+  std::uint32_t nextObjectNumber = 1;
+  // True when the cross-reference data was used; false after the recovery scan.
+  bool strictCrossReference = false;
+  // Per object stream number, the type-2 cross-reference entries pointing into it.
+  std::map<std::uint32_t, std::vector<CompressedEntry>> compressedEntries;
+
+  // ---- Lifecycle (model) ------------------------------------------------------
+  // Resets everything to the empty state of a new document.
+  void reset();
+  void setError(Error kind, std::string message);
+  // Reads and parses a whole file; returns the resulting error kind.
+  Error load(const std::string& path);
+
+  // ---- Objects (model) ------------------------------------------------------
+  // The object with that number, parsed on first access; null when absent.
+  Object* object(std::uint32_t number);
+  const Object* object(std::uint32_t number) const;
+  // Follows references to a direct value; null for a missing object or a loop.
+  Value* resolve(Value* value);
+  const Value* resolve(const Value* value) const;
+  // Resolves `value`; if it is a dictionary holding `key`, the entry resolved.
+  Value* dictionaryValue(Value* value, std::string_view key);
+  const Value* dictionaryValue(const Value* value, std::string_view key) const;
+  Object& createObject(Value value);
+  Object& createStream(Value dictionary, Bytes data);
+  // The stream's bytes as stored (after load-time decryption), still encoded.
+  Bytes storedStream(const Object& object) const;
+
+  // ---- File structure (parse) -----------------------------------------------
+  Error parse();
+  bool parseCrossReferences();
+  Error parseLinear();
+  void fixStreamLengths();
+  void parseObjectStreams();
+  Error buildPages();
+  void collectPages(const Value& node, ValueDictionary attributes, std::set<std::uint32_t>& path);
+  std::vector<std::uint32_t> pageContentObjects(const Page& page);
+  std::vector<std::uint32_t> pageContentObjects(const Page& page) const;
+
+  // ---- Streams (filters) ------------------------------------------------------
+  // Runs the stream's filter chain and predictors; throws Exception(Error::Stream).
+  Bytes decodeStream(const Object& object) const;
+
+  // ---- Security -------------------------------------------------------------
+  Error configureEncryption();
+  void decryptObjects();
+  void decryptValue(Value& value, std::uint32_t objectNumber, std::uint32_t generation) const;
+  Bytes decryptBytes(const Bytes& data, std::uint32_t objectNumber, std::uint32_t generation,
+                     bool isStream) const;
+
+  // ---- Content --------------------------------------------------------------
+  // Text items of a page (replacing `entries`), and optionally the object
+  // numbers of the image XObjects it draws.
+  Error extractText(std::uint32_t page, std::vector<TextEntry>& entries,
+                    std::vector<std::uint32_t>* images);
+
+ private:
+  static constexpr int kMaxLengthDepth = 8;
+  int lengthDepth_ = 0;
+};
+
+}  // namespace zopra::pdf

@@ -1,0 +1,25 @@
+// One leaf of the page tree with its inherited attributes.
+#pragma once
+
+#include <cstdint>
+
+#include "pdf/model/value.h"
+
+namespace zopra::pdf {
+
+struct Page {
+  // The page dictionary inside the object map (not owned, not copied).
+  Value* dictionary = nullptr;
+  // The page's own or inherited "Resources", "MediaBox", "CropBox", "Rotate".
+  ValueDictionary inherited;
+  // Lower-left corner of the page box.
+  double x = 0;
+  double y = 0;
+  // Extent of the page box in PDF units, exchanged for rotations of 90 and 270.
+  double width = 0;
+  double height = 0;
+  // Degrees, normalised to 0..359.
+  std::uint32_t rotation = 0;
+};
+
+}  // namespace zopra::pdf
