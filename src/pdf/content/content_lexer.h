@@ -1,0 +1,49 @@
+// Tokens of page content streams. Unlike the object lexer, it produces flat
+// tokens that remember the byte range they were read from.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "pdf/model/value.h"
+
+namespace zopra::pdf {
+
+struct Token {
+  enum class Kind : std::uint32_t { Number = 0, Name = 1, String = 2, Array = 3, Keyword = 4 };
+  Kind kind = Kind::Keyword;
+  double number = 0;
+  std::string text;
+  std::vector<Token> elements;
+  std::uint64_t start = 0;
+  std::uint64_t end = 0;
+};
+
+// The six white-space bytes and % ( ) / < > [ ]; braces are not delimiters here.
+bool contentDelimiter(unsigned char byte);
+
+class ContentLexer {
+ public:
+  explicit ContentLexer(const Bytes& data) : data(data) {}
+
+  // Reads the next token; false (token untouched) when only white space and
+  // comments remain. Never fails on malformed input.
+  bool next(Token& out);
+  // With `position` on a "<" not followed by "<": the decoded bytes.
+  std::string hexString();
+
+  const Bytes& data;
+  std::uint64_t position = 0;
+};
+
+// Number of data bytes an inline image with this dictionary must have, or -1.
+std::int64_t inlineImageLength(const std::map<std::string, Token>& dictionary);
+
+// After the BI keyword: reads the inline image dictionary up to ID.
+std::map<std::string, Token> readInlineImageDictionary(ContentLexer& lexer);
+// With the lexer just after ID: moves it just past the EI that ends the data.
+void skipInlineImageData(ContentLexer& lexer, const std::map<std::string, Token>& dictionary);
+
+}  // namespace zopra::pdf
