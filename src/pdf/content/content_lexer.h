@@ -26,7 +26,7 @@ bool contentDelimiter(unsigned char byte);
 
 class ContentLexer {
  public:
-  explicit ContentLexer(const Bytes& data) : data(data) {}
+  explicit ContentLexer(const Bytes& bytes) : data(bytes) {}
 
   // Reads the next token; false (token untouched) when only white space and
   // comments remain. Never fails on malformed input.
