@@ -24,12 +24,12 @@
 
 namespace {
 
-struct TableSpec {
+struct KnownCMap {
   const char* name;    // CMap name without "-H"/"-V"
   const char* suffix;  // array name suffix
 };
 
-constexpr TableSpec kTables[] = {
+constexpr KnownCMap kTables[] = {
     {"Identity", "Identity"},
     {"H", "H"},
     {"RKSJ", "Rksj"},
@@ -240,10 +240,10 @@ struct Table {
   std::vector<CodeRange> codeSpace;
 };
 
-Table buildTable(const TableSpec& spec, const std::string& folder,
+Table buildTable(const KnownCMap& cmap, const std::string& folder,
                  const std::vector<std::uint32_t>& cidToUnicode) {
   Table table;
-  const std::string name = spec.name;
+  const std::string name = cmap.name;
   if (name == "Identity") {
     for (std::uint32_t cid = 0; cid < cidToUnicode.size() && cid <= 0xFFFF; ++cid)
       if (cidToUnicode[cid] != 0) table.entries[{2, cid}] = cidToUnicode[cid];
@@ -279,9 +279,9 @@ std::string hex(std::uint32_t value) {
   return buffer;
 }
 
-void writeTable(std::ostream& out, const TableSpec& spec, const Table& table) {
-  out << "\n// " << spec.name << ": " << table.entries.size() << " entries\n";
-  out << "const CMapEntry codeToUtf32TblForEnc" << spec.suffix << "[] = {\n";
+void writeTable(std::ostream& out, const KnownCMap& cmap, const Table& table) {
+  out << "\n// " << cmap.name << ": " << table.entries.size() << " entries\n";
+  out << "const CMapEntry codeToUtf32TblForEnc" << cmap.suffix << "[] = {\n";
   int column = 0;
   for (const auto& [key, codePoint] : table.entries) {
     out << '{' << key.first << ',' << hex(key.second) << ',' << hex(codePoint) << "},";
@@ -291,7 +291,7 @@ void writeTable(std::ostream& out, const TableSpec& spec, const Table& table) {
     }
   }
   out << "{255,0xFFFFFFFF,0xFFFFFFFF}};\n";
-  out << "const CodeSpaceRange codeSpaceForEnc" << spec.suffix << "[] = {";
+  out << "const CodeSpaceRange codeSpaceForEnc" << cmap.suffix << "[] = {";
   for (const CodeRange& range : table.codeSpace)
     out << '{' << range.byteLength << ',' << hex(range.low) << ',' << hex(range.high) << "},";
   out << "{255,0xFFFFFFFF,0xFFFFFFFF}};\n";
@@ -306,11 +306,11 @@ void generate(const std::string& folder, const std::string& cidFile, const std::
          "// CID-to-Unicode list of poppler-data. Do not edit.\n"
          "#include \"pdf/fonts/predefined_cmap_tables.h\"\n\n"
          "namespace zopra::pdf {\n";
-  for (const TableSpec& spec : kTables) writeTable(out, spec, buildTable(spec, folder, cidToUnicode));
+  for (const KnownCMap& cmap : kTables) writeTable(out, cmap, buildTable(cmap, folder, cidToUnicode));
   out << "\nconst PredefinedCMapTable predefinedCMapTables[] = {\n";
-  for (const TableSpec& spec : kTables)
-    out << "    {\"" << spec.name << "\", codeToUtf32TblForEnc" << spec.suffix
-        << ", codeSpaceForEnc" << spec.suffix << "},\n";
+  for (const KnownCMap& cmap : kTables)
+    out << "    {\"" << cmap.name << "\", codeToUtf32TblForEnc" << cmap.suffix
+        << ", codeSpaceForEnc" << cmap.suffix << "},\n";
   out << "};\nconst std::size_t predefinedCMapTableCount = " << std::size(kTables) << ";\n\n"
       << "}  // namespace zopra::pdf\n";
 
