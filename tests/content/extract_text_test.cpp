@@ -39,6 +39,12 @@ std::vector<TextEntry> extract(const PdfBuilder& builder, const std::string& nam
   return entries;
 }
 
+PdfBuilder onePage(const std::string& content) {
+  PdfBuilder builder = PdfBuilder::simple({content});
+  builder.finishWithTable("/Root 1 0 R");
+  return builder;
+}
+
 std::vector<std::string> texts(const std::vector<TextEntry>& entries) {
   std::vector<std::string> out;
   for (const auto& entry : entries) out.push_back(entry.text);
@@ -53,7 +59,7 @@ class ExtractText : public ::testing::Test {
 };
 
 TEST_F(ExtractText, LinesAndOperatorRanges) {
-  auto entries = extract(PdfBuilder::simple({"BT /F1 12 Tf 72 700 Td (Hello) Tj ( world) Tj ET"}),
+  auto entries = extract(onePage("BT /F1 12 Tf 72 700 Td (Hello) Tj ( world) Tj ET"),
                          "hello.pdf");
   ASSERT_EQ(texts(entries), (std::vector<std::string>{"Hello world"}));
   EXPECT_DOUBLE_EQ(entries[0].e, 72);
@@ -66,7 +72,7 @@ TEST_F(ExtractText, LinesAndOperatorRanges) {
   EXPECT_EQ(entries[0].sources.size(), 2u);
 
   entries = extract(
-      PdfBuilder::simple({"BT /F1 12 Tf 14 TL 72 700 Td (One) Tj T* (Two) Tj (Three) ' ET"}),
+      onePage("BT /F1 12 Tf 14 TL 72 700 Td (One) Tj T* (Two) Tj (Three) ' ET"),
       "lines.pdf");
   EXPECT_EQ(texts(entries), (std::vector<std::string>{"One", "Two", "Three"}));
   ASSERT_EQ(entries.size(), 3u);
@@ -78,9 +84,9 @@ TEST_F(ExtractText, LinesAndOperatorRanges) {
 TEST_F(ExtractText, KernedArrays) {
   if (!standardWidthsAvailable()) GTEST_SKIP() << "standard font widths not available";
   auto entries = extract(
-      PdfBuilder::simple({"BT /F1 12 Tf 72 700 Td [(W) 120 (orld)] TJ ET\n"
-                          "BT /F1 12 Tf 72 650 Td [(Hello) -400 (there)] TJ ET\n"
-                          "BT /F1 12 Tf 72 600 Td [(far) -3000 (away)] TJ ET"}),
+      onePage("BT /F1 12 Tf 72 700 Td [(W) 120 (orld)] TJ ET\n"
+              "BT /F1 12 Tf 72 650 Td [(Hello) -400 (there)] TJ ET\n"
+              "BT /F1 12 Tf 72 600 Td [(far) -3000 (away)] TJ ET"),
       "kerning.pdf");
   EXPECT_EQ(texts(entries), (std::vector<std::string>{"World", "Hello there", "far", "away"}));
   ASSERT_GE(entries.size(), 1u);
