@@ -5,6 +5,7 @@
 #include <string>
 
 #include "support/pdf_builder.h"
+#include "support/test_files.h"
 #include "zopra_document_loader.h"
 
 namespace {
