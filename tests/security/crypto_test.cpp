@@ -1,12 +1,13 @@
 // Known-answer tests of the hash and cipher primitives against the published
 // vectors (RFC 1321, FIPS 180-4, FIPS 197, NIST SP 800-38A, RFC 6229).
+#include "pdf/security/crypto.h"
+
 #include <gtest/gtest.h>
 
 #include <array>
 #include <string>
 
 #include "pdf/model/error.h"
-#include "pdf/security/crypto.h"
 
 namespace zopra::pdf {
 namespace {
@@ -64,7 +65,8 @@ TEST(CryptoTest, Sha2MatchesFips180Examples) {
   const Bytes abc = text("abc");
   const Bytes twoBlock256 = text("abcdbcdecdefdefgefghfghighijhijkijkljklmklmnlmnomnopnopq");
   const Bytes twoBlock512 = text(
-      "abcdefghbcdefghicdefghijdefghijkefghijklfghijklmghijklmnhijklmnoijklmnopjklmnopqklmnopqrlmnopqrs"
+      "abcdefghbcdefghicdefghijdefghijkefghijklfghijklmghijklmnhijklmnoijklmnopjklmnopqklmnopqrlmno"
+      "pqrs"
       "mnopqrstnopqrstu");
   EXPECT_EQ(sha256(abc), hex("ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad"));
   EXPECT_EQ(sha256(twoBlock256),
@@ -72,12 +74,10 @@ TEST(CryptoTest, Sha2MatchesFips180Examples) {
   EXPECT_EQ(sha256(text("")),
             hex("e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855"));
 
-  EXPECT_EQ(sha512(abc, true),
-            hex("cb00753f45a35e8bb5a03d699ac65007272c32ab0eded163"
-                "1a8b605a43ff5bed8086072ba1e7cc2358baeca134c825a7"));
-  EXPECT_EQ(sha512(twoBlock512, true),
-            hex("09330c33f71147e83d192fc782cd1b4753111b173b3b05d2"
-                "2fa08086e3b0f712fcc7c71a557e2db966c3e9fa91746039"));
+  EXPECT_EQ(sha512(abc, true), hex("cb00753f45a35e8bb5a03d699ac65007272c32ab0eded163"
+                                   "1a8b605a43ff5bed8086072ba1e7cc2358baeca134c825a7"));
+  EXPECT_EQ(sha512(twoBlock512, true), hex("09330c33f71147e83d192fc782cd1b4753111b173b3b05d2"
+                                           "2fa08086e3b0f712fcc7c71a557e2db966c3e9fa91746039"));
   EXPECT_EQ(sha512(abc, false),
             hex("ddaf35a193617abacc417349ae20413112e6fa4e89a97ea20a9eeee64b55d39a"
                 "2192992a274fc1a836ba3c23a3feebbd454d4423643ce80e2a9ac94fa54ca49f"));
@@ -120,17 +120,17 @@ TEST(CryptoTest, AesCbcMatchesFips197AndSp80038a) {
 
   // SP 800-38A F.2.1 to F.2.6: CBC-AES128 and CBC-AES256, both directions.
   const auto iv = ivOf("000102030405060708090a0b0c0d0e0f");
-  const Bytes plain = hex(
-      "6bc1bee22e409f96e93d7e117393172a ae2d8a571e03ac9c9eb76fac45af8e51"
-      "30c81c46a35ce411e5fbc1191a0a52ef f69f2445df4f9b17ad2b417be66c3710");
+  const Bytes plain =
+      hex("6bc1bee22e409f96e93d7e117393172a ae2d8a571e03ac9c9eb76fac45af8e51"
+          "30c81c46a35ce411e5fbc1191a0a52ef f69f2445df4f9b17ad2b417be66c3710");
   const Bytes spKey128 = hex("2b7e151628aed2a6abf7158809cf4f3c");
-  const Bytes cipher128 = hex(
-      "7649abac8119b246cee98e9b12e9197d 5086cb9b507219ee95db113a917678b2"
-      "73bed6b8e3c1743b7116e69e22229516 3ff1caa1681fac09120eca307586e1a7");
+  const Bytes cipher128 =
+      hex("7649abac8119b246cee98e9b12e9197d 5086cb9b507219ee95db113a917678b2"
+          "73bed6b8e3c1743b7116e69e22229516 3ff1caa1681fac09120eca307586e1a7");
   const Bytes spKey256 = hex("603deb1015ca71be2b73aef0857d77811f352c073b6108d72d9810a30914dff4");
-  const Bytes cipher256 = hex(
-      "f58c4c04d6e5f1ba779eabfb5f7bfbd6 9cfc4e967edb808d679f777bc6702c7d"
-      "39f23369a9d9bacfa530e26304231461 b2eb05e2c39be9fcda6c19078c6a9d1b");
+  const Bytes cipher256 =
+      hex("f58c4c04d6e5f1ba779eabfb5f7bfbd6 9cfc4e967edb808d679f777bc6702c7d"
+          "39f23369a9d9bacfa530e26304231461 b2eb05e2c39be9fcda6c19078c6a9d1b");
   EXPECT_EQ(aesCbc(spKey128, plain, iv, false, false), cipher128);
   EXPECT_EQ(aesCbc(spKey128, cipher128, iv, true, false), plain);
   EXPECT_EQ(aesCbc(spKey256, plain, iv, false, false), cipher256);

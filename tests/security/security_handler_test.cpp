@@ -36,7 +36,8 @@ Bytes emptyPasswordKey(int revision, std::size_t length, std::int32_t permission
   }
   Bytes hash = md5(join(input, kId));
   if (revision >= 3) {
-    for (int i = 0; i < 50; ++i) hash = md5(Bytes(hash.begin(), hash.begin() + static_cast<long>(length)));
+    for (int i = 0; i < 50; ++i)
+      hash = md5(Bytes(hash.begin(), hash.begin() + static_cast<long>(length)));
   }
   return Bytes(hash.begin(), hash.begin() + static_cast<long>(length));
 }
@@ -60,7 +61,8 @@ Document withEncrypt(Value encrypt) {
 }
 
 // An RC4-family dictionary whose U entry accepts the empty password.
-ValueDictionary acceptingDictionary(int revision, std::size_t keyBytes, ValueDictionary extra = {}) {
+ValueDictionary acceptingDictionary(int revision, std::size_t keyBytes,
+                                    ValueDictionary extra = {}) {
   ValueDictionary entries = std::move(extra);
   entries["Filter"] = Value::Name("Standard");
   entries["R"] = Value::Number(revision);
@@ -139,7 +141,8 @@ TEST(SecurityHandlerTest, KeyLengthFollowsLengthEntry) {
                         Case{4, 256, 16}, Case{3, 32, 5}}) {
     ValueDictionary extra;
     if (c.length != 0) extra["Length"] = Value::Number(c.length);
-    Document document = withEncrypt(Value::Dictionary(acceptingDictionary(c.revision, c.keyBytes, extra)));
+    Document document =
+        withEncrypt(Value::Dictionary(acceptingDictionary(c.revision, c.keyBytes, extra)));
     ASSERT_EQ(document.configureEncryption(), Error::None) << c.revision << " " << c.length;
     EXPECT_EQ(document.encryption.key, emptyPasswordKey(c.revision, c.keyBytes, -3904));
     EXPECT_EQ(document.encryption.streamCipher, Cipher::Rc4);
@@ -221,10 +224,10 @@ TEST(SecurityHandlerTest, DecryptObjectsSkipsWhatStaysInTheClear) {
   Document& document = sealed.document;
   const Bytes sealedXml = sealed.seal("<x:xmpmeta/>");
 
-  sealed.add(1, Value::Dictionary({{"Title", string(sealed.seal("Hello"))},
-                                   {"Kids", Value::Array({string(sealed.seal("nested")),
-                                                          Value::Name("Plain")})},
-                                   {"Empty", string(Bytes(16, 0x42))}}));
+  sealed.add(1, Value::Dictionary(
+                    {{"Title", string(sealed.seal("Hello"))},
+                     {"Kids", Value::Array({string(sealed.seal("nested")), Value::Name("Plain")})},
+                     {"Empty", string(Bytes(16, 0x42))}}));
   // A stream whose bytes are still a range of the file.
   Bytes content = sealed.seal("BT (Hi) Tj ET");
   document.file = join(Bytes{'%', 'P', 'D', 'F'}, content);
@@ -232,8 +235,8 @@ TEST(SecurityHandlerTest, DecryptObjectsSkipsWhatStaysInTheClear) {
   stream.isStream = true;
   stream.streamOffset = 4;
   stream.streamLength = content.size();
-  Object& xref = sealed.add(3, Value::Dictionary({{"Type", Value::Name("XRef")},
-                                                  {"ID", string(Bytes(32, 7))}}));
+  Object& xref = sealed.add(
+      3, Value::Dictionary({{"Type", Value::Name("XRef")}, {"ID", string(Bytes(32, 7))}}));
   xref.isStream = true;
   xref.data = Bytes(32, 9);
   sealed.add(4, Value::Dictionary({{"O", string(Bytes(48, 1))}}));
@@ -243,6 +246,12 @@ TEST(SecurityHandlerTest, DecryptObjectsSkipsWhatStaysInTheClear) {
                                                       {"Note", string(sealed.seal("m"))}}));
   metadata.isStream = true;
   metadata.data = sealedXml;
+  // Signature contents are stored in the clear; the rest of the dictionary is not.
+  sealed.add(6,
+             Value::Dictionary({{"Type", Value::Name("Sig")},
+                                {"ByteRange", Value::Array({Value::Number(0), Value::Number(10)})},
+                                {"Contents", string(Bytes(20, 0))},
+                                {"Name", string(sealed.seal("signer"))}}));
 
   document.decryptObjects();
   const Value& info = document.objects[1].value;
@@ -250,7 +259,8 @@ TEST(SecurityHandlerTest, DecryptObjectsSkipsWhatStaysInTheClear) {
   EXPECT_EQ(info.find("Kids")->array[0].text, "nested");
   EXPECT_TRUE(info.find("Kids")->array[1].isName("Plain"));
   EXPECT_EQ(info.find("Empty")->text, "");  // an IV alone holds the empty string
-  EXPECT_EQ(document.storedStream(document.objects[2]), Bytes({'B', 'T', ' ', '(', 'H', 'i', ')', ' ', 'T', 'j', ' ', 'E', 'T'}));
+  EXPECT_EQ(document.storedStream(document.objects[2]),
+            Bytes({'B', 'T', ' ', '(', 'H', 'i', ')', ' ', 'T', 'j', ' ', 'E', 'T'}));
   EXPECT_EQ(document.objects[2].streamOffset, 0u);
   EXPECT_EQ(document.objects[2].streamLength, 13u);
   EXPECT_EQ(document.objects[3].value.find("ID")->text, std::string(32, 7));
@@ -258,6 +268,8 @@ TEST(SecurityHandlerTest, DecryptObjectsSkipsWhatStaysInTheClear) {
   EXPECT_EQ(document.objects[4].value.find("O")->text, std::string(48, 1));
   EXPECT_EQ(document.objects[5].value.find("Note")->text, "m");
   EXPECT_EQ(document.objects[5].data, sealedXml);
+  EXPECT_EQ(document.objects[6].value.find("Contents")->text, std::string(20, 0));
+  EXPECT_EQ(document.objects[6].value.find("Name")->text, "signer");
 
   // With EncryptMetadata true the metadata stream is decrypted like any other.
   SealedDocument again;
@@ -265,7 +277,8 @@ TEST(SecurityHandlerTest, DecryptObjectsSkipsWhatStaysInTheClear) {
   encryptedMetadata.isStream = true;
   encryptedMetadata.data = sealedXml;
   again.document.decryptObjects();
-  EXPECT_EQ(again.document.objects[1].data, Bytes({'<', 'x', ':', 'x', 'm', 'p', 'm', 'e', 't', 'a', '/', '>'}));
+  EXPECT_EQ(again.document.objects[1].data,
+            Bytes({'<', 'x', ':', 'x', 'm', 'p', 'm', 'e', 't', 'a', '/', '>'}));
 }
 
 TEST(SecurityHandlerTest, TruncatedAesDataThrows) {

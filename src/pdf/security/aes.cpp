@@ -32,8 +32,8 @@ std::uint8_t rotateLeft(std::uint8_t value, int count) {
 const SboxTable& inverseSboxTable() {
   static const SboxTable table = [] {
     SboxTable inverse{};
-    for (unsigned x = 0; x < 256; ++x) inverse[aesSbox(static_cast<std::uint8_t>(x))] =
-        static_cast<std::uint8_t>(x);
+    for (unsigned x = 0; x < 256; ++x)
+      inverse[aesSbox(static_cast<std::uint8_t>(x))] = static_cast<std::uint8_t>(x);
     return inverse;
   }();
   return table;
@@ -68,7 +68,8 @@ KeySchedule expandKey(const Bytes& key, const SboxTable& sbox) {
 }
 
 void addRoundKey(Block& state, const KeySchedule& schedule, int round) {
-  for (std::size_t i = 0; i < 16; ++i) state[i] ^= schedule.bytes[static_cast<std::size_t>(round) * 16 + i];
+  for (std::size_t i = 0; i < 16; ++i)
+    state[i] ^= schedule.bytes[static_cast<std::size_t>(round) * 16 + i];
 }
 
 // State bytes are column-major: byte r + 4c is row r of column c.
@@ -103,7 +104,8 @@ void mixColumns(Block& state, bool inverse) {
     std::uint8_t first = column[0];
     for (std::size_t r = 0; r < 4; ++r) {
       std::uint8_t next = r == 3 ? first : column[r + 1];
-      column[r] ^= static_cast<std::uint8_t>(all ^ xtime(static_cast<std::uint8_t>(column[r] ^ next)));
+      column[r] ^=
+          static_cast<std::uint8_t>(all ^ xtime(static_cast<std::uint8_t>(column[r] ^ next)));
     }
   }
 }

@@ -22,11 +22,13 @@ const std::array<std::uint32_t, 64>& md5Constants() {
   return table;
 }
 
+// clang-format off
 constexpr std::array<std::uint32_t, 64> kShifts = {
     7, 12, 17, 22, 7, 12, 17, 22, 7, 12, 17, 22, 7, 12, 17, 22,
-    5, 9,  14, 20, 5, 9,  14, 20, 5, 9,  14, 20, 5, 9,  14, 20,
+    5,  9, 14, 20, 5,  9, 14, 20, 5,  9, 14, 20, 5,  9, 14, 20,
     4, 11, 16, 23, 4, 11, 16, 23, 4, 11, 16, 23, 4, 11, 16, 23,
     6, 10, 15, 21, 6, 10, 15, 21, 6, 10, 15, 21, 6, 10, 15, 21};
+// clang-format on
 
 std::uint32_t rotateLeft(std::uint32_t value, std::uint32_t count) {
   return (value << count) | (value >> (32 - count));
@@ -83,7 +85,8 @@ Bytes md5(const Bytes& data) {
   while (tail.size() % 64 != 56) tail.push_back(0);
   std::uint64_t bits = static_cast<std::uint64_t>(data.size()) * 8;
   for (int i = 0; i < 8; ++i) tail.push_back(static_cast<std::uint8_t>(bits >> (8 * i)));
-  for (std::size_t offset = 0; offset < tail.size(); offset += 64) md5Block(state, tail.data() + offset);
+  for (std::size_t offset = 0; offset < tail.size(); offset += 64)
+    md5Block(state, tail.data() + offset);
 
   Bytes digest;
   digest.reserve(16);

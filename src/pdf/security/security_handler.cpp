@@ -34,6 +34,13 @@ Bytes concat(std::initializer_list<Bytes> parts) {
   return joined;
 }
 
+// The low `count` bytes of `value`, low byte first.
+Bytes littleEndian(std::uint32_t value, int count) {
+  Bytes out;
+  for (int i = 0; i < count; ++i) out.push_back(static_cast<std::uint8_t>(value >> (8 * i)));
+  return out;
+}
+
 Bytes slice(const Bytes& data, std::size_t begin, std::size_t end) {
   end = std::min(end, data.size());
   begin = std::min(begin, end);
@@ -99,9 +106,15 @@ Bytes passwordHash(int revision, const Bytes& salt, const Bytes& userData) {
       unsigned sum = 0;
       for (std::size_t i = 0; i < 16; ++i) sum += e[i];
       switch (sum % 3) {
-        case 0: k = sha256(e); break;
-        case 1: k = sha512(e, true); break;
-        default: k = sha512(e, false); break;
+        case 0:
+          k = sha256(e);
+          break;
+        case 1:
+          k = sha512(e, true);
+          break;
+        default:
+          k = sha512(e, false);
+          break;
       }
       if (round >= 63 && e.back() <= round - 31) break;
     }
@@ -138,14 +151,15 @@ Error Document::configureEncryption() {
   const Value* filter = entry(*this, dictionary, "Filter");
   if (!filter || !filter->isName("Standard")) return fail("unsupported PDF security handler");
 
-  constexpr std::int64_t kIntLimit = 1 << 30;
-  const int revision =
-      static_cast<int>(std::clamp<std::int64_t>(integerEntry(*this, dictionary, "R", 0), -kIntLimit, kIntLimit));
+  auto smallInteger = [this, dictionary](std::string_view key, int fallback) {
+    constexpr std::int64_t kLimit = 1 << 30;
+    return static_cast<int>(
+        std::clamp<std::int64_t>(integerEntry(*this, dictionary, key, fallback), -kLimit, kLimit));
+  };
+  const int revision = smallInteger("R", 0);
   encryption.revision = revision;
-  encryption.version =
-      static_cast<int>(std::clamp<std::int64_t>(integerEntry(*this, dictionary, "V", 0), -kIntLimit, kIntLimit));
-  encryption.keyLength = static_cast<int>(std::clamp<std::int64_t>(
-      integerEntry(*this, dictionary, "Length", revision == 2 ? 40 : 128), -kIntLimit, kIntLimit));
+  encryption.version = smallInteger("V", 0);
+  encryption.keyLength = smallInteger("Length", revision == 2 ? 40 : 128);
   const Value* metadataFlag = entry(*this, dictionary, "EncryptMetadata");
   encryption.encryptMetadata =
       metadataFlag && metadataFlag->kind == Value::Kind::Boolean ? metadataFlag->boolean : true;
@@ -182,8 +196,7 @@ Error Document::configureEncryption() {
   } else if (encryption.keyLength / 8 >= 6) {
     keyBytes = static_cast<std::size_t>(encryption.keyLength / 8);
   }
-  const auto permissions =
-      static_cast<std::uint32_t>(integerEntry(*this, dictionary, "P", -1));
+  const auto permissions = static_cast<std::uint32_t>(integerEntry(*this, dictionary, "P", -1));
   Bytes firstId;
   const Value* ids = nullptr;
   try {
@@ -202,11 +215,7 @@ Error Document::configureEncryption() {
   }
 
   const Bytes padding(kPasswordPadding.begin(), kPasswordPadding.end());
-  Bytes input = concat({padding, owner,
-                        Bytes{static_cast<std::uint8_t>(permissions), static_cast<std::uint8_t>(permissions >> 8),
-                              static_cast<std::uint8_t>(permissions >> 16),
-                              static_cast<std::uint8_t>(permissions >> 24)},
-                        firstId});
+  Bytes input = concat({padding, owner, littleEndian(permissions, 4), firstId});
   if (revision >= 4 && !encryption.encryptMetadata) input.insert(input.end(), 4, 0xFF);
   Bytes hash = md5(input);
   if (revision >= 3) {
@@ -251,12 +260,8 @@ Bytes Document::decryptBytes(const Bytes& data, std::uint32_t objectNumber,
 
   Bytes key = encryption.key;
   if (cipher != Cipher::Aes256) {
-    Bytes material = concat({encryption.key,
-                             Bytes{static_cast<std::uint8_t>(objectNumber),
-                                   static_cast<std::uint8_t>(objectNumber >> 8),
-                                   static_cast<std::uint8_t>(objectNumber >> 16),
-                                   static_cast<std::uint8_t>(generation),
-                                   static_cast<std::uint8_t>(generation >> 8)}});
+    Bytes material =
+        concat({encryption.key, littleEndian(objectNumber, 3), littleEndian(generation, 2)});
     if (cipher == Cipher::Aes128) material.insert(material.end(), kAesSalt.begin(), kAesSalt.end());
     key = md5(material);
     key.resize(std::min<std::size_t>(encryption.key.size() + 5, 16));
@@ -281,9 +286,18 @@ void Document::decryptValue(Value& value, std::uint32_t objectNumber,
     case Value::Kind::Array:
       for (Value& item : value.array) decryptValue(item, objectNumber, generation);
       break;
-    case Value::Kind::Dictionary:
-      for (auto& [key, item] : value.dictionary) decryptValue(item, objectNumber, generation);
+    case Value::Kind::Dictionary: {
+      // The Contents of a signature dictionary are written in the clear: the
+      // signature covers the file bytes around them.
+      const Value* type = value.find("Type");
+      const bool signature = value.find("ByteRange") != nullptr ||
+                             (type && (type->isName("Sig") || type->isName("DocTimeStamp")));
+      for (auto& [key, item] : value.dictionary) {
+        if (signature && key == "Contents" && item.isString()) continue;
+        decryptValue(item, objectNumber, generation);
+      }
       break;
+    }
     default:
       break;
   }
