@@ -187,6 +187,71 @@ TEST(EncryptedFilesTest, UserPasswordIsRequired) {
   }
 }
 
+TEST(EncryptedFilesTest, DamagedEncryptionDictionariesFailTheLoad) {
+  const std::string id =
+      "/ID [<00112233445566778899AABBCCDDEEFF> <00112233445566778899AABBCCDDEEFF>]";
+  const std::string user = " /U <" + std::string(64, 'A') + ">";
+  const std::string owner = " /O <" + std::string(64, 'B') + ">";
+  const std::string aesKeys = " /O <" + std::string(96, 'B') + "> /U <" + std::string(96, 'A') +
+                              "> /OE <" + std::string(64, 'C') + ">";
+  const std::pair<std::string, std::string> cases[] = {
+      {"<< /Filter /Standard /R 3 /V 2 /P -4" + owner + " >>", "PDF requires a password"},
+      {"<< /Filter /Standard /R 3 /V 2 /P -4" + user + " >>", "PDF requires a password"},
+      {"<< /Filter /Standard /R 6 /V 5 /P -4" + aesKeys + " /UE <" + std::string(62, 'D') + "> >>",
+       "invalid AES-256 encryption dictionary"},
+      {"<< /Filter /Standard /R 6 /V 5 /P -4" + aesKeys + " >>",
+       "invalid AES-256 encryption dictionary"},
+      {"<< /Filter /FooBar /R 3 /V 2 /P -4" + owner + user + " >>",
+       "unsupported PDF security handler"},
+      {"<< /Filter /Standard /R 1 /V 1 /P -4" + owner + user + " >>",
+       "unsupported PDF encryption revision"},
+      {"<< /Filter /Standard /R 6 /V 5 /P -4" + aesKeys + " /UE <" + std::string(64, 'D') + "> >>",
+       "PDF requires a password"},
+      {"42", "invalid PDF encryption dictionary"},
+  };
+  int index = 0;
+  for (const auto& [dictionary, message] : cases) {
+    SCOPED_TRACE(dictionary);
+    test::PdfBuilder b = test::PdfBuilder::simple({kFirstContent});
+    b.object(10, dictionary);
+    b.finishWithTable("/Root 1 0 R /Encrypt 10 0 R " + id);
+    Document document;
+    EXPECT_EQ(document.load(b.write("security-damaged-" + std::to_string(index++) + ".pdf")),
+              Error::Encryption);
+    EXPECT_EQ(document.errorMessage, message);
+  }
+}
+
+TEST(EncryptedFilesTest, CorruptedEncryptedFileNeverCrashes) {
+  if (!test::haveProgram("qpdf")) GTEST_SKIP() << "qpdf not installed";
+  const std::string path = test::tempDirectory() + "/security-mutate-source.pdf";
+  ASSERT_TRUE(encryptWithQpdf(plainDocument(), "--encrypt '' own 128 --use-aes=y --", path));
+  const std::string original = test::readFile(path);
+  ASSERT_GT(original.size(), 200u);
+  // Damage bytes all over the file, strings, streams and the Encrypt
+  // dictionary included; any outcome but a crash or a hang is acceptable.
+  for (std::size_t position = 0; position < original.size(); position += 7) {
+    std::string damaged = original;
+    damaged[position] = static_cast<char>(damaged[position] ^ 0x5A);
+    Document document;
+    Error result = document.load(test::writeTempFile("security-mutated.pdf", damaged));
+    if (result != Error::None) continue;
+    // Later reads may still meet the damage; they report it by exception.
+    try {
+      for (const Page& page : document.pages) {
+        for (std::uint32_t number : document.pageContentObjects(page)) {
+          if (const Object* content = document.object(number)) document.decodeStream(*content);
+        }
+      }
+    } catch (const Exception&) {
+    }
+  }
+  for (std::size_t length = 0; length < original.size(); length += 97) {
+    Document document;
+    document.load(test::writeTempFile("security-truncated.pdf", original.substr(0, length)));
+  }
+}
+
 std::vector<std::string> splitTabs(const std::string& line) {
   std::vector<std::string> fields;
   std::string field;
