@@ -1,5 +1,7 @@
 #include "pdf/model/document.h"
 
+#include <algorithm>
+#include <memory>
 #include <set>
 #include <utility>
 
@@ -20,6 +22,8 @@ void Document::reset() {
   nextObjectNumber = 1;
   strictCrossReference = false;
   compressedEntries.clear();
+  compressedObjects.clear();
+  decodedStreams_.clear();
 }
 
 void Document::setError(Error kind, std::string message) {
@@ -29,7 +33,7 @@ void Document::setError(Error kind, std::string message) {
 
 Object* Document::object(std::uint32_t number) {
   auto it = objects.find(number);
-  if (it == objects.end()) return nullptr;
+  if (it == objects.end()) return loadCompressed(number);
   Object& target = it->second;
   if (target.loaded) return &target;
 
@@ -82,6 +86,44 @@ Object* Document::object(std::uint32_t number) {
   return &target;
 }
 
+Object* Document::loadCompressed(std::uint32_t number) {
+  auto it = std::lower_bound(
+      compressedObjects.begin(), compressedObjects.end(), number,
+      [](const CompressedObject& entry, std::uint32_t wanted) { return entry.number < wanted; });
+  if (it == compressedObjects.end() || it->number != number) return nullptr;
+  CompressedObject location = *it;
+  std::shared_ptr<const Bytes> data = objectStreamData(location.stream);
+  const Object* container = object(location.stream);
+  Lexer lexer(data->data(), data->size(), location.position);
+  Value value = lexer.value(0);
+  Object& created = objects[number];
+  created.number = number;
+  created.generation = 0;
+  created.loaded = true;
+  created.value = std::move(value);
+  created.offset = container ? container->offset : 0;
+  return &created;
+}
+
+std::shared_ptr<const Bytes> Document::objectStreamData(std::uint32_t number) {
+  for (const auto& [stream, data] : decodedStreams_) {
+    if (stream == number) return data;
+  }
+  const Object* stream = object(number);
+  if (!stream) throw Exception(Error::Format, "missing object stream");
+  auto data = std::make_shared<const Bytes>(decodeStream(*stream));
+  if (decodedStreams_.size() >= kDecodedStreamCacheSize) decodedStreams_.erase(decodedStreams_.begin());
+  decodedStreams_.emplace_back(number, data);
+  return data;
+}
+
+bool Document::hasObject(std::uint32_t number) const {
+  if (objects.count(number)) return true;
+  return std::binary_search(
+      compressedObjects.begin(), compressedObjects.end(), CompressedObject{number, 0, 0},
+      [](const CompressedObject& a, const CompressedObject& b) { return a.number < b.number; });
+}
+
 const Object* Document::object(std::uint32_t number) const {
   // Lazy parsing changes the object map even for read-only callers.
   return const_cast<Document*>(this)->object(number);
@@ -115,7 +157,7 @@ const Value* Document::dictionaryValue(const Value* value, std::string_view key)
 }
 
 Object& Document::createObject(Value value) {
-  while (objects.count(nextObjectNumber)) ++nextObjectNumber;
+  while (hasObject(nextObjectNumber)) ++nextObjectNumber;
   std::uint32_t number = nextObjectNumber;
   nextObjectNumber = number + 1;
   Object& created = objects[number];

@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <set>
 #include <string>
 #include <string_view>
@@ -42,6 +43,14 @@ struct EncryptionState {
 // Position of an object inside an object stream: (index in the stream, object number).
 using CompressedEntry = std::pair<std::uint32_t, std::uint32_t>;
 
+// An object of an object stream whose value has not been parsed yet.
+struct CompressedObject {
+  std::uint32_t number = 0;
+  std::uint32_t stream = 0;
+  // Where the value starts in the stream's decoded bytes.
+  std::uint64_t position = 0;
+};
+
 class Document {
  public:
   // ---- Data ---------------------------------------------------------------
@@ -58,6 +67,11 @@ class Document {
   bool strictCrossReference = false;
   // Per object stream number, the type-2 cross-reference entries pointing into it.
   std::map<std::uint32_t, std::vector<CompressedEntry>> compressedEntries;
+  // Objects of object streams, sorted by number. They are validated at load
+  // but parsed only on first access by object(), which then moves them into
+  // `objects`: large files keep tens of thousands of objects there, most of
+  // which a caller never needs.
+  std::vector<CompressedObject> compressedObjects;
 
   // ---- Lifecycle (model) ------------------------------------------------------
   // Resets everything to the empty state of a new document.
@@ -76,6 +90,8 @@ class Document {
   // Resolves `value`; if it is a dictionary holding `key`, the entry resolved.
   Value* dictionaryValue(Value* value, std::string_view key);
   const Value* dictionaryValue(const Value* value, std::string_view key) const;
+  // True when an object with that number exists, parsed or not.
+  bool hasObject(std::uint32_t number) const;
   Object& createObject(Value value);
   Object& createStream(Value dictionary, Bytes data);
   // The stream's bytes as stored (after load-time decryption), still encoded.
@@ -110,8 +126,14 @@ class Document {
                     std::vector<std::uint32_t>* images);
 
  private:
+  Object* loadCompressed(std::uint32_t number);
+  // The decoded bytes of an object stream, from a small cache.
+  std::shared_ptr<const Bytes> objectStreamData(std::uint32_t number);
+
   static constexpr int kMaxLengthDepth = 8;
+  static constexpr std::size_t kDecodedStreamCacheSize = 4;
   int lengthDepth_ = 0;
+  std::vector<std::pair<std::uint32_t, std::shared_ptr<const Bytes>>> decodedStreams_;
 };
 
 }  // namespace zopra::pdf

@@ -1,7 +1,11 @@
-// Objects stored inside object streams become ordinary loaded objects.
-// Strict mode follows the cross-reference data exactly; recovery mode takes
-// every object stream found by the scan and is lenient with bad ones.
+// Objects stored inside object streams become ordinary objects of the
+// document. Each stream's header is read and checked at load; the values are
+// parsed when an object is first used (Document::object). Strict mode follows
+// the cross-reference data exactly; recovery mode takes every object stream
+// found by the scan and is lenient with bad ones.
+#include <algorithm>
 #include <cmath>
+#include <unordered_set>
 #include <vector>
 
 #include "pdf/model/document.h"
@@ -31,8 +35,13 @@ long long integerEntry(const Document& document, const Value& dictionary, const 
 class ObjectStreamReader {
  public:
   ObjectStreamReader(Document& document, const Object& stream, std::uint64_t first,
-                     std::uint64_t count)
-      : document_(document), offset_(stream.offset), data_(document.decodeStream(stream)) {
+                     std::uint64_t count, std::unordered_set<std::uint32_t>& recorded,
+                     std::vector<CompressedObject>& found)
+      : document_(document),
+        streamNumber_(stream.number),
+        data_(document.decodeStream(stream)),
+        recorded_(recorded),
+        found_(found) {
     if (data_.size() < first) fail("invalid object stream header");
     first_ = first;
     Lexer lexer(data_.data(), data_.size());
@@ -61,21 +70,18 @@ class ObjectStreamReader {
     }
     std::uint64_t offset = header_[index].offset;
     if (offset >= data_.size() - first_) fail("invalid compressed object offset");
-    Lexer lexer(data_.data(), data_.size(), first_ + offset);
-    Value value = lexer.value(0);
-    if (document_.objects.count(number)) fail("duplicate active PDF object");
-    Object& created = document_.objects[number];
-    created.number = number;
-    created.generation = 0;
-    created.loaded = true;
-    created.value = std::move(value);
-    created.offset = offset_;
+    if (document_.objects.count(number) || !recorded_.insert(number).second) {
+      fail("duplicate active PDF object");
+    }
+    found_.push_back({number, streamNumber_, first_ + offset});
   }
 
  private:
   Document& document_;
-  std::uint64_t offset_;
+  std::uint32_t streamNumber_;
   Bytes data_;
+  std::unordered_set<std::uint32_t>& recorded_;
+  std::vector<CompressedObject>& found_;
   std::uint64_t first_ = 0;
   std::vector<HeaderEntry> header_;
 };
@@ -93,6 +99,10 @@ void Document::parseObjectStreams() {
     }
   }
 
+  // Collected apart and published at the end, so that every object stream is
+  // itself a real object while the headers are read.
+  std::unordered_set<std::uint32_t> recorded;
+  std::vector<CompressedObject> found;
   for (std::uint32_t streamNumber : streams) {
     const Object* stream = object(streamNumber);
     if (!stream) {
@@ -106,7 +116,7 @@ void Document::parseObjectStreams() {
       continue;
     }
     ObjectStreamReader reader(*this, *stream, static_cast<std::uint64_t>(first),
-                              static_cast<std::uint64_t>(count));
+                              static_cast<std::uint64_t>(count), recorded, found);
     if (strictCrossReference) {
       for (const auto& [index, number] : compressedEntries[streamNumber]) {
         reader.load(index, number);
@@ -114,9 +124,18 @@ void Document::parseObjectStreams() {
     } else {
       const auto& header = reader.header();
       for (std::size_t i = 0; i < header.size(); ++i) {
-        if (!objects.count(header[i].number)) reader.load(i, header[i].number);
+        if (!objects.count(header[i].number) && !recorded.count(header[i].number)) {
+          reader.load(i, header[i].number);
+        }
       }
     }
+  }
+  compressedObjects = std::move(found);
+  std::sort(compressedObjects.begin(), compressedObjects.end(),
+            [](const CompressedObject& a, const CompressedObject& b) { return a.number < b.number; });
+  if (!compressedObjects.empty() && compressedObjects.back().number >= nextObjectNumber) {
+    std::uint32_t highest = compressedObjects.back().number;
+    nextObjectNumber = highest == 0xFFFFFFFFu ? highest : highest + 1;
   }
 }
 
