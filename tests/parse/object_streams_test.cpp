@@ -154,7 +154,7 @@ TEST(ObjectStreams, IndependentProducer) {
     Document document;
     ASSERT_EQ(document.load(path), Error::None) << path << ": " << document.errorMessage;
     EXPECT_TRUE(document.strictCrossReference) << path;
-    EXPECT_FALSE(document.compressedEntries.empty()) << path;
+    EXPECT_FALSE(document.compressedObjects.empty()) << path;
     ASSERT_EQ(document.pages.size(), 3u) << path;
     EXPECT_EQ(document.pages[2].width, 595);
     EXPECT_EQ(document.pages[2].height, 842);

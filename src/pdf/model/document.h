@@ -47,8 +47,9 @@ using CompressedEntry = std::pair<std::uint32_t, std::uint32_t>;
 struct CompressedObject {
   std::uint32_t number = 0;
   std::uint32_t stream = 0;
-  // Where the value starts in the stream's decoded bytes.
-  std::uint64_t position = 0;
+  // Where the value starts in the stream's decoded bytes (decoded streams are
+  // capped far below 4 GiB).
+  std::uint32_t position = 0;
 };
 
 class Document {
@@ -65,7 +66,9 @@ class Document {
   std::uint32_t nextObjectNumber = 1;
   // True when the cross-reference data was used; false after the recovery scan.
   bool strictCrossReference = false;
-  // Per object stream number, the type-2 cross-reference entries pointing into it.
+  // Per object stream number, the type-2 cross-reference entries pointing into
+  // it. Consumed by parseObjectStreams, which turns them into compressedObjects
+  // and then releases them.
   std::map<std::uint32_t, std::vector<CompressedEntry>> compressedEntries;
   // Objects of object streams, sorted by number. They are validated at load
   // but parsed only on first access by object(), which then moves them into

@@ -5,11 +5,11 @@
 #include <map>
 #include <set>
 #include <string_view>
-#include <unordered_set>
 #include <vector>
 
 #include "pdf/model/document.h"
 #include "pdf/parse/lexer.h"
+#include "pdf/parse/number_set.h"
 #include "pdf/parse/trailer_candidate.h"
 
 namespace zopra::pdf {
@@ -35,7 +35,7 @@ class CrossReferenceReader {
   void readStream(std::uint64_t offset);
   void offerLink(const Value* entry);
   void addUncompressed(std::uint32_t number, std::uint64_t offset);
-  bool claim(std::uint32_t number) { return seen_.insert(number).second; }
+  bool claim(std::uint32_t number) { return seen_.insert(number); }
   bool checkEntries() const;
   void commit();
 
@@ -43,7 +43,7 @@ class CrossReferenceReader {
   const Bytes& file_;
   std::vector<std::uint64_t> pending_;
   std::set<std::uint64_t> visited_;
-  std::unordered_set<std::uint32_t> seen_;
+  NumberSet seen_;
   std::map<std::uint32_t, std::uint64_t> uncompressed_;
   std::map<std::uint32_t, std::vector<CompressedEntry>> compressed_;
   std::uint32_t highest_ = 0;

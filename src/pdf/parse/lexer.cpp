@@ -250,6 +250,9 @@ Value Lexer::array(int depth) {
     }
     items.push_back(value(depth + 1));
   }
+  // Values are large and arrays (annotation lists, widths) are kept for the
+  // document's lifetime: drop the growth slack.
+  items.shrink_to_fit();
   return Value::Array(std::move(items));
 }
 

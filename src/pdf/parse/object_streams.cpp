@@ -5,11 +5,11 @@
 // found by the scan and is lenient with bad ones.
 #include <algorithm>
 #include <cmath>
-#include <unordered_set>
 #include <vector>
 
 #include "pdf/model/document.h"
 #include "pdf/parse/lexer.h"
+#include "pdf/parse/number_set.h"
 
 namespace zopra::pdf {
 
@@ -35,7 +35,7 @@ long long integerEntry(const Document& document, const Value& dictionary, const 
 class ObjectStreamReader {
  public:
   ObjectStreamReader(Document& document, const Object& stream, std::uint64_t first,
-                     std::uint64_t count, std::unordered_set<std::uint32_t>& recorded,
+                     std::uint64_t count, NumberSet& recorded,
                      std::vector<CompressedObject>& found)
       : document_(document),
         streamNumber_(stream.number),
@@ -70,17 +70,17 @@ class ObjectStreamReader {
     }
     std::uint64_t offset = header_[index].offset;
     if (offset >= data_.size() - first_) fail("invalid compressed object offset");
-    if (document_.objects.count(number) || !recorded_.insert(number).second) {
+    if (document_.objects.count(number) || !recorded_.insert(number)) {
       fail("duplicate active PDF object");
     }
-    found_.push_back({number, streamNumber_, first_ + offset});
+    found_.push_back({number, streamNumber_, static_cast<std::uint32_t>(first_ + offset)});
   }
 
  private:
   Document& document_;
   std::uint32_t streamNumber_;
   Bytes data_;
-  std::unordered_set<std::uint32_t>& recorded_;
+  NumberSet& recorded_;
   std::vector<CompressedObject>& found_;
   std::uint64_t first_ = 0;
   std::vector<HeaderEntry> header_;
@@ -101,8 +101,13 @@ void Document::parseObjectStreams() {
 
   // Collected apart and published at the end, so that every object stream is
   // itself a real object while the headers are read.
-  std::unordered_set<std::uint32_t> recorded;
+  NumberSet recorded;
   std::vector<CompressedObject> found;
+  if (strictCrossReference) {
+    std::size_t total = 0;
+    for (const auto& entry : compressedEntries) total += entry.second.size();
+    found.reserve(total);
+  }
   for (std::uint32_t streamNumber : streams) {
     const Object* stream = object(streamNumber);
     if (!stream) {
@@ -124,13 +129,16 @@ void Document::parseObjectStreams() {
     } else {
       const auto& header = reader.header();
       for (std::size_t i = 0; i < header.size(); ++i) {
-        if (!objects.count(header[i].number) && !recorded.count(header[i].number)) {
+        if (!objects.count(header[i].number) && !recorded.contains(header[i].number)) {
           reader.load(i, header[i].number);
         }
       }
     }
   }
   compressedObjects = std::move(found);
+  // The index now lives in compressedObjects; on large files the per-stream
+  // lists would only double the memory the open costs.
+  compressedEntries.clear();
   std::sort(compressedObjects.begin(), compressedObjects.end(),
             [](const CompressedObject& a, const CompressedObject& b) { return a.number < b.number; });
   if (!compressedObjects.empty() && compressedObjects.back().number >= nextObjectNumber) {
