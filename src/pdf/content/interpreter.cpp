@@ -110,10 +110,11 @@ FontInfo& Interpreter::font(const Value& resources, const std::string& name) {
       }
     }
   }
-  auto found = fonts.find(key);
-  if (found != fonts.end()) return found->second;
-  FontInfo built = buildFont(document, fontValue);
-  return fonts.emplace(key, std::move(built)).first->second;
+  auto& cache = fontValue && fontValue->isReference() ? document.fontCache : fonts;
+  auto found = cache.find(key);
+  if (found != cache.end()) return *found->second;
+  auto built = std::make_shared<FontInfo>(buildFont(document, fontValue));
+  return *cache.emplace(key, std::move(built)).first->second;
 }
 
 void Interpreter::paint(bool stroke, bool fill) {

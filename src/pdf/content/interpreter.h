@@ -96,7 +96,9 @@ class Interpreter {
   std::vector<std::uint32_t>* images;
   double minimumGraphicsSize;
   State state;
-  std::unordered_map<std::uint32_t, FontInfo> fonts;
+  // Fonts of this run that are not shared through the document's cache:
+  // dictionaries written in place, and the missing font (key 0).
+  std::unordered_map<std::uint32_t, std::shared_ptr<FontInfo>> fonts;
   std::vector<Subpath> path;
   bool clipPending = false;
   std::set<std::uint32_t> activeForms;

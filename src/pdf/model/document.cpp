@@ -5,6 +5,7 @@
 #include <set>
 #include <utility>
 
+#include "pdf/fonts/font_info.h"
 #include "pdf/parse/lexer.h"
 
 namespace zopra::pdf {
@@ -23,6 +24,7 @@ void Document::reset() {
   strictCrossReference = false;
   compressedEntries.clear();
   compressedObjects.clear();
+  fontCache.clear();
   decodedStreams_.clear();
 }
 

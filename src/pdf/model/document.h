@@ -10,6 +10,7 @@
 #include <set>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -20,6 +21,7 @@
 
 namespace zopra::pdf {
 
+struct FontInfo;
 struct TextEntry;
 
 // Ciphers of the standard security handler.
@@ -75,6 +77,10 @@ class Document {
   // `objects`: large files keep tens of thousands of objects there, most of
   // which a caller never needs.
   std::vector<CompressedObject> compressedObjects;
+  // Fonts built from indirect font dictionaries, by object number. Building a
+  // font may decode its program and CMaps, so pages that share fonts share
+  // this work; font objects are never changed once the document is loaded.
+  std::unordered_map<std::uint32_t, std::shared_ptr<FontInfo>> fontCache;
 
   // ---- Lifecycle (model) ------------------------------------------------------
   // Resets everything to the empty state of a new document.
