@@ -33,6 +33,7 @@ Error Document::extractText(std::uint32_t pageIndex, std::vector<TextEntry>& ent
   if (images) images->clear();
   const Page& page = pages[pageIndex];
   Rectangle box{page.x, page.y, page.width, page.height};
+  TransientObjects transient(*this);
   try {
     Interpreter interpreter(*this, page, &entries, nullptr, images, 0.0, box);
     interpreter.runPage();

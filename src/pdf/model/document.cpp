@@ -104,7 +104,20 @@ Object* Document::loadCompressed(std::uint32_t number) {
   created.loaded = true;
   created.value = std::move(value);
   created.offset = container ? container->offset : 0;
+  if (transientLog_) transientLog_->push_back(number);
   return &created;
+}
+
+Document::TransientObjects::TransientObjects(Document& document)
+    : document_(document), outer_(document.transientLog_) {
+  // Nested scopes leave the dropping to the outermost one.
+  if (!outer_) document_.transientLog_ = &parsed_;
+}
+
+Document::TransientObjects::~TransientObjects() {
+  if (outer_) return;
+  document_.transientLog_ = nullptr;
+  for (std::uint32_t number : parsed_) document_.objects.erase(number);
 }
 
 std::shared_ptr<const Bytes> Document::objectStreamData(std::uint32_t number) {

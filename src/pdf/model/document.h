@@ -90,6 +90,24 @@ class Document {
   Error load(const std::string& path);
 
   // ---- Objects (model) ------------------------------------------------------
+  // While a scope lives, objects of object streams parsed on first access are
+  // noted, and the scope's end drops them again (they are parsed anew when
+  // needed). Page extraction touches each page's own resources once; keeping
+  // them all would grow memory with every page read. Objects in use when the
+  // scope began, and objects changed by edits, are never dropped.
+  class TransientObjects {
+   public:
+    explicit TransientObjects(Document& document);
+    ~TransientObjects();
+    TransientObjects(const TransientObjects&) = delete;
+    TransientObjects& operator=(const TransientObjects&) = delete;
+
+   private:
+    Document& document_;
+    std::vector<std::uint32_t> parsed_;
+    std::vector<std::uint32_t>* outer_;
+  };
+
   // The object with that number, parsed on first access; null when absent.
   Object* object(std::uint32_t number);
   const Object* object(std::uint32_t number) const;
@@ -143,6 +161,7 @@ class Document {
   static constexpr std::size_t kDecodedStreamCacheSize = 4;
   int lengthDepth_ = 0;
   std::vector<std::pair<std::uint32_t, std::shared_ptr<const Bytes>>> decodedStreams_;
+  std::vector<std::uint32_t>* transientLog_ = nullptr;
 };
 
 }  // namespace zopra::pdf

@@ -2,10 +2,11 @@
 #pragma once
 
 #include <cstdint>
-#include <map>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "pdf/model/value_dictionary.h"
 
 namespace zopra::pdf {
 
@@ -13,9 +14,8 @@ using Bytes = std::vector<std::uint8_t>;
 
 class Value;
 using ValueArray = std::vector<Value>;
-// Ordered by plain byte comparison of the key; std::less<> allows lookups by
-// string_view without building a std::string.
-using ValueDictionary = std::map<std::string, Value, std::less<>>;
+// Ordered by plain byte comparison of the key; keys are unique.
+using ValueDictionary = BasicDictionary<Value>;
 
 // A PDF direct value. Deliberately not a union: every kind's payload sits side
 // by side and only the one that `kind` names is meaningful.

@@ -224,7 +224,7 @@ std::string Lexer::hexString() {
 
 Value Lexer::dictionary(int depth) {
   position_ += 2;  // "<<"
-  ValueDictionary entries;
+  std::vector<std::pair<std::string, Value>> entries;
   while (true) {
     skipWhiteSpace();
     if (size_ - position_ >= 2 && data_[position_] == '>' && data_[position_ + 1] == '>') {
@@ -233,9 +233,10 @@ Value Lexer::dictionary(int depth) {
     }
     if (position_ >= size_ || data_[position_] != '/') fail("invalid PDF dictionary key");
     std::string key = name();
-    entries.insert_or_assign(std::move(key), value(depth + 1));
+    Value entry = value(depth + 1);
+    entries.emplace_back(std::move(key), std::move(entry));
   }
-  return Value::Dictionary(std::move(entries));
+  return Value::Dictionary(ValueDictionary::fromEntries(std::move(entries)));
 }
 
 Value Lexer::array(int depth) {
