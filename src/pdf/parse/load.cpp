@@ -1,4 +1,67 @@
+// The load sequence: read the whole file, check its header, then parse the
+// cross-reference data, set up decryption, unpack object streams and walk the
+// page tree.
+#include <cstring>
+#include <exception>
+#include <fstream>
+
 #include "pdf/model/document.h"
+
 namespace zopra::pdf {
-Error Document::load(const std::string&) { reset(); setError(Error::Format, "file is not a PDF"); return error; }
+
+namespace {
+
+Error readFile(Document& document, const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  if (!in) {
+    document.setError(Error::Io, "failed to open PDF");
+    return Error::Io;
+  }
+  in.seekg(0, std::ios::end);
+  std::streamoff size = in.tellg();
+  if (!in || size < 5) {
+    document.setError(Error::Format, "file is not a PDF");
+    return Error::Format;
+  }
+  in.seekg(0, std::ios::beg);
+  document.file.resize(static_cast<std::size_t>(size));
+  in.read(reinterpret_cast<char*>(document.file.data()), size);
+  if (!in || in.gcount() != size) {
+    document.setError(Error::Format, "file is not a PDF");
+    return Error::Format;
+  }
+  return Error::None;
+}
+
+}  // namespace
+
+Error Document::load(const std::string& path) {
+  reset();
+  if (Error kind = readFile(*this, path); kind != Error::None) return kind;
+  if (std::memcmp(file.data(), "%PDF-", 5) != 0) {
+    setError(Error::Format, "file is not a PDF");
+    return Error::Format;
+  }
+  std::size_t versionEnd = 5;
+  while (versionEnd < file.size() && file[versionEnd] != '\r' && file[versionEnd] != '\n') {
+    ++versionEnd;
+  }
+  version.assign(reinterpret_cast<const char*>(file.data()) + 5, versionEnd - 5);
+
+  try {
+    if (Error kind = parse(); kind != Error::None) return kind;
+    if (Error kind = configureEncryption(); kind != Error::None) return kind;
+    decryptObjects();
+    parseObjectStreams();
+    if (Error kind = buildPages(); kind != Error::None) return kind;
+    return error;
+  } catch (const Exception& failure) {
+    setError(failure.kind(), failure.message());
+    return failure.kind();
+  } catch (const std::exception& failure) {
+    setError(Error::Format, failure.what());
+    return Error::Format;
+  }
+}
+
 }  // namespace zopra::pdf

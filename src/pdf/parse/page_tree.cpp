@@ -1,1 +1,153 @@
-// Placeholder; filled in with the parser.
+// The page tree: every leaf page in document order, with inherited attributes
+// applied and its displayed size and rotation computed once.
+#include <cmath>
+#include <set>
+
+#include "pdf/model/document.h"
+
+namespace zopra::pdf {
+
+namespace {
+
+constexpr const char* kInheritable[] = {"Resources", "MediaBox", "CropBox", "Rotate"};
+
+// Trees deeper than this are not followed further; real documents stay far
+// below it, and a crafted chain of nodes cannot exhaust the stack.
+constexpr std::size_t kMaxTreeDepth = 256;
+
+// Adds `number` to the current path for the lifetime of the guard.
+class PathGuard {
+ public:
+  PathGuard(std::set<std::uint32_t>& path, std::uint32_t number) : path_(path), number_(number) {
+    inserted_ = number != 0 && path_.insert(number).second;
+  }
+  ~PathGuard() {
+    if (inserted_) path_.erase(number_);
+  }
+  PathGuard(const PathGuard&) = delete;
+  PathGuard& operator=(const PathGuard&) = delete;
+  bool cycle() const { return number_ != 0 && !inserted_; }
+
+ private:
+  std::set<std::uint32_t>& path_;
+  std::uint32_t number_;
+  bool inserted_ = false;
+};
+
+double boxNumber(const Document& document, const Value& element) {
+  const Value* resolved = document.resolve(&element);
+  if (!resolved || !resolved->isNumber() || !std::isfinite(resolved->number)) {
+    throw Exception(Error::Format, "invalid PDF page box");
+  }
+  return resolved->number;
+}
+
+void contentWalk(const Document& document, const Value& value, std::set<std::uint32_t>& path,
+                 std::vector<std::uint32_t>& out) {
+  if (path.size() > kMaxTreeDepth) return;
+  if (value.isArray()) {
+    for (const Value& element : value.array) contentWalk(document, element, path, out);
+    return;
+  }
+  if (!value.isReference()) return;
+  PathGuard guard(path, value.objectNumber);
+  if (guard.cycle()) return;
+  const Object* target = document.object(value.objectNumber);
+  if (!target) return;
+  if (target->isStream) {
+    out.push_back(target->number);
+  } else {
+    contentWalk(document, target->value, path, out);
+  }
+}
+
+}  // namespace
+
+Error Document::buildPages() {
+  Value* catalog = resolve(trailer.find("Root"));
+  Value* root = catalog && catalog->isDictionary() ? catalog->find("Pages") : nullptr;
+  if (!root || !resolve(root)) {
+    setError(Error::Format, "PDF page tree was not found");
+    return Error::Format;
+  }
+  std::set<std::uint32_t> path;
+  Value rootEntry = *root;
+  collectPages(rootEntry, ValueDictionary(), path);
+  if (pages.empty()) {
+    setError(Error::Format, "PDF contains no pages");
+    return Error::Format;
+  }
+  return Error::None;
+}
+
+void Document::collectPages(const Value& node, ValueDictionary attributes,
+                            std::set<std::uint32_t>& path) {
+  if (path.size() > kMaxTreeDepth) return;
+  PathGuard guard(path, node.isReference() ? node.objectNumber : 0);
+  if (guard.cycle()) return;
+  Value* resolved = resolve(const_cast<Value*>(&node));
+  if (!resolved || !resolved->isDictionary()) return;
+
+  for (const char* key : kInheritable) {
+    if (const Value* entry = resolved->find(key)) attributes.insert_or_assign(key, *entry);
+  }
+
+  const Value* type = resolve(resolved->find("Type"));
+  if (type && type->isName("Page")) {
+    auto boxEntry = attributes.find("CropBox");
+    if (boxEntry == attributes.end()) boxEntry = attributes.find("MediaBox");
+    const Value* box = boxEntry == attributes.end() ? nullptr : resolve(&boxEntry->second);
+    if (!box || !box->isArray() || box->array.size() < 4) {
+      throw Exception(Error::Format, "invalid PDF page box");
+    }
+    double x1 = boxNumber(*this, box->array[0]);
+    double y1 = boxNumber(*this, box->array[1]);
+    double x2 = boxNumber(*this, box->array[2]);
+    double y2 = boxNumber(*this, box->array[3]);
+
+    Page page;
+    page.dictionary = resolved;
+    page.x = std::min(x1, x2);
+    page.y = std::min(y1, y2);
+    page.width = std::fabs(x2 - x1);
+    page.height = std::fabs(y2 - y1);
+    double rotation = 0;
+    auto rotate = attributes.find("Rotate");
+    if (rotate != attributes.end()) {
+      const Value* number = resolve(&rotate->second);
+      if (number && number->isNumber() && std::isfinite(number->number)) {
+        rotation = std::fmod(std::trunc(number->number), 360.0);
+        if (rotation < 0) rotation += 360;
+      }
+    }
+    page.rotation = static_cast<std::uint32_t>(rotation);
+    if (page.rotation == 90 || page.rotation == 270) std::swap(page.width, page.height);
+    page.inherited = std::move(attributes);
+    pages.push_back(std::move(page));
+    return;
+  }
+
+  Value* kids = resolve(resolved->find("Kids"));
+  if (!kids || !kids->isArray()) return;
+  // The kids are copied: resolving them may parse objects, and a child's
+  // attributes are copied per call anyway.
+  ValueArray children = kids->array;
+  for (const Value& kid : children) collectPages(kid, attributes, path);
+}
+
+std::vector<std::uint32_t> Document::pageContentObjects(const Page& page) {
+  std::vector<std::uint32_t> out;
+  if (!page.dictionary) return out;
+  const Value* contents = page.dictionary->find("Contents");
+  if (!contents) return out;
+  std::set<std::uint32_t> path;
+  Value entry = *contents;
+  contentWalk(*this, entry, path, out);
+  return out;
+}
+
+std::vector<std::uint32_t> Document::pageContentObjects(const Page& page) const {
+  return const_cast<Document*>(this)->pageContentObjects(page);
+}
+
+}  // namespace zopra::pdf

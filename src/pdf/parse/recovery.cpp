@@ -1,1 +1,116 @@
-// Placeholder; filled in with the parser.
+// The recovery scan: when the cross-reference data cannot be trusted, every
+// "N G obj" header of the file is parsed in file order and the trailer is
+// searched for separately.
+#include <exception>
+#include <string_view>
+
+#include "pdf/model/document.h"
+#include "pdf/parse/lexer.h"
+#include "pdf/parse/trailer_candidate.h"
+
+namespace zopra::pdf {
+
+namespace {
+
+bool isDigitByte(std::uint8_t c) { return c >= '0' && c <= '9'; }
+
+// True when an object header "digits ws+ digits ws+ obj" starts at `p`.
+bool headerAt(const Bytes& file, std::size_t p) {
+  const std::size_t size = file.size();
+  if (!isDigitByte(file[p])) return false;
+  if (p > 0 && !isDelimiter(file[p - 1])) return false;
+  std::size_t i = p;
+  for (int field = 0; field < 2; ++field) {
+    if (i >= size || !isDigitByte(file[i])) return false;
+    while (i < size && isDigitByte(file[i])) ++i;
+    if (i >= size || !isWhiteSpace(file[i])) return false;
+    while (i < size && isWhiteSpace(file[i])) ++i;
+  }
+  if (size - i < 3 || file[i] != 'o' || file[i + 1] != 'b' || file[i + 2] != 'j') return false;
+  return i + 3 == size || isDelimiter(file[i + 3]);
+}
+
+}  // namespace
+
+Error Document::parseLinear() {
+  const std::size_t size = file.size();
+  std::size_t p = 0;
+  while (p < size) {
+    if (!headerAt(file, p)) {
+      ++p;
+      continue;
+    }
+    Object parsed;
+    std::uint64_t end = 0;
+    bool ok = false;
+    try {
+      ok = parseObjectAt(file, p, parsed, end);
+    } catch (const Exception&) {
+      ok = false;
+    }
+    if (!ok || end <= p) {
+      ++p;
+      continue;
+    }
+    parsed.loaded = true;
+    auto existing = objects.find(parsed.number);
+    if (existing == objects.end()) {
+      objects.emplace(parsed.number, std::move(parsed));
+    } else if (existing->second.offset < parsed.offset) {
+      existing->second = std::move(parsed);
+    }
+    p = end;
+  }
+  if (objects.empty()) {
+    setError(Error::Format, "PDF has no indirect objects");
+    return Error::Format;
+  }
+  std::uint32_t highest = objects.rbegin()->first;
+  nextObjectNumber = highest == 0xFFFFFFFFu ? highest : highest + 1;
+  fixStreamLengths();
+
+  TrailerCandidate candidate;
+  std::string_view text(reinterpret_cast<const char*>(file.data()), size);
+  for (std::size_t at = text.find("trailer"); at != std::string_view::npos;
+       at = text.find("trailer", at + 1)) {
+    Lexer lexer(file.data(), size, at + 7);
+    try {
+      candidate.offer(lexer.value(0), at);
+    } catch (const Exception&) {
+    }
+  }
+  if (!candidate.present()) {
+    for (const auto& [number, entry] : objects) {
+      const Value* type = entry.value.find("Type");
+      if (type && type->isName("XRef")) candidate.offer(entry.value, entry.offset);
+    }
+  }
+  if (!candidate.present()) {
+    setError(Error::Format, "PDF trailer was not found");
+    return Error::Format;
+  }
+  trailer = candidate.take();
+  return Error::None;
+}
+
+void Document::fixStreamLengths() {
+  for (auto& [number, entry] : objects) {
+    if (!entry.isStream) continue;
+    const Value* length = entry.value.find("Length");
+    if (!length || !length->isReference()) continue;
+    const Object* lengthObject = nullptr;
+    try {
+      lengthObject = object(length->objectNumber);
+    } catch (const Exception&) {
+      continue;
+    }
+    if (!lengthObject || !lengthObject->value.isNumber()) continue;
+    double n = lengthObject->value.number;
+    if (isWholeNumber(n, 0, 18446744073709551616.0) && entry.streamOffset <= file.size() &&
+        n <= static_cast<double>(file.size() - entry.streamOffset)) {
+      entry.streamLength = static_cast<std::uint64_t>(n);
+    }
+  }
+}
+
+}  // namespace zopra::pdf

@@ -1,0 +1,58 @@
+#include "corpus/corpus_files.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include "support/test_files.h"
+
+namespace zopra::test {
+
+std::vector<std::string> corpusFiles() {
+  std::vector<std::string> files;
+  std::string directory = corpusDirectory();
+  if (directory.empty()) return files;
+  for (const auto& entry : std::filesystem::directory_iterator(directory)) {
+    if (entry.path().extension() == ".pdf") files.push_back(entry.path().string());
+  }
+  std::sort(files.begin(), files.end());
+  return files;
+}
+
+std::map<std::string, OracleRow> corpusOracle() {
+  std::map<std::string, OracleRow> rows;
+  std::string directory = corpusDirectory();
+  if (directory.empty()) return rows;
+  std::ifstream in(directory + "/ORACLE.tsv");
+  std::string line;
+  std::getline(in, line);  // header
+  while (std::getline(in, line)) {
+    std::vector<std::string> fields;
+    std::stringstream split(line);
+    std::string field;
+    while (std::getline(split, field, '\t')) fields.push_back(field);
+    if (fields.size() < 6) continue;
+    OracleRow row;
+    row.file = fields[0];
+    if (!fields[1].empty()) row.pdfinfoPages = std::stoi(fields[1]);
+    row.encrypted = fields[2] == "yes";
+    if (!fields[5].empty()) row.pdftotextWords = std::stol(fields[5]);
+    rows[row.file] = row;
+  }
+  return rows;
+}
+
+std::string capture(const std::string& command) {
+  std::string out;
+  FILE* pipe = popen(command.c_str(), "r");
+  if (!pipe) return out;
+  char buffer[4096];
+  std::size_t n;
+  while ((n = fread(buffer, 1, sizeof buffer, pipe)) > 0) out.append(buffer, n);
+  pclose(pipe);
+  return out;
+}
+
+}  // namespace zopra::test

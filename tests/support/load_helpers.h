@@ -1,0 +1,29 @@
+// Loading builder output into a Document in one step.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "pdf/model/document.h"
+#include "support/pdf_builder.h"
+#include "support/test_files.h"
+
+namespace zopra::test {
+
+struct Loaded {
+  std::unique_ptr<pdf::Document> document = std::make_unique<pdf::Document>();
+  pdf::Error result = pdf::Error::None;
+  pdf::Document* operator->() { return document.get(); }
+};
+
+inline Loaded loadBytes(const std::string& bytes, const std::string& name) {
+  Loaded loaded;
+  loaded.result = loaded.document->load(writeTempFile(name, bytes));
+  return loaded;
+}
+
+inline Loaded loadBuilder(const PdfBuilder& builder, const std::string& name) {
+  return loadBytes(builder.bytes(), name);
+}
+
+}  // namespace zopra::test
