@@ -165,6 +165,81 @@ ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderGetPageSize(ZOPRADocumentLo
                                                                 double* width, double* height,
                                                                 uint32_t* rotation, uint32_t page);
 
+/*
+ * zopraDocumentLoaderExtractPageText
+ *   Extracts the text of one page as positioned items (words and phrases
+ *   joined by the engine's spacing rules, in content order) and keeps them in
+ *   the handle, replacing the items of any earlier extraction. The items are
+ *   addressed by index by later calls; zopraDocumentLoaderGetPageTextCount
+ *   tells how many there are.
+ * Parameters
+ *   loader  [in] the handle.
+ *   page    [in] page index, below the page count.
+ * Returns
+ *   ZOPRA_STATUS_SUCCESS; ZOPRA_STATUS_INVALID_ARGUMENT when loader is NULL,
+ *   no document is open or page is out of range; ZOPRA_STATUS_BROKEN_STREAM
+ *   when a content stream or font stream cannot be decoded;
+ *   ZOPRA_STATUS_OTHER_ERROR for a damaged object. After a failure, the count
+ *   query answers ZOPRA_STATUS_INVALID_ARGUMENT until a later extraction
+ *   succeeds.
+ */
+ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderExtractPageText(ZOPRADocumentLoader* loader,
+                                                                    uint32_t page);
+
+/*
+ * zopraDocumentLoaderGetPageTextCount
+ *   The number of text items of the last successful
+ *   zopraDocumentLoaderExtractPageText.
+ * Parameters
+ *   loader  [in] the handle.
+ *   count   [out] receives the item count; must not be NULL.
+ *   page    [in] must be the page of that extraction.
+ * Returns
+ *   ZOPRA_STATUS_SUCCESS, or ZOPRA_STATUS_INVALID_ARGUMENT when loader or
+ *   count is NULL, no document is open, no extraction has succeeded since the
+ *   document was opened, or page is not the extracted page.
+ */
+ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderGetPageTextCount(ZOPRADocumentLoader* loader,
+                                                                     uint32_t* count,
+                                                                     uint32_t page);
+
+/*
+ * zopraDocumentLoaderGetPageTextSize
+ *   Extracts the text of one page as a single UTF-8 string, one text item per
+ *   line, every line (the last included) ended by a line feed, and keeps it in
+ *   the handle for zopraDocumentLoaderGetPageText. Does not touch the items of
+ *   zopraDocumentLoaderExtractPageText.
+ * Parameters
+ *   loader  [in] the handle.
+ *   size    [out] receives the string's length in bytes plus 1 (room for the
+ *           terminating NUL); must not be NULL. Unchanged on failure.
+ *   page    [in] page index, below the page count.
+ * Returns
+ *   ZOPRA_STATUS_SUCCESS; ZOPRA_STATUS_INVALID_ARGUMENT as for the count call
+ *   or when page is out of range; ZOPRA_STATUS_ENCRYPTED_DOCUMENT,
+ *   ZOPRA_STATUS_BROKEN_STREAM, ZOPRA_STATUS_OTHER_ERROR when extraction fails
+ *   (the kept string is then unchanged).
+ */
+ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderGetPageTextSize(ZOPRADocumentLoader* loader,
+                                                                    uint32_t* size, uint32_t page);
+
+/*
+ * zopraDocumentLoaderGetPageText
+ *   Copies the string built by the last zopraDocumentLoaderGetPageTextSize
+ *   (whatever page it was for, also across re-opens) and a terminating NUL.
+ *   Before any size call the string is empty.
+ * Parameters
+ *   loader      [in] the handle.
+ *   buffer      [out] caller-owned buffer of bufferSize bytes; must not be NULL.
+ *   bufferSize  [in] at least the size reported by the size call.
+ * Returns
+ *   ZOPRA_STATUS_SUCCESS, or ZOPRA_STATUS_INVALID_ARGUMENT (nothing written)
+ *   when loader or buffer is NULL, no document is open, or the buffer is too
+ *   small.
+ */
+ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderGetPageText(ZOPRADocumentLoader* loader,
+                                                                char* buffer, uint32_t bufferSize);
+
 #ifdef __cplusplus
 }
 #endif

@@ -1,14 +1,45 @@
-// Placeholder until the content interpreter lands: pages have no text yet.
+// Running a page's content and collecting its text items.
+#include <utility>
+
+#include "pdf/content/interpreter.h"
 #include "pdf/content/text_entry.h"
 #include "pdf/model/document.h"
 
 namespace zopra::pdf {
 
-Error Document::extractText(std::uint32_t page, std::vector<TextEntry>& entries,
+void Interpreter::runPage() {
+  std::vector<std::uint32_t> contents = document.pageContentObjects(page);
+  // A copy, so that the font cache keys taken from in-place font dictionaries
+  // stay valid for the whole page.
+  Value resources;
+  auto inherited = page.inherited.find("Resources");
+  if (inherited != page.inherited.end()) resources = inherited->second;
+
+  std::vector<State> stateStack;
+  std::vector<Token> operands;
+  std::uint32_t counter = 0;
+  for (std::uint32_t number : contents) {
+    const Object* content = document.object(number);
+    if (!content) continue;
+    Bytes data = document.decodeStream(*content);
+    run(data, resources, 0, counter, stateStack, operands);
+  }
+}
+
+Error Document::extractText(std::uint32_t pageIndex, std::vector<TextEntry>& entries,
                             std::vector<std::uint32_t>* images) {
-  if (page >= pages.size()) return Error::InvalidArgument;
+  if (pageIndex >= pages.size()) return Error::InvalidArgument;
   entries.clear();
   if (images) images->clear();
+  const Page& page = pages[pageIndex];
+  Rectangle box{page.x, page.y, page.width, page.height};
+  try {
+    Interpreter interpreter(*this, page, &entries, nullptr, images, 0.0, box);
+    interpreter.runPage();
+  } catch (const Exception& failure) {
+    setError(failure.kind(), failure.message());
+    return failure.kind();
+  }
   return Error::None;
 }
 

@@ -1,12 +1,125 @@
-// Placeholder until the filters land: streams are returned as stored.
+// Document::decodeStream: the stream's filter chain with its parameters.
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <set>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "pdf/filters/filters.h"
 #include "pdf/model/document.h"
 
 namespace zopra::pdf {
 
+namespace {
+
+std::vector<std::string> filterNames(const Document& document, const Value& dictionary) {
+  std::vector<std::string> names;
+  const Value* filter = document.dictionaryValue(&dictionary, "Filter");
+  if (!filter) return names;
+  if (filter->isName()) {
+    names.push_back(filter->text);
+  } else if (filter->isArray()) {
+    for (const Value& element : filter->array) {
+      const Value* resolved = document.resolve(&element);
+      if (resolved && resolved->isName()) names.push_back(resolved->text);
+    }
+  }
+  return names;
+}
+
+// Follows a chain of references; null for a loop or a missing object.
+const Value* chaseReferences(const Document& document, const Value* value) {
+  std::set<std::uint32_t> visited;
+  while (value->isReference()) {
+    if (!visited.insert(value->objectNumber).second) return nullptr;
+    const Object* target = document.object(value->objectNumber);
+    if (!target) return nullptr;
+    value = &target->value;
+  }
+  return value;
+}
+
+// One entry per filter: the parameter value of that filter, or null. Entries
+// point into the document's objects, which are never removed.
+std::vector<const Value*> filterParameters(const Document& document, const Value& dictionary,
+                                           std::size_t filterCount) {
+  std::vector<const Value*> parameters(filterCount, nullptr);
+  const Value* decodeParms = document.dictionaryValue(&dictionary, "DecodeParms");
+  if (!decodeParms) return parameters;
+  if (decodeParms->isDictionary()) {
+    // A lone dictionary is ambiguous with several filters and is ignored then.
+    if (filterCount == 1) parameters[0] = decodeParms;
+  } else if (decodeParms->isArray()) {
+    std::size_t count = std::min(decodeParms->array.size(), filterCount);
+    for (std::size_t i = 0; i < count; ++i) {
+      parameters[i] = chaseReferences(document, &decodeParms->array[i]);
+    }
+  }
+  return parameters;
+}
+
+// Truncates toward zero, saturating at the range of std::int64_t; NaN gives 0.
+std::int64_t truncateNumber(double number) {
+  constexpr double kLimit = 9.2e18;
+  if (std::isnan(number)) return 0;
+  if (number >= kLimit) return static_cast<std::int64_t>(kLimit);
+  if (number <= -kLimit) return -static_cast<std::int64_t>(kLimit);
+  return static_cast<std::int64_t>(number);
+}
+
+std::int64_t integerParameter(const Document& document, const Value& dictionary,
+                              std::string_view key, std::int64_t fallback) {
+  const Value* entry = document.dictionaryValue(&dictionary, key);
+  if (!entry || !entry->isNumber()) return fallback;
+  return truncateNumber(entry->number);
+}
+
+PredictorParameters predictorParameters(const Document& document, const Value& dictionary) {
+  PredictorParameters parameters;
+  parameters.predictor = integerParameter(document, dictionary, "Predictor", 1);
+  parameters.colors = integerParameter(document, dictionary, "Colors", 1);
+  parameters.bitsPerComponent = integerParameter(document, dictionary, "BitsPerComponent", 8);
+  parameters.columns = integerParameter(document, dictionary, "Columns", 1);
+  return parameters;
+}
+
+enum class FilterKind { Flate, AsciiHex, Ascii85, RunLength, Crypt };
+
+FilterKind filterKind(const std::string& name) {
+  if (name == "FlateDecode" || name == "Fl") return FilterKind::Flate;
+  if (name == "ASCIIHexDecode" || name == "AHx") return FilterKind::AsciiHex;
+  if (name == "ASCII85Decode" || name == "A85") return FilterKind::Ascii85;
+  if (name == "RunLengthDecode" || name == "RL") return FilterKind::RunLength;
+  if (name == "Crypt") return FilterKind::Crypt;
+  throw Exception(Error::Stream, "unsupported PDF stream filter: " + name);
+}
+
+}  // namespace
+
 Bytes Document::decodeStream(const Object& source) const {
   if (!source.isStream) return {};
   if (source.createdStream) return source.data;
-  return storedStream(source);
+
+  std::vector<std::string> names = filterNames(*this, source.value);
+  std::vector<const Value*> parameters = filterParameters(*this, source.value, names.size());
+
+  Bytes buffer = storedStream(source);
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    switch (filterKind(names[i])) {
+      case FilterKind::Flate: buffer = flateDecode(buffer); break;
+      case FilterKind::AsciiHex: buffer = asciiHexDecode(buffer); break;
+      case FilterKind::Ascii85: buffer = ascii85Decode(buffer); break;
+      case FilterKind::RunLength: buffer = runLengthDecode(buffer); break;
+      case FilterKind::Crypt: continue;  // decryption already happened at load
+    }
+    if (parameters[i] && parameters[i]->isDictionary()) {
+      buffer = applyPredictor(std::move(buffer), predictorParameters(*this, *parameters[i]));
+    }
+  }
+  return buffer;
 }
 
 }  // namespace zopra::pdf

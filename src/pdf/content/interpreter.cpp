@@ -1,0 +1,128 @@
+#include "pdf/content/interpreter.h"
+
+#include <cstdint>
+#include <utility>
+
+#include "pdf/fonts/font_builder.h"
+
+namespace zopra::pdf {
+
+Interpreter::Interpreter(Document& doc, const Page& currentPage, std::vector<TextEntry>* textOut,
+                         std::vector<GraphicsEntry>* graphicsOut,
+                         std::vector<std::uint32_t>* imagesOut, double minimumSize,
+                         const Rectangle& initialClip)
+    : document(doc),
+      page(currentPage),
+      texts(textOut),
+      graphics(graphicsOut),
+      images(imagesOut),
+      minimumGraphicsSize(minimumSize) {
+  state.clip = initialClip;
+}
+
+void Interpreter::run(const Bytes& bytes, const Value& resources, std::uint32_t streamNumber,
+                      std::uint32_t& counter, std::vector<State>& stateStack,
+                      std::vector<Token>& operands) {
+  ContentLexer lexer(bytes);
+  Token token;
+  while (lexer.next(token)) {
+    if (token.kind != Token::Kind::Keyword) {
+      operands.push_back(std::move(token));
+      token = Token();
+      continue;
+    }
+    execute(token.text, resources, streamNumber, counter, stateStack, operands, &lexer);
+    operands.clear();
+  }
+}
+
+void Interpreter::drawXObject(const Value& resources, const std::string& name,
+                              std::uint32_t& counter) {
+  (void)counter;  // a form counts its own text operators from 0
+  const Value* xobjects = document.dictionaryValue(&resources, "XObject");
+  if (!xobjects || !xobjects->isDictionary()) return;
+  const Value* entry = xobjects->find(name);
+  if (!entry) return;
+  std::uint32_t objectNumber = 0;
+  const Object* object = nullptr;
+  if (entry->isReference()) {
+    objectNumber = entry->objectNumber;
+    object = document.object(objectNumber);
+  }
+  const Value* xobject = document.resolve(entry);
+  const Value* subtype = document.dictionaryValue(xobject, "Subtype");
+  if (!subtype || !subtype->isName()) return;
+
+  if (subtype->text == "Image") {
+    if (images) images->push_back(objectNumber);
+    // Image entries of the graphics collector are made by the graphics extraction.
+    return;
+  }
+  if (subtype->text != "Form") return;
+  if (!object || !object->isStream || !object->value.isDictionary()) return;
+  if (activeForms.size() >= kMaxFormDepth) return;
+  // A form that draws itself, directly or through other forms, is drawn once.
+  if (!activeForms.insert(objectNumber).second) return;
+
+  State saved = state;
+  const Value& dictionary = object->value;
+  const Value* matrix = document.dictionaryValue(&dictionary, "Matrix");
+  if (matrix && matrix->isArray() && matrix->array.size() >= 6) {
+    double components[6] = {1, 0, 0, 1, 0, 0};
+    for (std::size_t i = 0; i < 6; ++i) {
+      const Value* element = document.resolve(&matrix->array[i]);
+      if (element && element->isNumber()) components[i] = element->number;
+    }
+    Matrix m{components[0], components[1], components[2], components[3], components[4], components[5]};
+    state.ctm = m * state.ctm;
+  }
+  const Value* ownResources = dictionary.find("Resources");
+  const Value& formResources = ownResources ? *ownResources : resources;
+
+  try {
+    Bytes data = document.decodeStream(*object);
+    std::vector<State> formStack;
+    std::vector<Token> formOperands;
+    std::uint32_t formCounter = 0;
+    run(data, formResources, objectNumber, formCounter, formStack, formOperands);
+  } catch (...) {
+    activeForms.erase(objectNumber);
+    throw;
+  }
+  state = std::move(saved);
+  activeForms.erase(objectNumber);
+}
+
+FontInfo& Interpreter::font(const Value& resources, const std::string& name) {
+  std::uint32_t key = 0;
+  const Value* fontValue = nullptr;
+  const Value* fontResources = document.dictionaryValue(&resources, "Font");
+  if (fontResources && fontResources->isDictionary()) {
+    const Value* entry = fontResources->find(name);
+    if (entry) {
+      fontValue = entry;
+      if (entry->isReference()) {
+        key = entry->objectNumber;
+      } else {
+        // A font dictionary written in place is known by where its value lives;
+        // resource values stay in place for the interpreter's whole life.
+        key = static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(entry));
+      }
+    }
+  }
+  auto found = fonts.find(key);
+  if (found != fonts.end()) return found->second;
+  FontInfo built = buildFont(document, fontValue);
+  return fonts.emplace(key, std::move(built)).first->second;
+}
+
+void Interpreter::paint(bool stroke, bool fill) {
+  // Painted pieces are reported by the graphics extraction; text extraction
+  // only needs the path discarded.
+  (void)stroke;
+  (void)fill;
+  clipPending = false;
+  path.clear();
+}
+
+}  // namespace zopra::pdf

@@ -1,0 +1,113 @@
+// Executes the content streams of one page with a small graphics state and
+// feeds the text, graphics and image collectors.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <set>
+#include <string>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+#include "pdf/content/color.h"
+#include "pdf/content/content_lexer.h"
+#include "pdf/content/text_entry.h"
+#include "pdf/content/text_merge.h"
+#include "pdf/fonts/font_info.h"
+#include "pdf/model/document.h"
+#include "pdf/model/geometry.h"
+#include "pdf/model/page.h"
+
+namespace zopra::pdf {
+
+struct GraphicsEntry;
+
+// The graphics state saved by q and restored by Q.
+struct State {
+  Matrix ctm;
+  Matrix textMatrix;
+  Matrix lineMatrix;
+  std::string fontName;
+  double fontSize = 0;
+  // A factor: the Tz operand divided by 100.
+  double horizontalScale = 1.0;
+  double charSpacing = 0;
+  double wordSpacing = 0;
+  double leading = 0;
+  double rise = 0;
+  double lineWidth = 1.0;
+  Color fillColor;
+  Color strokeColor;
+  // In page space.
+  Rectangle clip;
+};
+
+// A piece of the path under construction; points are already in page space.
+struct Subpath {
+  std::vector<std::pair<double, double>> points;
+  bool closed = false;
+};
+
+class Interpreter {
+ public:
+  Interpreter(Document& document, const Page& page, std::vector<TextEntry>* texts,
+              std::vector<GraphicsEntry>* graphics, std::vector<std::uint32_t>* images,
+              double minimumGraphicsSize, const Rectangle& initialClip);
+
+  // Runs every content stream of the page; they share one state, one state
+  // stack, one operand stack and one text-operator counter.
+  void runPage();
+  // Interprets one stream. `streamNumber` is 0 for page content and the Form
+  // XObject's object number otherwise; `counter` counts the text-showing
+  // operators of this stream family.
+  void run(const Bytes& bytes, const Value& resources, std::uint32_t streamNumber,
+           std::uint32_t& counter, std::vector<State>& stateStack, std::vector<Token>& operands);
+  // Executes one operator on the operand stack (which the caller clears).
+  // `lexer` is needed only by BI, to skip the inline image data.
+  void execute(const std::string& op, const Value& resources, std::uint32_t streamNumber,
+               std::uint32_t& counter, std::vector<State>& stateStack,
+               std::vector<Token>& operands, ContentLexer* lexer);
+  // Do: draws an image or Form XObject of the resources.
+  void drawXObject(const Value& resources, const std::string& name, std::uint32_t& counter);
+  // The cached FontInfo of a font resource, built on first use.
+  FontInfo& font(const Value& resources, const std::string& name);
+  // A text-showing operator with its top operand (a string or a TJ array).
+  void show(const Token& operand, const Value& resources, std::uint32_t streamNumber,
+            std::uint32_t ordinal, const std::string& operatorName);
+  // Shows one string: fills the run's text and metrics and advances the text matrix.
+  void showString(const FontInfo& fontInfo, const std::string& bytes, std::string& text,
+                  RunMetrics& metrics);
+  // Hands one shown string to the text collector.
+  void emitText(const Matrix& runMatrix, FontInfo& fontInfo, std::string text,
+                const RunMetrics& metrics, std::uint32_t streamNumber, std::uint32_t ordinal,
+                const std::string& operatorName, TextSource::Run source);
+  // Width of a space of the current font, in text space.
+  double spaceLength(const FontInfo& fontInfo) const;
+  // Gap inside one TJ array above which a space is inserted, in text space.
+  double operatorSpaceThreshold(FontInfo& fontInfo, const RunMetrics& metrics) const;
+  // Paints (or only discards) the current path.
+  void paint(bool stroke, bool fill);
+
+  Document& document;
+  const Page& page;
+  std::vector<TextEntry>* texts;
+  std::vector<GraphicsEntry>* graphics;
+  std::vector<std::uint32_t>* images;
+  double minimumGraphicsSize;
+  State state;
+  std::unordered_map<std::uint32_t, FontInfo> fonts;
+  std::vector<Subpath> path;
+  bool clipPending = false;
+  std::set<std::uint32_t> activeForms;
+
+ private:
+  // Forms nested deeper than this are not drawn, so a long chain of distinct
+  // forms cannot exhaust the stack.
+  static constexpr std::size_t kMaxFormDepth = 32;
+
+  void moveTextLine(double tx, double ty);
+  void nextLine();
+};
+
+}  // namespace zopra::pdf

@@ -1,0 +1,228 @@
+// Dispatch of content-stream operators on the operand stack.
+#include <cstddef>
+#include <string>
+#include <vector>
+
+#include "pdf/content/interpreter.h"
+
+namespace zopra::pdf {
+
+namespace {
+
+// Operands are taken right-aligned: fromTop 1 is the last operand. A missing
+// or non-number operand counts as 0.
+double number(const std::vector<Token>& operands, std::size_t fromTop) {
+  if (fromTop == 0 || fromTop > operands.size()) return 0;
+  const Token& token = operands[operands.size() - fromTop];
+  return token.kind == Token::Kind::Number ? token.number : 0;
+}
+
+// The last six operands as a matrix.
+Matrix matrixOperands(const std::vector<Token>& operands) {
+  return Matrix{number(operands, 6), number(operands, 5), number(operands, 4),
+                number(operands, 3), number(operands, 2), number(operands, 1)};
+}
+
+Matrix translation(double tx, double ty) { return Matrix{1, 0, 0, 1, tx, ty}; }
+
+Color grey(double value) {
+  Color color;
+  color.kind = 1;
+  color.components[0] = value;
+  return color;
+}
+
+Color rgb(const std::vector<Token>& operands) {
+  Color color;
+  color.kind = 2;
+  color.components[0] = number(operands, 3);
+  color.components[1] = number(operands, 2);
+  color.components[2] = number(operands, 1);
+  return color;
+}
+
+Color cmyk(const std::vector<Token>& operands) {
+  Color color;
+  color.kind = 3;
+  for (std::size_t i = 0; i < 4; ++i) color.components[i] = number(operands, 4 - i);
+  return color;
+}
+
+}  // namespace
+
+void Interpreter::moveTextLine(double tx, double ty) {
+  state.lineMatrix = translation(tx, ty) * state.lineMatrix;
+  state.textMatrix = state.lineMatrix;
+}
+
+void Interpreter::nextLine() { moveTextLine(0, -state.leading); }
+
+void Interpreter::execute(const std::string& op, const Value& resources,
+                          std::uint32_t streamNumber, std::uint32_t& counter,
+                          std::vector<State>& stateStack, std::vector<Token>& operands,
+                          ContentLexer* lexer) {
+  const std::size_t count = operands.size();
+  auto pagePoint = [this](double x, double y) { return state.ctm.point(x, y); };
+  auto openSubpath = [this] {
+    if (path.empty()) path.emplace_back();
+  };
+
+  if (op.size() == 1) {
+    switch (op[0]) {
+      case 'q':
+        stateStack.push_back(state);
+        return;
+      case 'Q':
+        if (!stateStack.empty()) {
+          // The text matrices are not part of the saved state.
+          Matrix textMatrix = state.textMatrix;
+          Matrix lineMatrix = state.lineMatrix;
+          state = std::move(stateStack.back());
+          stateStack.pop_back();
+          state.textMatrix = textMatrix;
+          state.lineMatrix = lineMatrix;
+        }
+        return;
+      case 'g':
+        state.fillColor = grey(number(operands, 1));
+        return;
+      case 'G':
+        state.strokeColor = grey(number(operands, 1));
+        return;
+      case 'k':
+        state.fillColor = cmyk(operands);
+        return;
+      case 'K':
+        state.strokeColor = cmyk(operands);
+        return;
+      case 'w':
+        state.lineWidth = (count > 0 && operands.back().kind == Token::Kind::Number)
+                              ? operands.back().number
+                              : 1.0;
+        return;
+      case 'm':
+        path.emplace_back();
+        path.back().points.push_back(pagePoint(number(operands, 2), number(operands, 1)));
+        return;
+      case 'l':
+        openSubpath();
+        path.back().points.push_back(pagePoint(number(operands, 2), number(operands, 1)));
+        return;
+      case 'c':
+        if (count < 6) return;
+        openSubpath();
+        for (std::size_t i = 6; i > 0; i -= 2) {
+          path.back().points.push_back(pagePoint(number(operands, i), number(operands, i - 1)));
+        }
+        return;
+      case 'v':
+      case 'y':
+        if (count < 4) return;
+        openSubpath();
+        path.back().points.push_back(pagePoint(number(operands, 4), number(operands, 3)));
+        path.back().points.push_back(pagePoint(number(operands, 2), number(operands, 1)));
+        return;
+      case 'W':
+        clipPending = true;
+        return;
+      case 'S':
+      case 's':
+        paint(true, false);
+        return;
+      case 'f':
+      case 'F':
+        paint(false, true);
+        return;
+      case 'B':
+      case 'b':
+        paint(true, true);
+        return;
+      case 'n':
+        paint(false, false);
+        return;
+      case '\'':
+      case '"':
+        if (count == 0) return;
+        if (op[0] == '"' && count >= 3) {
+          state.wordSpacing = number(operands, 3);
+          state.charSpacing = number(operands, 2);
+        }
+        nextLine();
+        show(operands.back(), resources, streamNumber, counter, op);
+        ++counter;
+        return;
+      default:
+        return;
+    }
+  }
+
+  if (op == "cm") {
+    if (count >= 6) state.ctm = matrixOperands(operands) * state.ctm;
+  } else if (op == "BT") {
+    state.textMatrix = Matrix();
+    state.lineMatrix = Matrix();
+  } else if (op == "Tf") {
+    state.fontName =
+        (count >= 2 && operands[count - 2].kind == Token::Kind::Name) ? operands[count - 2].text : "";
+    state.fontSize = number(operands, 1);
+  } else if (op == "Tc") {
+    state.charSpacing = number(operands, 1);
+  } else if (op == "Tw") {
+    state.wordSpacing = number(operands, 1);
+  } else if (op == "TL") {
+    state.leading = number(operands, 1);
+  } else if (op == "Ts") {
+    state.rise = number(operands, 1);
+  } else if (op == "Tz") {
+    if (count == 0) {
+      state.horizontalScale = 1.0;
+    } else {
+      const Token& last = operands.back();
+      state.horizontalScale = (last.kind == Token::Kind::Number ? last.number : 100.0) / 100.0;
+    }
+  } else if (op == "Td" || op == "TD") {
+    double tx = count >= 2 ? number(operands, 2) : 0;
+    double ty = number(operands, 1);
+    if (op == "TD") state.leading = -ty;
+    moveTextLine(tx, ty);
+  } else if (op == "T*") {
+    nextLine();
+  } else if (op == "Tm") {
+    if (count >= 6) {
+      state.textMatrix = matrixOperands(operands);
+      state.lineMatrix = state.textMatrix;
+    }
+  } else if (op == "Tj" || op == "TJ") {
+    if (count == 0) return;
+    show(operands.back(), resources, streamNumber, counter, op);
+    ++counter;
+  } else if (op == "rg") {
+    state.fillColor = rgb(operands);
+  } else if (op == "RG") {
+    state.strokeColor = rgb(operands);
+  } else if (op == "re") {
+    double x = number(operands, 4), y = number(operands, 3);
+    double w = number(operands, 2), h = number(operands, 1);
+    Subpath rectangle;
+    rectangle.closed = true;
+    rectangle.points = {pagePoint(x, y), pagePoint(x + w, y), pagePoint(x + w, y + h),
+                        pagePoint(x, y + h)};
+    path.push_back(std::move(rectangle));
+  } else if (op == "W*") {
+    clipPending = true;
+  } else if (op == "f*") {
+    paint(false, true);
+  } else if (op == "B*" || op == "b*") {
+    paint(true, true);
+  } else if (op == "Do") {
+    std::string name;
+    if (count > 0 && operands.back().kind == Token::Kind::Name) name = operands.back().text;
+    drawXObject(resources, name, counter);
+  } else if (op == "BI") {
+    if (!lexer) return;
+    std::map<std::string, Token> dictionary = readInlineImageDictionary(*lexer);
+    skipInlineImageData(*lexer, dictionary);
+  }
+}
+
+}  // namespace zopra::pdf

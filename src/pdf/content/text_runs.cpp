@@ -1,0 +1,206 @@
+// Text-showing operators: cutting strings into codes, advancing the text
+// matrix and handing each shown string to the text collector.
+#include <algorithm>
+#include <cmath>
+#include <memory>
+#include <string_view>
+#include <utility>
+
+#include "pdf/content/interpreter.h"
+#include "pdf/fonts/unicode.h"
+
+namespace zopra::pdf {
+
+namespace {
+
+bool contains(const std::string& text, std::string_view fragment) {
+  return text.find(fragment) != std::string::npos;
+}
+
+// Fonts whose space glyph width says little about word gaps.
+bool fixedSpaceFont(const std::string& baseFont) {
+  static constexpr std::string_view kFragments[] = {"MS-PGothic", "Meiryo", "CMBX", "CMTI",
+                                                    "CMTT",       "CMSS",   "CMMI", "CMSY",
+                                                    "CMEX"};
+  for (std::string_view fragment : kFragments) {
+    if (contains(baseFont, fragment)) return true;
+  }
+  return false;
+}
+
+// The width of the glyph that stands for U+0020, in thousandths of an em.
+double spaceGlyphWidth(const FontInfo& fontInfo) {
+  const std::vector<std::uint32_t> space{0x20};
+  if (fontInfo.composite) {
+    for (const auto& [code, points] : fontInfo.toUnicode) {
+      if (points == space) return fontInfo.width(code.second);
+    }
+    return 0;
+  }
+  for (std::uint32_t code = 0; code < 256; ++code) {
+    if (fontInfo.map(1, code) == space) {
+      auto width = fontInfo.widths.find(code);
+      return width == fontInfo.widths.end() ? 0 : width->second;
+    }
+  }
+  return 0;
+}
+
+TextSource::OperatorElement stringElement(const std::string& bytes, std::uint32_t index) {
+  TextSource::OperatorElement element;
+  element.isString = true;
+  element.bytes = bytes;
+  element.index = index;
+  return element;
+}
+
+}  // namespace
+
+void Interpreter::show(const Token& operand, const Value& resources, std::uint32_t streamNumber,
+                       std::uint32_t ordinal, const std::string& operatorName) {
+  FontInfo& fontInfo = font(resources, state.fontName);
+
+  auto record = std::make_shared<TextSource::Operator>();
+  record->stream = streamNumber;
+  record->ordinal = ordinal;
+  record->name = operatorName;
+  if (operatorName == "\"") {
+    record->wordSpacing = state.wordSpacing;
+    record->charSpacing = state.charSpacing;
+  }
+  if (operand.kind == Token::Kind::String) {
+    record->elements.push_back(stringElement(operand.text, 0));
+  } else if (operand.kind == Token::Kind::Array) {
+    for (std::size_t i = 0; i < operand.elements.size(); ++i) {
+      const Token& item = operand.elements[i];
+      auto index = static_cast<std::uint32_t>(i);
+      if (item.kind == Token::Kind::String) {
+        record->elements.push_back(stringElement(item.text, index));
+      } else if (item.kind == Token::Kind::Number) {
+        TextSource::OperatorElement element;
+        element.index = index;
+        element.number = item.number;
+        record->elements.push_back(std::move(element));
+      }
+    }
+  }
+  std::shared_ptr<const TextSource::Operator> shared = record;
+
+  auto showOne = [&](const std::string& bytes, std::uint32_t index) {
+    Matrix runMatrix = state.textMatrix * state.ctm;
+    std::string text;
+    RunMetrics metrics;
+    showString(fontInfo, bytes, text, metrics);
+    TextSource::Run source;
+    source.source = shared;
+    source.element = index;
+    source.width = metrics.advance;
+    source.fontSize = state.fontSize;
+    source.horizontalScale = state.horizontalScale;
+    emitText(runMatrix, fontInfo, std::move(text), metrics, streamNumber, ordinal, operatorName,
+             std::move(source));
+  };
+
+  if (operand.kind == Token::Kind::String) {
+    showOne(operand.text, 0);
+    return;
+  }
+  if (operand.kind != Token::Kind::Array) return;
+  for (std::size_t i = 0; i < operand.elements.size(); ++i) {
+    const Token& item = operand.elements[i];
+    if (item.kind == Token::Kind::Number) {
+      double tx = -item.number / 1000.0 * state.fontSize * state.horizontalScale;
+      state.textMatrix = Matrix{1, 0, 0, 1, tx, 0} * state.textMatrix;
+    } else if (item.kind == Token::Kind::String) {
+      showOne(item.text, static_cast<std::uint32_t>(i));
+    }
+  }
+}
+
+void Interpreter::showString(const FontInfo& fontInfo, const std::string& bytes, std::string& text,
+                             RunMetrics& metrics) {
+  std::string_view view(bytes);
+  std::size_t position = 0;
+  while (position < view.size()) {
+    std::size_t before = position;
+    std::uint32_t byteLength = 1;
+    std::uint32_t code = fontInfo.nextCode(view, position, byteLength);
+    if (position <= before) position = before + 1;  // never stall on a bad code space
+
+    std::vector<std::uint32_t> points = fontInfo.map(byteLength, code);
+    double width = fontInfo.width(code);
+    double tx = width / 1000.0 * state.fontSize + state.charSpacing;
+    if (code == 32) tx += state.wordSpacing;
+    tx *= state.horizontalScale;
+    if (!points.empty()) {
+      text += encodeUtf8(points);
+      metrics.advance += tx;
+      metrics.negativeSpacing = state.horizontalScale * std::min(state.charSpacing, 0.0);
+      if (!metrics.hasFirst) {
+        metrics.hasFirst = true;
+        metrics.firstCode = code;
+        metrics.firstWidth = width;
+      }
+      metrics.lastWidth = width;
+    }
+    state.textMatrix = Matrix{1, 0, 0, 1, tx, 0} * state.textMatrix;
+  }
+}
+
+void Interpreter::emitText(const Matrix& runMatrix, FontInfo& fontInfo, std::string text,
+                           const RunMetrics& metrics, std::uint32_t streamNumber,
+                           std::uint32_t ordinal, const std::string& operatorName,
+                           TextSource::Run source) {
+  if (!texts) return;
+  TextRun run;
+  run.matrix = runMatrix;
+  run.text = std::move(text);
+  run.metrics = metrics;
+  run.stream = streamNumber;
+  run.operatorIndex = ordinal;
+  run.operatorName = operatorName;
+  run.spaceLength = spaceLength(fontInfo);
+  run.operatorThreshold = operatorSpaceThreshold(fontInfo, metrics);
+  run.noBaseFont = fontInfo.baseFont.empty();
+  run.source = std::move(source);
+  run.fontName = state.fontName;
+  run.fontSize = state.fontSize;
+  run.horizontalScale = state.horizontalScale;
+  run.charSpacing = state.charSpacing;
+  run.wordSpacing = state.wordSpacing;
+  run.leading = state.leading;
+  run.rise = state.rise;
+  run.fillColor = state.fillColor;
+  appendTextRun(*texts, std::move(run));
+}
+
+double Interpreter::spaceLength(const FontInfo& fontInfo) const {
+  double scaledSize = std::fabs(state.fontSize * state.horizontalScale);
+  if (fontInfo.predefinedCMap || fixedSpaceFont(fontInfo.baseFont)) return 0.1 * scaledSize;
+  double width = fontInfo.width(32) / 1000.0 * scaledSize;
+  if (width >= 1e-12) return width;
+  if (contains(fontInfo.baseFont, "XCharter")) return 0.1 * scaledSize;
+  if (contains(fontInfo.baseFont, "NimbusRom")) return 0.15 * scaledSize;
+  return 0.25 * scaledSize;
+}
+
+double Interpreter::operatorSpaceThreshold(FontInfo& fontInfo, const RunMetrics& metrics) const {
+  if (fontInfo.spaceWidth < 0) fontInfo.spaceWidth = spaceGlyphWidth(fontInfo);
+  double scaledSize = std::fabs(state.fontSize * state.horizontalScale);
+  double t = fontInfo.spaceWidth / 1000.0;
+  t = t > 0.3333333333333333 ? 0 : t * 0.5;
+  if (t > 0 || !metrics.hasFirst) return t * scaledSize;
+  double width = fontInfo.width(metrics.firstCode);
+  if (width < 300) {
+    width *= 0.5;
+  } else if (width < 500) {
+    width *= 0.25;
+  } else if (width < 700) {
+    width /= 5;
+  } else {
+    width /= 6;
+  }
+  return width / 1000.0 * scaledSize;
+}
+
+}  // namespace zopra::pdf

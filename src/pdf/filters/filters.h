@@ -1,0 +1,41 @@
+// Stream filters and predictors as free functions on whole buffers. Each one
+// throws Exception(Error::Stream, ...) on malformed input and never returns a
+// partial result. Document::decodeStream chains them; they are declared here
+// so they can be exercised on their own.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "pdf/model/value.h"
+
+namespace zopra::pdf {
+
+// Upper bound on what any filter may produce. A few hundred bytes of Flate or
+// RunLength data can expand to gigabytes; past this size decoding fails with
+// "decoded stream is too large" instead of exhausting memory.
+inline constexpr std::size_t kMaxDecodedStreamSize = std::size_t{256} * 1024 * 1024;
+
+// Throws "decoded stream is too large" when `size` exceeds `limit`.
+void checkDecodedSize(std::size_t size, std::size_t limit);
+
+// zlib inflate of a complete zlib stream (header included).
+Bytes flateDecode(const Bytes& input, std::size_t limit = kMaxDecodedStreamSize);
+Bytes asciiHexDecode(const Bytes& input, std::size_t limit = kMaxDecodedStreamSize);
+Bytes ascii85Decode(const Bytes& input, std::size_t limit = kMaxDecodedStreamSize);
+Bytes runLengthDecode(const Bytes& input, std::size_t limit = kMaxDecodedStreamSize);
+
+// Integer predictor parameters, already truncated toward zero and clamped to
+// the range of std::int64_t.
+struct PredictorParameters {
+  std::int64_t predictor = 1;
+  std::int64_t colors = 1;
+  std::int64_t bitsPerComponent = 8;
+  std::int64_t columns = 1;
+};
+
+// Undoes a TIFF (2) or PNG (10 to 15) predictor; Predictor 1 or less returns
+// the input unchanged.
+Bytes applyPredictor(Bytes input, const PredictorParameters& parameters);
+
+}  // namespace zopra::pdf

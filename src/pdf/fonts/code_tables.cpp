@@ -1,0 +1,34 @@
+#include "pdf/fonts/code_tables.h"
+
+namespace zopra::pdf {
+
+const std::array<std::uint32_t, 16> computerModernSymbols = {
+    0x2212, 0x22C5, 0x00D7, 0x2217, 0x00F7, 0x22C4, 0x00B1, 0x2213,
+    0x2295, 0x2296, 0x2297, 0x2298, 0x2299, 0x25CB, 0x25E6, 0x2022,
+};
+
+const std::array<std::vector<std::uint32_t>, 32>& computerModernRoman() {
+  // A function-local static is initialised exactly once, even when several
+  // threads make the first call at the same time.
+  static const std::array<std::vector<std::uint32_t>, 32> table = {{
+      // 0-10: upright capital Greek.
+      {0x0393}, {0x0394}, {0x0398}, {0x039B}, {0x039E}, {0x03A0},
+      {0x03A3}, {0x03A5}, {0x03A6}, {0x03A8}, {0x03A9},
+      // 11-15: ligatures ff, fi, fl, ffi, ffl.
+      {'f', 'f'}, {'f', 'i'}, {'f', 'l'}, {'f', 'f', 'i'}, {'f', 'f', 'l'},
+      // 16-31: dotless i and j, accents, and Latin letters.
+      {0x0131}, {0x0237}, {0x0060}, {0x00B4}, {0x02C7}, {0x02D8},
+      {0x00AF}, {0x02DA}, {0x00B8}, {0x00DF}, {0x00E6}, {0x0153},
+      {0x00F8}, {0x00C6}, {0x0152}, {0x00D8},
+  }};
+  return table;
+}
+
+const std::array<std::uint32_t, 32> winAnsi = {
+    0x20AC, 0,      0x201A, 0x0192, 0x201E, 0x2026, 0x2020, 0x2021,  // 0x80
+    0x02C6, 0x2030, 0x0160, 0x2039, 0x0152, 0,      0x017D, 0,       // 0x88
+    0,      0x2018, 0x2019, 0x201C, 0x201D, 0x2022, 0x2013, 0x2014,  // 0x90
+    0x02DC, 0x2122, 0x0161, 0x203A, 0x0153, 0,      0x017E, 0x0178,  // 0x98
+};
+
+}  // namespace zopra::pdf

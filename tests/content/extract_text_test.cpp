@@ -1,0 +1,132 @@
+// Text extraction of whole pages written with the PDF builder.
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "pdf/content/content_lexer.h"
+#include "pdf/content/text_entry.h"
+#include "pdf/fonts/font_builder.h"
+#include "support/load_helpers.h"
+#include "support/pdf_builder.h"
+
+namespace zopra::pdf {
+namespace {
+
+using test::PdfBuilder;
+
+bool contentLexerAvailable() {
+  Bytes data{'B', 'T'};
+  ContentLexer lexer(data);
+  Token token;
+  return lexer.next(token);
+}
+
+bool standardWidthsAvailable() {
+  Value font = Value::Dictionary({{"Subtype", Value::Name("Type1")},
+                                  {"BaseFont", Value::Name("Helvetica")}});
+  Document document;
+  return buildFont(document, &font).width('W') > 0;
+}
+
+std::vector<TextEntry> extract(const PdfBuilder& builder, const std::string& name,
+                               std::vector<std::uint32_t>* images = nullptr) {
+  test::Loaded loaded = test::loadBuilder(builder, name);
+  EXPECT_EQ(loaded.result, Error::None);
+  std::vector<TextEntry> entries;
+  EXPECT_EQ(loaded->extractText(0, entries, images), Error::None);
+  EXPECT_EQ(loaded->extractText(1, entries, images), Error::InvalidArgument);
+  return entries;
+}
+
+PdfBuilder onePage(const std::string& content) {
+  PdfBuilder builder = PdfBuilder::simple({content});
+  builder.finishWithTable("/Root 1 0 R");
+  return builder;
+}
+
+std::vector<std::string> texts(const std::vector<TextEntry>& entries) {
+  std::vector<std::string> out;
+  for (const auto& entry : entries) out.push_back(entry.text);
+  return out;
+}
+
+class ExtractText : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    if (!contentLexerAvailable()) GTEST_SKIP() << "content lexer not available";
+  }
+};
+
+TEST_F(ExtractText, LinesAndOperatorRanges) {
+  auto entries = extract(onePage("BT /F1 12 Tf 72 700 Td (Hello) Tj ( world) Tj ET"),
+                         "hello.pdf");
+  ASSERT_EQ(texts(entries), (std::vector<std::string>{"Hello world"}));
+  EXPECT_DOUBLE_EQ(entries[0].e, 72);
+  EXPECT_DOUBLE_EQ(entries[0].f, 700);
+  EXPECT_DOUBLE_EQ(entries[0].fontSize, 12);
+  EXPECT_EQ(entries[0].fontName, "F1");
+  EXPECT_TRUE(entries[0].rangeValid);
+  EXPECT_EQ(entries[0].firstOperator, 0u);
+  EXPECT_EQ(entries[0].lastOperator, 1u);
+  EXPECT_EQ(entries[0].sources.size(), 2u);
+
+  entries = extract(
+      onePage("BT /F1 12 Tf 14 TL 72 700 Td (One) Tj T* (Two) Tj (Three) ' ET"),
+      "lines.pdf");
+  EXPECT_EQ(texts(entries), (std::vector<std::string>{"One", "Two", "Three"}));
+  ASSERT_EQ(entries.size(), 3u);
+  EXPECT_DOUBLE_EQ(entries[2].f, 672);
+  EXPECT_EQ(entries[2].firstOperator, 2u);
+  EXPECT_EQ(entries[2].operatorName, "'");
+}
+
+TEST_F(ExtractText, KernedArrays) {
+  if (!standardWidthsAvailable()) GTEST_SKIP() << "standard font widths not available";
+  auto entries = extract(
+      onePage("BT /F1 12 Tf 72 700 Td [(W) 120 (orld)] TJ ET\n"
+              "BT /F1 12 Tf 72 650 Td [(Hello) -400 (there)] TJ ET\n"
+              "BT /F1 12 Tf 72 600 Td [(far) -3000 (away)] TJ ET"),
+      "kerning.pdf");
+  EXPECT_EQ(texts(entries), (std::vector<std::string>{"World", "Hello there", "far", "away"}));
+  ASSERT_GE(entries.size(), 1u);
+  ASSERT_EQ(entries[0].sources.size(), 2u);
+  EXPECT_EQ(entries[0].sources[1].element, 2u);
+  EXPECT_EQ(entries[0].sources[0].source->elements.size(), 3u);
+}
+
+TEST_F(ExtractText, FormsImagesAndInlineImages) {
+  PdfBuilder b;
+  b.object(1, "<< /Type /Catalog /Pages 2 0 R >>");
+  b.object(2, "<< /Type /Pages /Kids [4 0 R] /Count 1 >>");
+  b.object(3, "<< /Type /Font /Subtype /Type1 /BaseFont /Helvetica >>");
+  b.object(4,
+           "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 612 792] /Resources << /Font << /F1 3 0 R "
+           ">> /XObject << /Fm1 6 0 R /Im1 7 0 R >> >> /Contents 5 0 R >>");
+  b.stream(5, "",
+           "BT /F1 12 Tf 72 700 Td (Page) Tj ET /Fm1 Do /Im1 Do\n"
+           "BI /W 2 /H 1 /BPC 8 /CS /G ID \x01( EI\n"
+           "BT /F1 12 Tf 72 300 Td (After) Tj ET /Im1 Do");
+  // The form draws itself too; that inner drawing is refused.
+  b.stream(6, "/Type /XObject /Subtype /Form /BBox [0 0 612 792] /Matrix [1 0 0 1 0 -100]",
+           "BT /F1 10 Tf 72 600 Td (Inside) Tj ET /Fm1 Do");
+  b.stream(7, "/Type /XObject /Subtype /Image /Width 1 /Height 1 /BitsPerComponent 8 "
+              "/ColorSpace /DeviceGray", "x");
+  b.finishWithTable("/Root 1 0 R");
+
+  std::vector<std::uint32_t> images;
+  auto entries = extract(b, "forms.pdf", &images);
+  ASSERT_EQ(texts(entries), (std::vector<std::string>{"Page", "Inside", "After"}));
+  EXPECT_DOUBLE_EQ(entries[1].f, 500);
+  EXPECT_DOUBLE_EQ(entries[1].fontSize, 10);
+  EXPECT_EQ(entries[1].stream, 6u);
+  EXPECT_EQ(entries[1].firstOperator, 0u);
+  EXPECT_EQ(entries[1].sources[0].source->stream, 6u);
+  // The page's counter is not advanced by the form.
+  EXPECT_EQ(entries[2].stream, 0u);
+  EXPECT_EQ(entries[2].firstOperator, 1u);
+  EXPECT_EQ(images, (std::vector<std::uint32_t>{7, 7}));
+}
+
+}  // namespace
+}  // namespace zopra::pdf

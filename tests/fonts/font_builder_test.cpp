@@ -1,0 +1,256 @@
+#include "pdf/fonts/font_builder.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "pdf/fonts/glyph_names.h"
+#include "pdf/fonts/unicode.h"
+
+namespace zopra::pdf {
+namespace {
+
+using CodePoints = std::vector<std::uint32_t>;
+
+Value number(double value) { return Value::Number(value); }
+Value name(std::string text) { return Value::Name(std::move(text)); }
+Value reference(std::uint32_t objectNumber) { return Value::Reference(objectNumber, 0); }
+
+class FontDocument {
+ public:
+  void put(std::uint32_t objectNumber, Value value) {
+    Object& target = document.objects[objectNumber];
+    target.number = objectNumber;
+    target.loaded = true;
+    target.value = std::move(value);
+  }
+
+  void putStream(std::uint32_t objectNumber, const std::string& data) {
+    put(objectNumber, Value::Dictionary({{"Length", number(static_cast<double>(data.size()))}}));
+    Object& target = document.objects[objectNumber];
+    target.isStream = true;
+    target.data = Bytes(data.begin(), data.end());
+  }
+
+  FontInfo build(ValueDictionary font) {
+    Value value = Value::Dictionary(std::move(font));
+    return buildFont(document, &value);
+  }
+
+  Document document;
+};
+
+// Assertions on mapped text need the UTF-16BE decoder; before it exists the
+// structural checks still run.
+bool haveUtf16Decoder() { return utf16be(std::string("\x00\x41", 2)) == CodePoints{0x41}; }
+
+TEST(FontBuilder, NonDictionariesAndCompositeWithoutDescendants) {
+  FontDocument doc;
+  EXPECT_FALSE(buildFont(doc.document, nullptr).composite);
+  Value missing = reference(42);
+  FontInfo empty = buildFont(doc.document, &missing);
+  EXPECT_EQ(empty.codeLengths, (std::vector<std::uint32_t>{1}));
+  EXPECT_TRUE(empty.baseFont.empty());
+
+  doc.put(5, Value::Dictionary({{"Subtype", name("Type0")},
+                                {"BaseFont", name("ABCDEF+Mincho")},
+                                {"Encoding", name("NoSuchCMap-H")}}));
+  Value fontReference = reference(5);
+  FontInfo font = buildFont(doc.document, &fontReference);
+  EXPECT_TRUE(font.composite);
+  EXPECT_EQ(font.baseFont, "ABCDEF+Mincho");
+  EXPECT_EQ(font.encodingName, "NoSuchCMap-H");
+  EXPECT_FALSE(font.predefinedCMap);
+  EXPECT_EQ(font.codeLengths, (std::vector<std::uint32_t>{2}));
+  EXPECT_TRUE(font.widths.empty());
+  EXPECT_DOUBLE_EQ(font.width(7), 1000);
+
+  // An object that cannot be loaded counts as missing instead of failing the font.
+  Object& broken = doc.document.objects[9];
+  broken.number = 9;
+  broken.offset = 12345;
+  FontInfo tolerant;
+  EXPECT_NO_THROW(tolerant = doc.build({{"Subtype", name("Type1")},
+                                        {"FontDescriptor", reference(9)},
+                                        {"Widths", reference(9)}}));
+  EXPECT_FALSE(tolerant.composite);
+  EXPECT_TRUE(tolerant.widths.empty());
+}
+
+TEST(FontBuilder, SimpleFontWidths) {
+  FontDocument doc;
+  doc.put(3, Value::Array({number(500), name("x"), reference(4)}));
+  doc.put(4, number(600));
+  doc.put(6, Value::Dictionary({{"MissingWidth", number(250)}}));
+  FontInfo font = doc.build({{"Subtype", name("TrueType")},
+                             {"FirstChar", number(65.7)},
+                             {"Widths", reference(3)},
+                             {"FontDescriptor", reference(6)}});
+  EXPECT_EQ(font.widths, (std::map<std::uint32_t, double>{{65, 500}, {67, 600}}));
+  EXPECT_DOUBLE_EQ(font.width(66), 250);
+
+  FontInfo noDescriptor = doc.build({{"Widths", Value::Array({number(1), number(2)})}});
+  EXPECT_EQ(noDescriptor.widths, (std::map<std::uint32_t, double>{{0, 1}, {1, 2}}));
+  EXPECT_DOUBLE_EQ(noDescriptor.width(5), 0);
+
+  FontInfo negative = doc.build({{"FirstChar", number(-1)},
+                                 {"Widths", Value::Array({number(1), number(2)})}});
+  EXPECT_EQ(negative.widths, (std::map<std::uint32_t, double>{{0, 2}}));
+}
+
+TEST(FontBuilder, CompositeWidths) {
+  FontDocument doc;
+  doc.put(7, Value::Array({number(100), number(200)}));
+  doc.put(8, Value::Dictionary({
+                 {"Subtype", name("CIDFontType2")},
+                 {"DW", number(700)},
+                 {"W", Value::Array({number(1), reference(7), number(10), number(12), number(300),
+                                     name("junk"), number(20), Value::Array({number(5)}),
+                                     number(30), number(29), number(9), number(40)})},
+             }));
+  FontInfo font = doc.build({{"Subtype", name("Type0")},
+                             {"DescendantFonts", Value::Array({reference(8)})},
+                             {"Widths", Value::Array({number(999)})}});
+  EXPECT_EQ(font.widths, (std::map<std::uint32_t, double>{
+                             {1, 100}, {2, 200}, {10, 300}, {11, 300}, {12, 300}, {20, 5}}));
+  EXPECT_DOUBLE_EQ(font.width(13), 700);
+
+  // Huge ranges are bounded per range and in total.
+  ValueArray hostile;
+  for (int i = 0; i < 64; ++i) {
+    hostile.push_back(number(i * 65536.0));
+    hostile.push_back(number(4294967295.0));
+    hostile.push_back(number(3));
+  }
+  doc.put(8, Value::Dictionary({{"W", Value::Array(hostile)}}));
+  FontInfo bounded = doc.build({{"Subtype", name("Type0")},
+                                {"DescendantFonts", Value::Array({reference(8)})}});
+  EXPECT_GE(bounded.widths.size(), 65536u);
+  EXPECT_LE(bounded.widths.size(), 1u << 18);
+  EXPECT_DOUBLE_EQ(bounded.width(65535), 3);
+  EXPECT_DOUBLE_EQ(bounded.width(65536), 3);
+  EXPECT_DOUBLE_EQ(bounded.width(0xFFFFFFFF), 1000);
+}
+
+const char* const kToUnicode =
+    "/CIDInit /ProcSet findresource begin\n"
+    "12 dict begin begincmap\n"
+    "1 begincodespacerange <00> <80> endcodespacerange\n"
+    "2 begincodespacerange\n<8140> <9FFC>\n<E040> <FFFF>\nendcodespacerange\n"
+    "2 beginbfchar\n<01> <0041>\n<02> <00410042>\nendbfchar\n"
+    "1 beginbfchar <03> <> endbfchar\n"
+    "beginbfchar <04> <0058> endbfchar\n"
+    "/x beginbfchar <05> <0058> endbfchar\n"
+    "0 beginbfrange <06> <07> <0058> endbfrange\n"
+    "3 beginbfrange\n"
+    "<10> <12> <0061>\n"
+    "<8140> <8142> [<0030> <D83DDE00>]\n"
+    "<20> <21> <00FF>\n"
+    "<30> <2F> <0041>\n"
+    "endbfrange\n"
+    "1 beginbfrange <40> <41> <> endbfrange\n"
+    "endcmap CMapName currentdict /CMap defineresource pop end end\n";
+
+TEST(FontBuilder, ToUnicodeStructure) {
+  FontDocument doc;
+  doc.putStream(11, kToUnicode);
+  FontInfo font = doc.build({{"Subtype", name("Type0")}, {"ToUnicode", reference(11)}});
+
+  EXPECT_EQ(font.codeLengths, (std::vector<std::uint32_t>{2, 1}));
+  ASSERT_EQ(font.codeSpace.size(), 3u);
+  EXPECT_EQ(font.codeSpace[0].byteLength, 1u);
+  EXPECT_EQ(font.codeSpace[0].high, 0x80u);
+  EXPECT_EQ(font.codeSpace[1].byteLength, 2u);
+  EXPECT_EQ(font.codeSpace[1].low, 0x8140u);
+  EXPECT_EQ(font.codeSpace[1].high, 0x9FFCu);
+  EXPECT_EQ(font.codeSpace[2].low, 0xE040u);
+
+  std::vector<std::pair<std::uint32_t, std::uint32_t>> keys;
+  for (const auto& [key, value] : font.toUnicode) keys.push_back(key);
+  EXPECT_EQ(keys, (std::vector<std::pair<std::uint32_t, std::uint32_t>>{
+                      {1, 0x01}, {1, 0x02}, {1, 0x03}, {1, 0x10}, {1, 0x11}, {1, 0x12},
+                      {1, 0x20}, {1, 0x21}, {1, 0x40}, {1, 0x41}, {2, 0x8140}, {2, 0x8141}}));
+  EXPECT_TRUE(font.toUnicode.at({1, 0x03}).empty());
+  EXPECT_TRUE(font.toUnicode.at({1, 0x41}).empty());
+
+  // A simple font keeps its one-byte length first.
+  FontInfo simple = doc.build({{"ToUnicode", reference(11)}});
+  EXPECT_EQ(simple.codeLengths, (std::vector<std::uint32_t>{1, 2}));
+}
+
+TEST(FontBuilder, ToUnicodeDestinations) {
+  if (!haveUtf16Decoder()) GTEST_SKIP() << "UTF-16BE decoder not available";
+  FontDocument doc;
+  doc.putStream(11, kToUnicode);
+  FontInfo font = doc.build({{"ToUnicode", reference(11)}});
+  EXPECT_EQ(font.toUnicode.at({1, 0x01}), CodePoints{0x41});
+  EXPECT_EQ(font.toUnicode.at({1, 0x02}), (CodePoints{0x41, 0x42}));
+  EXPECT_EQ(font.toUnicode.at({1, 0x12}), CodePoints{0x63});
+  EXPECT_EQ(font.toUnicode.at({2, 0x8140}), CodePoints{0x30});
+  EXPECT_EQ(font.toUnicode.at({2, 0x8141}), CodePoints{0x1F600});
+  EXPECT_EQ(font.toUnicode.at({1, 0x21}), CodePoints{0x100});
+}
+
+TEST(FontBuilder, HostileToUnicodeRangesStayBounded) {
+  std::string cmap = "64 beginbfrange\n";
+  for (int i = 0; i < 64; ++i) {
+    char line[64];
+    std::snprintf(line, sizeof line, "<%08X> <FFFFFFFF> <0041>\n", static_cast<unsigned>(i) << 16);
+    cmap += line;
+  }
+  cmap += "endbfrange\n1 beginbfchar <00000001> <0042> endbfchar\n";
+  FontDocument doc;
+  doc.putStream(11, cmap);
+  FontInfo font = doc.build({{"ToUnicode", reference(11)}});
+  EXPECT_GT(font.toUnicode.size(), 65536u);
+  EXPECT_LE(font.toUnicode.size(), 300000u);
+  EXPECT_EQ(font.toUnicode.count({4, 0x0000FFFF}), 1u);
+  EXPECT_EQ(font.toUnicode.count({4, 0x00010000}), 1u);
+  EXPECT_EQ(font.toUnicode.count({4, 0x00200000}), 0u);
+  // Codes already in the full map can still be redefined.
+  if (haveUtf16Decoder()) {
+    EXPECT_EQ(font.toUnicode.at({4, 1}), CodePoints{0x42});
+  }
+}
+
+TEST(FontBuilder, DifferencesAndType1BuiltInEncoding) {
+  FontDocument doc;
+  doc.put(20, Value::Dictionary({{"Type", name("Encoding")},
+                                 {"Differences", Value::Array({number(32), name("space"), name("a"),
+                                                               Value::String("?"), number(66),
+                                                               name("Z")})}}));
+  doc.putStream(21,
+                "%!PS-AdobeFont-1.0: Test 001.000\n"
+                "/Encoding 256 array\n"
+                "0 1 255 {1 index exch /.notdef put} for\n"
+                "dup 65 /A put\n"
+                "dup 66 /Bee put\n"
+                "dup 300 /x put\n"
+                "dup 67 /C put\n"
+                "readonly def\n"
+                "currentfile eexec\n"
+                "dup 68 /D put\n");
+  doc.put(22, Value::Dictionary({{"FontFile", reference(21)}}));
+  FontInfo font = doc.build({{"Subtype", name("Type1")},
+                             {"Encoding", reference(20)},
+                             {"FontDescriptor", reference(22)}});
+  std::vector<std::uint32_t> codes;
+  for (const auto& [code, codePoint] : font.codeToUnicode) codes.push_back(code);
+  EXPECT_EQ(codes, (std::vector<std::uint32_t>{32, 33, 65, 66, 67}));
+  EXPECT_EQ(font.codeToUnicode.at(33), glyphNameToUnicode("a"));
+  EXPECT_EQ(font.codeToUnicode.at(66), glyphNameToUnicode("Z"));
+  EXPECT_EQ(font.codeToUnicode.at(67), glyphNameToUnicode("C"));
+  EXPECT_TRUE(font.encodingName.empty());
+
+  // A named encoding is kept as written.
+  FontInfo named = doc.build({{"Encoding", name("WinAnsiEncoding")}});
+  EXPECT_EQ(named.encodingName, "WinAnsiEncoding");
+  EXPECT_FALSE(named.predefinedCMap);
+  EXPECT_TRUE(named.codeToUnicode.empty());
+}
+
+}  // namespace
+}  // namespace zopra::pdf
