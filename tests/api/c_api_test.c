@@ -1,0 +1,259 @@
+/*
+ * Black-box checks of the C interface, compiled as C against the public
+ * header and linked with the shared library only.
+ */
+#define _POSIX_C_SOURCE 200809L
+
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <unistd.h>
+
+#include "zopra_document_loader.h"
+
+static int passed = 0;
+static int failed = 0;
+
+#define CHECK(condition)                                                   \
+  do {                                                                     \
+    if (condition) {                                                       \
+      ++passed;                                                            \
+    } else {                                                               \
+      ++failed;                                                            \
+      fprintf(stderr, "%s:%d: check failed: %s\n", __FILE__, __LINE__, #condition); \
+    }                                                                      \
+  } while (0)
+
+#define CHECK_STATUS(expected, call)                                               \
+  do {                                                                             \
+    int32_t actual_ = (call);                                                      \
+    if (actual_ == (expected)) {                                                   \
+      ++passed;                                                                    \
+    } else {                                                                       \
+      ++failed;                                                                    \
+      fprintf(stderr, "%s:%d: %s returned %d, expected %d\n", __FILE__, __LINE__, #call, \
+              (int)actual_, (int)(expected));                                      \
+    }                                                                              \
+  } while (0)
+
+/* ---- A minimal PDF writer with computed cross-reference offsets --------- */
+
+#define MAX_OBJECTS 16
+
+typedef struct {
+  char data[8192];
+  size_t length;
+  size_t offsets[MAX_OBJECTS + 1];
+  int objectCount;
+} PdfWriter;
+
+static void append(PdfWriter* writer, const char* text) {
+  size_t length = strlen(text);
+  if (writer->length + length >= sizeof writer->data) {
+    fprintf(stderr, "test PDF too large\n");
+    exit(2);
+  }
+  memcpy(writer->data + writer->length, text, length);
+  writer->length += length;
+}
+
+static void beginDocument(PdfWriter* writer, const char* prefix) {
+  writer->length = 0;
+  writer->objectCount = 0;
+  append(writer, prefix);
+  append(writer, "%PDF-1.4\n%\xE2\xE3\xCF\xD3\n");
+}
+
+/* Adds object number objectCount + 1 with the given body. */
+static void addObject(PdfWriter* writer, const char* body) {
+  char header[32];
+  if (writer->objectCount >= MAX_OBJECTS) {
+    fprintf(stderr, "too many test objects\n");
+    exit(2);
+  }
+  writer->offsets[++writer->objectCount] = writer->length;
+  snprintf(header, sizeof header, "%d 0 obj\n", writer->objectCount);
+  append(writer, header);
+  append(writer, body);
+  append(writer, "\nendobj\n");
+}
+
+/* Writes the xref table and trailer; object 1 is the catalog. */
+static void endDocument(PdfWriter* writer) {
+  char line[64];
+  size_t xrefOffset = writer->length;
+  int i;
+  snprintf(line, sizeof line, "xref\n0 %d\n", writer->objectCount + 1);
+  append(writer, line);
+  append(writer, "0000000000 65535 f \n");
+  for (i = 1; i <= writer->objectCount; ++i) {
+    snprintf(line, sizeof line, "%010lu 00000 n \n", (unsigned long)writer->offsets[i]);
+    append(writer, line);
+  }
+  snprintf(line, sizeof line, "trailer\n<< /Size %d /Root 1 0 R >>\nstartxref\n%lu\n%%%%EOF\n",
+           writer->objectCount + 1, (unsigned long)xrefOffset);
+  append(writer, line);
+}
+
+static char tempDir[256];
+
+static const char* writeFile(const char* name, const char* data, size_t length) {
+  static char path[512];
+  FILE* file;
+  snprintf(path, sizeof path, "%s/%s", tempDir, name);
+  file = fopen(path, "wb");
+  if (!file || fwrite(data, 1, length, file) != length || fclose(file) != 0) {
+    fprintf(stderr, "cannot write %s\n", path);
+    exit(2);
+  }
+  return path;
+}
+
+/* Two pages: the first rotated by 90 degrees, the second with a crop box. */
+static const char* writeTwoPageFile(void) {
+  PdfWriter writer;
+  beginDocument(&writer, "");
+  addObject(&writer, "<< /Type /Catalog /Pages 2 0 R >>");
+  addObject(&writer, "<< /Type /Pages /Kids [3 0 R 4 0 R] /Count 2 >>");
+  addObject(&writer,
+            "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 612 792] /Rotate 90 >>");
+  addObject(&writer,
+            "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 612 792]"
+            " /CropBox [10 20 310.5 420] >>");
+  endDocument(&writer);
+  return writeFile("two-pages.pdf", writer.data, writer.length);
+}
+
+static const char* writeLeadingBlankLineFile(void) {
+  PdfWriter writer;
+  beginDocument(&writer, "\n");
+  addObject(&writer, "<< /Type /Catalog /Pages 2 0 R >>");
+  addObject(&writer, "<< /Type /Pages /Kids [3 0 R] /Count 1 >>");
+  addObject(&writer, "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 612 792] >>");
+  endDocument(&writer);
+  return writeFile("blank-line.pdf", writer.data, writer.length);
+}
+
+static int near(double a, double b) { return a - b < 1e-6 && b - a < 1e-6; }
+
+/* ---- Checks ------------------------------------------------------------- */
+
+static void checkArgumentHandling(void) {
+  ZOPRADocumentLoader* loader = NULL;
+  uint32_t count = 12345;
+  CHECK_STATUS(ZOPRA_STATUS_INVALID_ARGUMENT, zopraDocumentLoaderCreate(NULL));
+  CHECK_STATUS(ZOPRA_STATUS_NOT_SUPPORTED, zopraDocumentLoaderOpenFileW(NULL, NULL));
+  CHECK_STATUS(ZOPRA_STATUS_INVALID_ARGUMENT, zopraDocumentLoaderOpenFileA(NULL, "x.pdf"));
+  CHECK_STATUS(ZOPRA_STATUS_INVALID_ARGUMENT, zopraDocumentLoaderGetPageCount(NULL, &count));
+  CHECK_STATUS(ZOPRA_STATUS_INVALID_ARGUMENT,
+               zopraDocumentLoaderGetPageSize(NULL, NULL, NULL, NULL, 0));
+  zopraDocumentLoaderDestroy(NULL);
+
+  CHECK_STATUS(ZOPRA_STATUS_SUCCESS, zopraDocumentLoaderCreate(&loader));
+  CHECK(loader != NULL);
+  if (!loader) return;
+  CHECK_STATUS(ZOPRA_STATUS_NOT_SUPPORTED, zopraDocumentLoaderOpenFileW(loader, L"x.pdf"));
+  CHECK_STATUS(ZOPRA_STATUS_INVALID_ARGUMENT, zopraDocumentLoaderOpenFileA(loader, NULL));
+  /* Nothing is open yet. */
+  CHECK_STATUS(ZOPRA_STATUS_INVALID_ARGUMENT, zopraDocumentLoaderGetPageCount(loader, &count));
+  CHECK(count == 12345);
+  CHECK_STATUS(ZOPRA_STATUS_INVALID_ARGUMENT,
+               zopraDocumentLoaderGetPageSize(loader, NULL, NULL, NULL, 0));
+  zopraDocumentLoaderDestroy(loader);
+}
+
+static void checkRejectedFiles(void) {
+  ZOPRADocumentLoader* loader = NULL;
+  char missing[512];
+  uint32_t count = 0;
+  if (zopraDocumentLoaderCreate(&loader) != ZOPRA_STATUS_SUCCESS) {
+    CHECK(!"create failed");
+    return;
+  }
+  CHECK_STATUS(ZOPRA_STATUS_OTHER_ERROR,
+               zopraDocumentLoaderOpenFileA(loader, writeFile("short.pdf", "%PDF", 4)));
+  snprintf(missing, sizeof missing, "%s/does-not-exist.pdf", tempDir);
+  CHECK_STATUS(ZOPRA_STATUS_OTHER_ERROR, zopraDocumentLoaderOpenFileA(loader, missing));
+  CHECK_STATUS(ZOPRA_STATUS_OTHER_ERROR,
+               zopraDocumentLoaderOpenFileA(loader, writeLeadingBlankLineFile()));
+  CHECK_STATUS(ZOPRA_STATUS_OTHER_ERROR,
+               zopraDocumentLoaderOpenFileA(loader, writeFile("text.pdf", "hello world\n", 12)));
+  CHECK_STATUS(ZOPRA_STATUS_INVALID_ARGUMENT, zopraDocumentLoaderGetPageCount(loader, &count));
+  zopraDocumentLoaderDestroy(loader);
+}
+
+static void checkValidDocument(void) {
+  ZOPRADocumentLoader* loader = NULL;
+  uint32_t count = 0;
+  uint32_t rotation = 999;
+  double width = -1.0;
+  double height = -1.0;
+  char missing[512];
+  if (zopraDocumentLoaderCreate(&loader) != ZOPRA_STATUS_SUCCESS) {
+    CHECK(!"create failed");
+    return;
+  }
+  CHECK_STATUS(ZOPRA_STATUS_SUCCESS, zopraDocumentLoaderOpenFileA(loader, writeTwoPageFile()));
+  CHECK_STATUS(ZOPRA_STATUS_SUCCESS, zopraDocumentLoaderGetPageCount(loader, &count));
+  CHECK(count == 2);
+  CHECK_STATUS(ZOPRA_STATUS_INVALID_ARGUMENT, zopraDocumentLoaderGetPageCount(loader, NULL));
+
+  CHECK_STATUS(ZOPRA_STATUS_SUCCESS,
+               zopraDocumentLoaderGetPageSize(loader, &width, &height, &rotation, 0));
+  CHECK(near(width, 792.0) && near(height, 612.0));
+  CHECK(rotation == 90);
+
+  width = height = -1.0;
+  rotation = 999;
+  CHECK_STATUS(ZOPRA_STATUS_SUCCESS,
+               zopraDocumentLoaderGetPageSize(loader, &width, &height, &rotation, 1));
+  CHECK(near(width, 300.5) && near(height, 400.0));
+  CHECK(rotation == 0);
+
+  /* Out pointers are optional, one by one or all at once. */
+  CHECK_STATUS(ZOPRA_STATUS_SUCCESS, zopraDocumentLoaderGetPageSize(loader, NULL, NULL, NULL, 1));
+  height = -1.0;
+  CHECK_STATUS(ZOPRA_STATUS_SUCCESS, zopraDocumentLoaderGetPageSize(loader, NULL, &height, NULL, 0));
+  CHECK(near(height, 612.0));
+
+  CHECK_STATUS(ZOPRA_STATUS_INVALID_ARGUMENT,
+               zopraDocumentLoaderGetPageSize(loader, &width, &height, &rotation, 2));
+  CHECK_STATUS(ZOPRA_STATUS_INVALID_ARGUMENT,
+               zopraDocumentLoaderGetPageSize(loader, &width, &height, &rotation, 0xFFFFFFFFu));
+
+  /* Re-opening the same file on an open handle works. */
+  CHECK_STATUS(ZOPRA_STATUS_SUCCESS, zopraDocumentLoaderOpenFileA(loader, writeTwoPageFile()));
+  /* A failed re-open leaves no document open. */
+  snprintf(missing, sizeof missing, "%s/does-not-exist.pdf", tempDir);
+  CHECK_STATUS(ZOPRA_STATUS_OTHER_ERROR, zopraDocumentLoaderOpenFileA(loader, missing));
+  CHECK_STATUS(ZOPRA_STATUS_INVALID_ARGUMENT, zopraDocumentLoaderGetPageCount(loader, &count));
+  CHECK_STATUS(ZOPRA_STATUS_INVALID_ARGUMENT,
+               zopraDocumentLoaderGetPageSize(loader, NULL, NULL, NULL, 0));
+  zopraDocumentLoaderDestroy(loader);
+}
+
+static void removeTempDir(void) {
+  static const char* names[] = {"short.pdf", "blank-line.pdf", "text.pdf", "two-pages.pdf"};
+  char path[512];
+  size_t i;
+  for (i = 0; i < sizeof names / sizeof names[0]; ++i) {
+    snprintf(path, sizeof path, "%s/%s", tempDir, names[i]);
+    remove(path);
+  }
+  rmdir(tempDir);
+}
+
+int main(void) {
+  const char* base = getenv("TMPDIR");
+  snprintf(tempDir, sizeof tempDir, "%s/zopra-c-api-XXXXXX", base && *base ? base : "/tmp");
+  if (!mkdtemp(tempDir)) {
+    perror("mkdtemp");
+    return 2;
+  }
+  checkArgumentHandling();
+  checkRejectedFiles();
+  checkValidDocument();
+  removeTempDir();
+  printf("%d passed, %d failed\n", passed, failed);
+  return failed == 0 ? 0 : 1;
+}

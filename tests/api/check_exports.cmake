@@ -1,0 +1,53 @@
+# Checks that a shared library exports only zopraDocumentLoader* functions and
+# carries a SONAME.
+#   cmake -DLIBRARY=path/to/libzopra_document_loader.so -P check_exports.cmake
+if(NOT LIBRARY OR NOT EXISTS "${LIBRARY}")
+  message(FATAL_ERROR "LIBRARY not given or missing: '${LIBRARY}'")
+endif()
+
+find_program(NM nm REQUIRED)
+execute_process(COMMAND ${NM} -D --defined-only "${LIBRARY}"
+                OUTPUT_VARIABLE symbols RESULT_VARIABLE result)
+if(NOT result EQUAL 0)
+  message(FATAL_ERROR "nm failed on ${LIBRARY}")
+endif()
+
+string(REPLACE "\n" ";" lines "${symbols}")
+set(exported 0)
+set(strays "")
+foreach(line IN LISTS lines)
+  # "address type name"; absolute symbols (type A) are version nodes, not code.
+  if(line MATCHES "^[0-9a-fA-F]* *([A-Za-z]) (.+)$")
+    set(type "${CMAKE_MATCH_1}")
+    set(name "${CMAKE_MATCH_2}")
+    if(type STREQUAL "A")
+      continue()
+    endif()
+    if(name MATCHES "^zopraDocumentLoader[A-Z][A-Za-z]*$")
+      math(EXPR exported "${exported} + 1")
+    elseif(NOT name MATCHES "^(_init|_fini)$")
+      list(APPEND strays "${name}")
+    endif()
+  endif()
+endforeach()
+
+if(strays)
+  list(LENGTH strays strayCount)
+  list(JOIN strays "\n  " strayText)
+  message(FATAL_ERROR "${strayCount} unexpected exported symbols:\n  ${strayText}")
+endif()
+if(exported LESS 6)
+  message(FATAL_ERROR "only ${exported} zopraDocumentLoader* functions exported")
+endif()
+
+find_program(READELF readelf)
+if(READELF)
+  execute_process(COMMAND ${READELF} -d "${LIBRARY}" OUTPUT_VARIABLE dynamic)
+else()
+  find_program(OBJDUMP objdump REQUIRED)
+  execute_process(COMMAND ${OBJDUMP} -p "${LIBRARY}" OUTPUT_VARIABLE dynamic)
+endif()
+if(NOT dynamic MATCHES "SONAME[^\n]*libzopra_document_loader\\.so\\.[0-9]+")
+  message(FATAL_ERROR "no versioned SONAME in ${LIBRARY}")
+endif()
+message(STATUS "${exported} zopraDocumentLoader* functions exported, SONAME set")

@@ -1,0 +1,100 @@
+#!/bin/sh
+# Checks zopra-pdf's output formats, failure lines and exit codes.
+#   tool_test.sh ZOPRA_PDF SAMPLE_PDF
+set -u
+tool=$1
+sample=$2
+work=$(mktemp -d "${TMPDIR:-/tmp}/zopra-tool-XXXXXX")
+trap 'rm -rf "$work"' EXIT INT TERM
+failures=0
+
+fail() {
+  echo "FAILED: $*"
+  failures=$((failures + 1))
+}
+
+# expect_run NAME EXPECTED_EXIT EXPECTED_STDOUT_FILE|- EXPECTED_STDERR_PATTERN|- ARGS...
+# A stderr pattern means: exactly one line on stderr, matching it.
+expect_run() {
+  name=$1 code=$2 out=$3 err=$4
+  shift 4
+  "$tool" "$@" >"$work/stdout" 2>"$work/stderr"
+  actual=$?
+  [ "$actual" -eq "$code" ] || fail "$name: exit $actual, expected $code"
+  if [ "$out" != - ] && ! cmp -s "$out" "$work/stdout"; then
+    fail "$name: unexpected output:"
+    cat "$work/stdout"
+  fi
+  if [ "$err" != - ]; then
+    lines=$(wc -l <"$work/stderr")
+    if [ "$lines" -ne 1 ] || ! grep -q -- "$err" "$work/stderr"; then
+      fail "$name: stderr should be one line matching '$err':"
+      cat "$work/stderr"
+    fi
+  fi
+}
+
+# A PDF with exact offsets: page 1 rotated by 270 with fractional A4 sizes,
+# page 2 with a crop box.
+pdf=$work/pages.pdf
+printf '%%PDF-1.4\n' >"$pdf"
+offsets=""
+add_object() {
+  offsets="$offsets $(wc -c <"$pdf")"
+  printf '%s 0 obj\n%s\nendobj\n' "$1" "$2" >>"$pdf"
+}
+add_object 1 "<< /Type /Catalog /Pages 2 0 R >>"
+add_object 2 "<< /Type /Pages /Kids [3 0 R 4 0 R] /Count 2 >>"
+add_object 3 "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 595.2756 841.8898] /Rotate 270 >>"
+add_object 4 "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 612 792] /CropBox [0 0 100.25 50] >>"
+xref=$(wc -c <"$pdf")
+{
+  printf 'xref\n0 5\n0000000000 65535 f \n'
+  for offset in $offsets; do printf '%010d 00000 n \n' "$offset"; done
+  printf 'trailer\n<< /Size 5 /Root 1 0 R >>\nstartxref\n%s\n%%%%EOF\n' "$xref"
+} >>"$pdf"
+
+printf 'pages: 2\npage 1: 841.89 x 595.276, rotation 270\npage 2: 100.25 x 50, rotation 0\n' \
+  >"$work/expected.txt"
+expect_run "info" 0 "$work/expected.txt" - info "$pdf"
+printf '{"file":"%s","page_count":2,"pages":[{"page":1,"width":841.89,"height":595.276,"rotation":270},{"page":2,"width":100.25,"height":50,"rotation":0}]}\n' \
+  "$pdf" >"$work/expected.json"
+expect_run "info --json" 0 "$work/expected.json" - info --json "$pdf"
+expect_run "info --json after the file" 0 "$work/expected.json" - info "$pdf" --json
+
+printf 'pages: 2\npage 1: 612 x 792, rotation 0\npage 2: 612 x 792, rotation 0\n' \
+  >"$work/sample.txt"
+expect_run "sample" 0 "$work/sample.txt" - info "$sample"
+
+# Failures: one stderr line naming the file, one exit code per status.
+printf 'not a pdf at all\n' >"$work/text.pdf"
+expect_run "not a PDF" 3 - "$work/text.pdf: not a PDF or damaged" info "$work/text.pdf"
+expect_run "missing file" 3 - "$work/missing.pdf: not a PDF or damaged" info "$work/missing.pdf"
+if command -v qpdf >/dev/null 2>&1; then
+  qpdf --encrypt secret secret 256 -- "$sample" "$work/locked.pdf"
+  expect_run "password" 4 - "$work/locked.pdf: needs a password" info "$work/locked.pdf"
+fi
+
+# Usage errors: the reason on the first line, then the usage.
+expect_usage() {
+  name=$1 pattern=$2
+  shift 2
+  expect_run "$name" 2 - - "$@"
+  if ! head -n 1 "$work/stderr" | grep -q -- "$pattern" || ! grep -q "^usage:" "$work/stderr"; then
+    fail "$name: stderr should start with '$pattern' followed by the usage:"
+    cat "$work/stderr"
+  fi
+}
+expect_usage "no arguments" "no command given"
+expect_usage "no file" "no file given" info
+expect_usage "two files" "more than one file" info "$pdf" "$pdf"
+expect_usage "unknown command" "unknown command: frobnicate" frobnicate
+expect_usage "unknown option" "unknown option: --frob" info --frob "$pdf"
+expect_run "help" 0 - - --help
+grep -q "needs a password" "$work/stdout" || fail "--help does not list the exit codes"
+
+if [ "$failures" -ne 0 ]; then
+  echo "$failures checks failed"
+  exit 1
+fi
+echo "all zopra-pdf checks passed"

@@ -1,0 +1,285 @@
+/*
+ * zopra-pdf: inspect PDF files from the command line.
+ *
+ * Built on the public C interface only (zopra_document_loader.h). Each
+ * subcommand is one entry of the table below; a subcommand receives the
+ * arguments that follow its name.
+ */
+#include <math.h>
+#include <stdint.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+
+#include "zopra_document_loader.h"
+
+#define PROGRAM "zopra-pdf"
+
+/* Exit codes: one per library status, plus usage and unknown failures. */
+enum {
+  EXIT_OK = 0,
+  EXIT_UNKNOWN_STATUS = 1,
+  EXIT_USAGE = 2,
+  EXIT_DAMAGED = 3,
+  EXIT_PASSWORD = 4,
+  EXIT_BROKEN_STREAM = 5,
+  EXIT_NO_MEMORY = 6,
+  EXIT_INVALID_ARGUMENT = 7,
+  EXIT_NOT_SUPPORTED = 8
+};
+
+/* Internal result of argument parsing: help was printed, exit with success. */
+#define EXIT_HELP_SHOWN (-1)
+
+typedef struct {
+  int32_t status;
+  const char* meaning;
+  int exitCode;
+} StatusInfo;
+
+static const StatusInfo kStatuses[] = {
+    {ZOPRA_STATUS_OTHER_ERROR, "not a PDF or damaged", EXIT_DAMAGED},
+    {ZOPRA_STATUS_ENCRYPTED_DOCUMENT, "needs a password", EXIT_PASSWORD},
+    {ZOPRA_STATUS_BROKEN_STREAM, "broken stream", EXIT_BROKEN_STREAM},
+    {ZOPRA_STATUS_MEMORY_INSUFFICIENT, "out of memory", EXIT_NO_MEMORY},
+    {ZOPRA_STATUS_INVALID_ARGUMENT, "invalid argument", EXIT_INVALID_ARGUMENT},
+    {ZOPRA_STATUS_NOT_SUPPORTED, "not supported", EXIT_NOT_SUPPORTED},
+};
+
+typedef struct {
+  const char* name;
+  const char* arguments;
+  const char* summary;
+  int (*run)(int argc, char** argv);
+} Subcommand;
+
+static int runInfo(int argc, char** argv);
+
+static const Subcommand kSubcommands[] = {
+    {"info", "[--json] FILE", "print the page count and each page's size and rotation", runInfo},
+};
+
+#define SUBCOMMAND_COUNT (sizeof kSubcommands / sizeof kSubcommands[0])
+#define STATUS_COUNT (sizeof kStatuses / sizeof kStatuses[0])
+
+static void printUsage(FILE* out) {
+  size_t i;
+  fprintf(out, "usage: " PROGRAM " COMMAND [OPTIONS] FILE\n");
+  fprintf(out, "       " PROGRAM " --help | --version\n");
+  for (i = 0; i < SUBCOMMAND_COUNT; ++i) {
+    fprintf(out, "       " PROGRAM " %s %s\n", kSubcommands[i].name, kSubcommands[i].arguments);
+  }
+}
+
+static void printHelp(void) {
+  size_t i;
+  printUsage(stdout);
+  printf("\nCommands:\n");
+  for (i = 0; i < SUBCOMMAND_COUNT; ++i) {
+    printf("  %-8s %s\n", kSubcommands[i].name, kSubcommands[i].summary);
+  }
+  printf("\nOptions:\n");
+  printf("  --json     print the result as one JSON object\n");
+  printf("  --help     print this help and exit\n");
+  printf("  --version  print the library version and exit\n");
+  printf("\nPage sizes are in PDF units (1/72 inch), as the page is displayed\n");
+  printf("(width and height exchanged for pages rotated by 90 or 270 degrees).\n");
+  printf("\nExit status:\n");
+  printf("  %d  success\n", EXIT_OK);
+  printf("  %d  unexpected library status\n", EXIT_UNKNOWN_STATUS);
+  printf("  %d  bad command-line arguments\n", EXIT_USAGE);
+  for (i = 0; i < STATUS_COUNT; ++i) {
+    printf("  %d  %s (library status %d)\n", kStatuses[i].exitCode, kStatuses[i].meaning,
+           (int)kStatuses[i].status);
+  }
+}
+
+static int usageError(const char* message, const char* argument) {
+  if (argument) {
+    fprintf(stderr, PROGRAM ": %s: %s\n", message, argument);
+  } else {
+    fprintf(stderr, PROGRAM ": %s\n", message);
+  }
+  printUsage(stderr);
+  return EXIT_USAGE;
+}
+
+/* Prints the one-line failure report and returns the matching exit code. */
+static int reportFailure(const char* path, int32_t status) {
+  size_t i;
+  for (i = 0; i < STATUS_COUNT; ++i) {
+    if (kStatuses[i].status == status) {
+      fprintf(stderr, PROGRAM ": %s: %s (status %d)\n", path, kStatuses[i].meaning, (int)status);
+      return kStatuses[i].exitCode;
+    }
+  }
+  fprintf(stderr, PROGRAM ": %s: unexpected status %d\n", path, (int)status);
+  return EXIT_UNKNOWN_STATUS;
+}
+
+/*
+ * Formats a number with at most three decimals and no trailing zeros, using
+ * only digits, '-' and '.', whatever the C locale says.
+ */
+static void formatNumber(double value, char* out, size_t size) {
+  long long scaled;
+  long long whole;
+  int fraction;
+  int digits;
+  char fractionText[4];
+  if (!isfinite(value)) {
+    snprintf(out, size, "0");
+    return;
+  }
+  if (fabs(value) >= 1e15) {
+    snprintf(out, size, "%.0f", value);
+    return;
+  }
+  scaled = llround(value * 1000.0);
+  whole = (scaled < 0 ? -scaled : scaled) / 1000;
+  fraction = (int)((scaled < 0 ? -scaled : scaled) % 1000);
+  if (fraction == 0) {
+    snprintf(out, size, "%s%lld", scaled < 0 ? "-" : "", whole);
+    return;
+  }
+  fractionText[0] = (char)('0' + fraction / 100);
+  fractionText[1] = (char)('0' + fraction / 10 % 10);
+  fractionText[2] = (char)('0' + fraction % 10);
+  digits = 3;
+  while (fractionText[digits - 1] == '0') --digits;
+  fractionText[digits] = '\0';
+  snprintf(out, size, "%s%lld.%s", scaled < 0 ? "-" : "", whole, fractionText);
+}
+
+/* Writes `text` as a JSON string literal. */
+static void printJsonString(const char* text) {
+  const unsigned char* p;
+  putchar('"');
+  for (p = (const unsigned char*)text; *p; ++p) {
+    switch (*p) {
+      case '"': fputs("\\\"", stdout); break;
+      case '\\': fputs("\\\\", stdout); break;
+      case '\n': fputs("\\n", stdout); break;
+      case '\r': fputs("\\r", stdout); break;
+      case '\t': fputs("\\t", stdout); break;
+      default:
+        if (*p < 0x20) {
+          printf("\\u%04x", (unsigned)*p);
+        } else {
+          putchar(*p);
+        }
+    }
+  }
+  putchar('"');
+}
+
+typedef struct {
+  int json;
+  const char* path;
+} InfoOptions;
+
+static int parseInfoArguments(int argc, char** argv, InfoOptions* options) {
+  int i;
+  int onlyFiles = 0;
+  options->json = 0;
+  options->path = NULL;
+  for (i = 0; i < argc; ++i) {
+    const char* argument = argv[i];
+    if (!onlyFiles && strcmp(argument, "--") == 0) {
+      onlyFiles = 1;
+    } else if (!onlyFiles && strcmp(argument, "--json") == 0) {
+      options->json = 1;
+    } else if (!onlyFiles && (strcmp(argument, "--help") == 0 || strcmp(argument, "-h") == 0)) {
+      printHelp();
+      return EXIT_HELP_SHOWN;
+    } else if (!onlyFiles && argument[0] == '-' && argument[1] != '\0') {
+      return usageError("unknown option", argument);
+    } else if (options->path) {
+      return usageError("more than one file given", argument);
+    } else {
+      options->path = argument;
+    }
+  }
+  if (!options->path) return usageError("no file given", NULL);
+  return EXIT_OK;
+}
+
+static int runInfo(int argc, char** argv) {
+  InfoOptions options;
+  ZOPRADocumentLoader* loader = NULL;
+  uint32_t count = 0;
+  uint32_t page;
+  int32_t status;
+  int result = parseInfoArguments(argc, argv, &options);
+  if (result == EXIT_HELP_SHOWN) return EXIT_OK;
+  if (result != EXIT_OK) return result;
+
+  status = zopraDocumentLoaderCreate(&loader);
+  if (status != ZOPRA_STATUS_SUCCESS) return reportFailure(options.path, status);
+  status = zopraDocumentLoaderOpenFileA(loader, options.path);
+  if (status == ZOPRA_STATUS_SUCCESS) status = zopraDocumentLoaderGetPageCount(loader, &count);
+  if (status != ZOPRA_STATUS_SUCCESS) {
+    zopraDocumentLoaderDestroy(loader);
+    return reportFailure(options.path, status);
+  }
+
+  if (options.json) {
+    fputs("{\"file\":", stdout);
+    printJsonString(options.path);
+    printf(",\"page_count\":%lu,\"pages\":[", (unsigned long)count);
+  } else {
+    printf("pages: %lu\n", (unsigned long)count);
+  }
+  for (page = 0; page < count; ++page) {
+    double width = 0.0;
+    double height = 0.0;
+    uint32_t rotation = 0;
+    char widthText[64];
+    char heightText[64];
+    status = zopraDocumentLoaderGetPageSize(loader, &width, &height, &rotation, page);
+    if (status != ZOPRA_STATUS_SUCCESS) {
+      if (options.json) fputs("]}\n", stdout);
+      fflush(stdout);
+      zopraDocumentLoaderDestroy(loader);
+      return reportFailure(options.path, status);
+    }
+    formatNumber(width, widthText, sizeof widthText);
+    formatNumber(height, heightText, sizeof heightText);
+    if (options.json) {
+      printf("%s{\"page\":%lu,\"width\":%s,\"height\":%s,\"rotation\":%lu}", page ? "," : "",
+             (unsigned long)page + 1, widthText, heightText, (unsigned long)rotation);
+    } else {
+      printf("page %lu: %s x %s, rotation %lu\n", (unsigned long)page + 1, widthText, heightText,
+             (unsigned long)rotation);
+    }
+  }
+  if (options.json) fputs("]}\n", stdout);
+  zopraDocumentLoaderDestroy(loader);
+  if (fflush(stdout) != 0 || ferror(stdout)) {
+    fprintf(stderr, PROGRAM ": failed to write the output\n");
+    return EXIT_UNKNOWN_STATUS;
+  }
+  return EXIT_OK;
+}
+
+int main(int argc, char** argv) {
+  size_t i;
+  const char* command;
+  if (argc < 2) return usageError("no command given", NULL);
+  command = argv[1];
+  if (strcmp(command, "--help") == 0 || strcmp(command, "-h") == 0) {
+    printHelp();
+    return EXIT_OK;
+  }
+  if (strcmp(command, "--version") == 0) {
+    printf(PROGRAM " %d.%d.%d\n", ZOPRA_DOCUMENT_LOADER_VERSION_MAJOR,
+           ZOPRA_DOCUMENT_LOADER_VERSION_MINOR, ZOPRA_DOCUMENT_LOADER_VERSION_PATCH);
+    return EXIT_OK;
+  }
+  for (i = 0; i < SUBCOMMAND_COUNT; ++i) {
+    if (strcmp(command, kSubcommands[i].name) == 0) {
+      return kSubcommands[i].run(argc - 2, argv + 2);
+    }
+  }
+  return usageError("unknown command", command);
+}
