@@ -73,6 +73,26 @@ extern "C" {
 /* The loader handle. Opaque to callers. */
 typedef struct ZOPRADocumentLoader ZOPRADocumentLoader;
 
+/* One text item of the last zopraDocumentLoaderExtractPageText. */
+typedef struct ZOPRADocumentLoaderTextInfo {
+  /* The item's text, UTF-8, NUL-terminated. Owned by the handle; valid until
+   * the next zopraDocumentLoaderExtractPageText or OpenFileA on the handle,
+   * or until it is destroyed. */
+  const char* text;
+  /* The text matrix of the item's first glyph in page space (PDF units, origin
+   * at the lower left of the page): (e, f) is the start of the baseline,
+   * (a, b) the direction and scale of the text's x axis. */
+  double a, b, c, d, e, f;
+  /* Font size and horizontal scaling (1.0 is 100 %) in force for the item. */
+  double fontSize;
+  double horizontalScaling;
+  /* The item's advance along its direction, in text space units (multiply by
+   * the length of (a, b) for page units). */
+  double width;
+  /* The text leading in force for the item. */
+  double leading;
+} ZOPRADocumentLoaderTextInfo;
+
 /*
  * zopraDocumentLoaderCreate
  *   Allocates a handle with no document open.
@@ -220,6 +240,22 @@ ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderGetPageTextCount(ZOPRADocum
  *   ZOPRA_STATUS_BROKEN_STREAM, ZOPRA_STATUS_OTHER_ERROR when extraction fails
  *   (the kept string is then unchanged).
  */
+/*
+ * zopraDocumentLoaderGetText
+ *   Describes one item of the last zopraDocumentLoaderExtractPageText.
+ * Parameters
+ *   loader  [in] the handle.
+ *   info    [out] filled on success; must not be NULL.
+ *   index   [in] item index, below the count of
+ *           zopraDocumentLoaderGetPageTextCount.
+ * Returns
+ *   ZOPRA_STATUS_SUCCESS, or ZOPRA_STATUS_INVALID_ARGUMENT when loader or
+ *   info is NULL, no document is open or index is out of range.
+ */
+ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderGetText(ZOPRADocumentLoader* loader,
+                                                            ZOPRADocumentLoaderTextInfo* info,
+                                                            uint32_t index);
+
 ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderGetPageTextSize(ZOPRADocumentLoader* loader,
                                                                     uint32_t* size, uint32_t page);
 

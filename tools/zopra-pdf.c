@@ -11,25 +11,8 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include "cli.h"
 #include "zopra_document_loader.h"
-
-#define PROGRAM "zopra-pdf"
-
-/* Exit codes: one per library status, plus usage and unknown failures. */
-enum {
-  EXIT_OK = 0,
-  EXIT_UNKNOWN_STATUS = 1,
-  EXIT_USAGE = 2,
-  EXIT_DAMAGED = 3,
-  EXIT_PASSWORD = 4,
-  EXIT_BROKEN_STREAM = 5,
-  EXIT_NO_MEMORY = 6,
-  EXIT_INVALID_ARGUMENT = 7,
-  EXIT_NOT_SUPPORTED = 8
-};
-
-/* Internal result of argument parsing: help was printed, exit with success. */
-#define EXIT_HELP_SHOWN (-1)
 
 typedef struct {
   int32_t status;
@@ -57,6 +40,10 @@ static int runInfo(int argc, char** argv);
 
 static const Subcommand kSubcommands[] = {
     {"info", "[--json] FILE", "print the page count and each page's size and rotation", runInfo},
+    {"text", "FILE [-f FIRST] [-l LAST]",
+     "print the text of the pages, each page followed by a form feed", runText},
+    {"items", "FILE --page N [--json]",
+     "print the text items of one page with position, font size and width", runItems},
 };
 
 #define SUBCOMMAND_COUNT (sizeof kSubcommands / sizeof kSubcommands[0])
@@ -71,7 +58,7 @@ static void printUsage(FILE* out) {
   }
 }
 
-static void printHelp(void) {
+void printHelp(void) {
   size_t i;
   printUsage(stdout);
   printf("\nCommands:\n");
@@ -80,6 +67,8 @@ static void printHelp(void) {
   }
   printf("\nOptions:\n");
   printf("  --json     print the result as one JSON object\n");
+  printf("  -f, -l     first and last page to print (from 1)\n");
+  printf("  --page N   the page whose items to print (from 1)\n");
   printf("  --help     print this help and exit\n");
   printf("  --version  print the library version and exit\n");
   printf("\nPage sizes are in PDF units (1/72 inch), as the page is displayed\n");
@@ -94,7 +83,7 @@ static void printHelp(void) {
   }
 }
 
-static int usageError(const char* message, const char* argument) {
+int usageError(const char* message, const char* argument) {
   if (argument) {
     fprintf(stderr, PROGRAM ": %s: %s\n", message, argument);
   } else {
@@ -105,7 +94,7 @@ static int usageError(const char* message, const char* argument) {
 }
 
 /* Prints the one-line failure report and returns the matching exit code. */
-static int reportFailure(const char* path, int32_t status) {
+int reportFailure(const char* path, int32_t status) {
   size_t i;
   for (i = 0; i < STATUS_COUNT; ++i) {
     if (kStatuses[i].status == status) {
@@ -121,7 +110,7 @@ static int reportFailure(const char* path, int32_t status) {
  * Formats a number with at most three decimals and no trailing zeros, using
  * only digits, '-' and '.', whatever the C locale says.
  */
-static void formatNumber(double value, char* out, size_t size) {
+void formatNumber(double value, char* out, size_t size) {
   long long scaled;
   long long whole;
   int fraction;
@@ -152,7 +141,7 @@ static void formatNumber(double value, char* out, size_t size) {
 }
 
 /* Writes `text` as a JSON string literal. */
-static void printJsonString(const char* text) {
+void printJsonString(const char* text) {
   const unsigned char* p;
   putchar('"');
   for (p = (const unsigned char*)text; *p; ++p) {

@@ -46,6 +46,27 @@ ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderGetPageTextCount(ZOPRADocum
   return ZOPRA_STATUS_SUCCESS;
 }
 
+ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderGetText(ZOPRADocumentLoader* loader,
+                                                            ZOPRADocumentLoaderTextInfo* info,
+                                                            uint32_t index) {
+  if (!loader || !info || !loader->opened || index >= loader->textEntries.size()) {
+    return ZOPRA_STATUS_INVALID_ARGUMENT;
+  }
+  const TextEntry& entry = loader->textEntries[index];
+  info->text = entry.text.c_str();
+  info->a = entry.a;
+  info->b = entry.b;
+  info->c = entry.c;
+  info->d = entry.d;
+  info->e = entry.e;
+  info->f = entry.f;
+  info->fontSize = entry.fontSize;
+  info->horizontalScaling = entry.horizontalScale;
+  info->width = entry.width;
+  info->leading = entry.leading;
+  return ZOPRA_STATUS_SUCCESS;
+}
+
 ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderGetPageTextSize(ZOPRADocumentLoader* loader,
                                                                     uint32_t* size, uint32_t page) {
   if (!loader || !size || !loader->opened || !pageInRange(loader, page)) {

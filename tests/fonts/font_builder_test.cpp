@@ -176,9 +176,14 @@ TEST(FontBuilder, ToUnicodeStructure) {
   EXPECT_TRUE(font.toUnicode.at({1, 0x03}).empty());
   EXPECT_TRUE(font.toUnicode.at({1, 0x41}).empty());
 
-  // A simple font keeps its one-byte length first.
-  FontInfo simple = doc.build({{"ToUnicode", reference(11)}});
-  EXPECT_EQ(simple.codeLengths, (std::vector<std::uint32_t>{1, 2}));
+  // A simple font always shows single bytes, whatever its CMap declares; a
+  // two-byte source code below 256 is read as the byte it stands for.
+  doc.putStream(12, "1 begincodespacerange <0000> <FFFF> endcodespacerange\n"
+                    "1 beginbfchar <008b> <0041> endbfchar\n");
+  FontInfo simple = doc.build({{"ToUnicode", reference(12)}});
+  EXPECT_EQ(simple.codeLengths, (std::vector<std::uint32_t>{1}));
+  EXPECT_TRUE(simple.codeSpace.empty());
+  EXPECT_EQ(simple.toUnicode.count({1, 0x8b}), 1u);
 }
 
 TEST(FontBuilder, ToUnicodeDestinations) {
@@ -204,7 +209,7 @@ TEST(FontBuilder, HostileToUnicodeRangesStayBounded) {
   cmap += "endbfrange\n1 beginbfchar <00000001> <0042> endbfchar\n";
   FontDocument doc;
   doc.putStream(11, cmap);
-  FontInfo font = doc.build({{"ToUnicode", reference(11)}});
+  FontInfo font = doc.build({{"Subtype", Value::Name("Type0")}, {"ToUnicode", reference(11)}});
   EXPECT_GT(font.toUnicode.size(), 65536u);
   EXPECT_LE(font.toUnicode.size(), 300000u);
   EXPECT_EQ(font.toUnicode.count({4, 0x0000FFFF}), 1u);

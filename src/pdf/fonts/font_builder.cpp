@@ -203,6 +203,19 @@ void readCompositeWidths(const Document& document, const Value* descendant, Font
   }
 }
 
+// Simple fonts always show one byte per glyph. Some producers still write
+// their ToUnicode CMaps with a two-byte code space and two-byte source codes
+// (<0000> <FFFF>, <008b>); those are read as the single bytes they stand for.
+void useSingleByteCodes(FontInfo& font) {
+  font.codeSpace.clear();
+  font.codeLengths = {1};
+  std::vector<std::pair<std::uint32_t, std::vector<std::uint32_t>>> narrowed;
+  for (const auto& [key, points] : font.toUnicode) {
+    if (key.first > 1 && key.second <= 0xFF) narrowed.emplace_back(key.second, points);
+  }
+  for (auto& [code, points] : narrowed) font.toUnicode.emplace(std::make_pair(1u, code), std::move(points));
+}
+
 }  // namespace
 
 FontInfo buildFont(const Document& document, const Value* fontValue) {
@@ -238,6 +251,7 @@ FontInfo buildFont(const Document& document, const Value* fontValue) {
 
   if (const Object* toUnicode = streamEntry(document, fontDictionary, "ToUnicode")) {
     readToUnicodeCMap(document.decodeStream(*toUnicode), font);
+    if (!font.composite) useSingleByteCodes(font);
   }
 
   const Value* descriptor = dictionaryEntry(document, metricsDictionary, "FontDescriptor");

@@ -1,0 +1,39 @@
+/* Shared pieces of the zopra-pdf subcommands. */
+#ifndef ZOPRA_PDF_CLI_H
+#define ZOPRA_PDF_CLI_H
+
+#include <stddef.h>
+#include <stdint.h>
+
+#define PROGRAM "zopra-pdf"
+
+/* Exit codes: one per library status, plus usage and unknown failures. */
+enum {
+  EXIT_OK = 0,
+  EXIT_UNKNOWN_STATUS = 1,
+  EXIT_USAGE = 2,
+  EXIT_DAMAGED = 3,
+  EXIT_PASSWORD = 4,
+  EXIT_BROKEN_STREAM = 5,
+  EXIT_NO_MEMORY = 6,
+  EXIT_INVALID_ARGUMENT = 7,
+  EXIT_NOT_SUPPORTED = 8
+};
+
+/* Internal result of argument parsing: help was printed, exit with success. */
+#define EXIT_HELP_SHOWN (-1)
+
+void printHelp(void);
+/* Prints the message and the usage on stderr; returns EXIT_USAGE. */
+int usageError(const char* message, const char* argument);
+/* Prints the one-line failure report for `path` and returns the exit code. */
+int reportFailure(const char* path, int32_t status);
+/* Up to three decimals, no trailing zeros, independent of the locale. */
+void formatNumber(double value, char* out, size_t size);
+/* Writes `text` as a JSON string literal to stdout. */
+void printJsonString(const char* text);
+
+int runText(int argc, char** argv);
+int runItems(int argc, char** argv);
+
+#endif
