@@ -85,11 +85,12 @@ int runText(int argc, char** argv) {
       }
     }
     if (status != ZOPRA_STATUS_SUCCESS) {
-      char where[64];
+      size_t length = strlen(path) + 32;
+      char* where = malloc(length);
       fflush(stdout);
-      snprintf(where, sizeof where, "page %lu", (unsigned long)page + 1);
-      fprintf(stderr, PROGRAM ": %s: ", path);
-      result = reportFailure(where, status);
+      if (where) snprintf(where, length, "%s, page %lu", path, (unsigned long)page + 1);
+      result = reportFailure(where ? where : path, status);
+      free(where);
     }
     putchar('\f');
   }

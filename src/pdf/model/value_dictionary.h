@@ -20,7 +20,14 @@ class BasicDictionary {
   using iterator = typename std::vector<value_type>::iterator;
   using const_iterator = typename std::vector<value_type>::const_iterator;
 
-  BasicDictionary() = default;
+  // The special members are defined after the class: the value type is
+  // still incomplete where a Value declares its dictionary member.
+  BasicDictionary();
+  ~BasicDictionary();
+  BasicDictionary(const BasicDictionary& other);
+  BasicDictionary(BasicDictionary&& other) noexcept;
+  BasicDictionary& operator=(const BasicDictionary& other);
+  BasicDictionary& operator=(BasicDictionary&& other) noexcept;
   // Like a map built from a list: the first of repeated keys is kept.
   BasicDictionary(std::initializer_list<value_type> entries) {
     for (const value_type& entry : entries) emplace(entry.first, entry.second);
@@ -103,5 +110,18 @@ class BasicDictionary {
 
   std::vector<value_type> entries_;
 };
+
+template <typename V>
+BasicDictionary<V>::BasicDictionary() = default;
+template <typename V>
+BasicDictionary<V>::~BasicDictionary() = default;
+template <typename V>
+BasicDictionary<V>::BasicDictionary(const BasicDictionary& other) = default;
+template <typename V>
+BasicDictionary<V>::BasicDictionary(BasicDictionary&& other) noexcept = default;
+template <typename V>
+BasicDictionary<V>& BasicDictionary<V>::operator=(const BasicDictionary& other) = default;
+template <typename V>
+BasicDictionary<V>& BasicDictionary<V>::operator=(BasicDictionary&& other) noexcept = default;
 
 }  // namespace zopra::pdf
