@@ -16,35 +16,14 @@
 #include <system_error>
 #include <vector>
 
+#include "bench_common.h"
 #include "zopra_document_loader.h"
 
 namespace {
 
 namespace fs = std::filesystem;
-
-bool hasPdfExtension(const fs::path& path) {
-  std::string extension = path.extension().string();
-  return extension == ".pdf" || extension == ".PDF";
-}
-
-std::vector<fs::path> listPdfFiles(const fs::path& folder, std::uintmax_t& largest) {
-  std::vector<fs::path> files;
-  std::error_code error;
-  largest = 0;
-  for (const auto& entry : fs::directory_iterator(folder, error)) {
-    if (!entry.is_regular_file(error) || !hasPdfExtension(entry.path())) continue;
-    files.push_back(entry.path());
-    largest = std::max(largest, entry.file_size(error));
-  }
-  std::sort(files.begin(), files.end());
-  return files;
-}
-
-long peakResidentKiB() {
-  rusage usage{};
-  getrusage(RUSAGE_SELF, &usage);
-  return usage.ru_maxrss;  // KiB on Linux
-}
+using zopra::bench::listPdfFiles;
+using zopra::bench::peakResidentKiB;
 
 struct Tally {
   std::size_t opened = 0;
