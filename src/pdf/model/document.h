@@ -158,7 +158,7 @@ class Document {
   std::shared_ptr<const Bytes> objectStreamData(std::uint32_t number);
 
   static constexpr int kMaxLengthDepth = 8;
-  static constexpr std::size_t kDecodedStreamCacheSize = 4;
+  static constexpr std::size_t kDecodedStreamCacheSize = 16;
   int lengthDepth_ = 0;
   std::vector<std::pair<std::uint32_t, std::shared_ptr<const Bytes>>> decodedStreams_;
   std::vector<std::uint32_t>* transientLog_ = nullptr;

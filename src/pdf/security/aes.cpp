@@ -29,6 +29,17 @@ std::uint8_t rotateLeft(std::uint8_t value, int count) {
   return static_cast<std::uint8_t>((value << count) | (value >> (8 - count)));
 }
 
+// The S-box values computed by aesSbox, evaluated once on first use: the
+// revision 6 password hash runs thousands of AES blocks per document.
+const SboxTable& sboxTable() {
+  static const SboxTable table = [] {
+    SboxTable forward{};
+    for (unsigned x = 0; x < 256; ++x) forward[x] = aesSbox(static_cast<std::uint8_t>(x));
+    return forward;
+  }();
+  return table;
+}
+
 const SboxTable& inverseSboxTable() {
   static const SboxTable table = [] {
     SboxTable inverse{};
@@ -153,10 +164,7 @@ Bytes aesCbc(const Bytes& key, const Bytes& data, const std::array<std::uint8_t,
   if (key.size() != 16 && key.size() != 32) {
     throw Exception(Error::Encryption, "invalid AES key length");
   }
-  // The forward S-box is evaluated once per call into a local table rather
-  // than per byte: the revision 6 password hash encrypts many kilobytes.
-  SboxTable sbox{};
-  for (unsigned x = 0; x < 256; ++x) sbox[x] = aesSbox(static_cast<std::uint8_t>(x));
+  const SboxTable& sbox = sboxTable();
   const KeySchedule schedule = expandKey(key, sbox);
 
   Bytes out(data.size());
