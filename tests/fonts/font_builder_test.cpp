@@ -259,3 +259,43 @@ TEST(FontBuilder, DifferencesAndType1BuiltInEncoding) {
 
 }  // namespace
 }  // namespace zopra::pdf
+
+namespace zopra::pdf {
+namespace {
+
+// Decodes a shown string the way text extraction does: codes cut by the
+// font's code space, each mapped to Unicode.
+CodePoints readString(const FontInfo& font, const std::string& bytes) {
+  CodePoints text;
+  std::size_t position = 0;
+  while (position < bytes.size()) {
+    std::uint32_t length = 0;
+    std::uint32_t code = font.nextCode(bytes, position, length);
+    for (std::uint32_t point : font.map(length, code)) text.push_back(point);
+  }
+  return text;
+}
+
+TEST(FontBuilder, PredefinedCMapsCutAndMapCodes) {
+  FontDocument doc;
+  auto composite = [&doc](const char* encoding) {
+    return doc.build({{"Subtype", name("Type0")}, {"Encoding", name(encoding)}});
+  };
+  // Shift-JIS mixes one-byte ASCII and half-width katakana with two-byte codes.
+  FontInfo sjis = composite("90ms-RKSJ-H");
+  EXPECT_TRUE(sjis.predefinedCMap);
+  EXPECT_EQ(readString(sjis, "A\x82\xA0\xB1" "B"), (CodePoints{0x41, 0x3042, 0xFF71, 0x42}));
+  // EUC: two-byte kana, one-byte ASCII.
+  FontInfo euc = composite("EUC-H");
+  EXPECT_EQ(readString(euc, "\xA4\xA2x"), (CodePoints{0x3042, 0x78}));
+  // UCS-2 codes are the Unicode values; Identity maps CIDs.
+  EXPECT_EQ(readString(composite("UniJIS-UCS2-H"), std::string("\x30\x42\x00\x41", 4)),
+            (CodePoints{0x3042, 0x41}));
+  EXPECT_EQ(readString(composite("Identity-V"), std::string("\x00\x02\x00\x01", 4)),
+            (CodePoints{0x21, 0xA0}));
+  // A composite font whose CMap is not built in gives no text at all.
+  EXPECT_TRUE(readString(composite("UniGB-UCS2-H"), std::string("\x30\x42", 2)).empty());
+}
+
+}  // namespace
+}  // namespace zopra::pdf
