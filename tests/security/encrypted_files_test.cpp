@@ -11,6 +11,7 @@
 #include <utility>
 #include <vector>
 
+#include "pdf/content/text_entry.h"
 #include "pdf/model/document.h"
 #include "support/pdf_builder.h"
 #include "support/test_files.h"
@@ -36,6 +37,8 @@ struct Snapshot {
   std::string author;
   std::string subject;
   std::string metadata;
+  // The extracted text items of every page, one per line.
+  std::string pageText;
 };
 
 std::string text(const Bytes& data) { return std::string(data.begin(), data.end()); }
@@ -56,6 +59,11 @@ Snapshot snapshot(Document& document) {
         joined += text(document.decodeStream(*content));
     }
     seen.contents.push_back(joined);
+  }
+  for (std::uint32_t page = 0; page < document.pages.size(); ++page) {
+    std::vector<TextEntry> entries;
+    EXPECT_EQ(document.extractText(page, entries, nullptr), Error::None);
+    for (const TextEntry& entry : entries) seen.pageText += entry.text + "\n";
   }
   seen.title = infoString(document, "Title");
   seen.author = infoString(document, "Author");
@@ -161,6 +169,8 @@ TEST(EncryptedFilesTest, QpdfEncryptedCopiesReadLikeThePlainFile) {
     EXPECT_EQ(seen.author, expected.author);
     EXPECT_EQ(seen.subject, expected.subject);
     EXPECT_EQ(seen.metadata, expected.metadata);
+    EXPECT_EQ(seen.pageText, expected.pageText);
+    EXPECT_NE(expected.pageText.find("Second page (with parens)"), std::string::npos);
   }
 }
 
