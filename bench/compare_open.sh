@@ -15,34 +15,19 @@ shopt -s nullglob
 files=("$folder"/*.pdf)
 [ ${#files[@]} -gt 0 ] || { echo "no PDF files in $folder" >&2; exit 1; }
 
-# Runs "$@ FILE" for every file, ROUNDS times; prints elapsed nanoseconds.
-time_tool() {
-  local start end round file
-  start=$(date +%s%N)
-  for ((round = 0; round < rounds; ++round)); do
-    for file in "${files[@]}"; do
-      timeout 60 "$@" "$file" >/dev/null 2>&1 || true
-    done
-  done
-  end=$(date +%s%N)
-  echo $((end - start))
-}
-
-report() {
-  awk -v name="$1" -v ns="$2" -v base="$3" 'BEGIN {
-    printf "%-20s %8.3f s   %6.2f x zopra-pdf\n", name, ns / 1e9, (base > 0 ? ns / base : 0) }'
-}
+# shellcheck source=bench/timing.sh
+. "$root/bench/timing.sh"
 
 echo "${#files[@]} files from $folder, $rounds rounds, one process per file"
-zopra_ns=$(time_tool "$zopra" info)
+zopra_ns=$(time_tool "$zopra" info FILE)
 report "zopra-pdf info" "$zopra_ns" "$zopra_ns"
 if command -v pdfinfo >/dev/null 2>&1; then
-  report "pdfinfo" "$(time_tool pdfinfo)" "$zopra_ns"
+  report "pdfinfo" "$(time_tool pdfinfo FILE)" "$zopra_ns"
 else
   echo "pdfinfo not installed"
 fi
 if command -v qpdf >/dev/null 2>&1; then
-  report "qpdf --show-npages" "$(time_tool qpdf --show-npages)" "$zopra_ns"
+  report "qpdf --show-npages" "$(time_tool qpdf --show-npages FILE)" "$zopra_ns"
 else
   echo "qpdf not installed"
 fi

@@ -14,24 +14,8 @@ shopt -s nullglob
 if [ -f "$where" ]; then files=("$where"); else files=("$where"/*.pdf); fi
 [ ${#files[@]} -gt 0 ] || { echo "no PDF files in $where" >&2; exit 1; }
 
-# Runs the command for every file (the file replaces FILE), ROUNDS times;
-# prints elapsed nanoseconds.
-time_tool() {
-  local start end round file
-  start=$(date +%s%N)
-  for ((round = 0; round < rounds; ++round)); do
-    for file in "${files[@]}"; do
-      timeout 120 "${@//FILE/$file}" >/dev/null 2>&1 || true
-    done
-  done
-  end=$(date +%s%N)
-  echo $((end - start))
-}
-
-report() {
-  awk -v name="$1" -v ns="$2" -v base="$3" 'BEGIN {
-    printf "%-22s %8.3f s   %6.2f x zopra-pdf\n", name, ns / 1e9, (base > 0 ? ns / base : 0) }'
-}
+# shellcheck source=bench/timing.sh
+. "$root/bench/timing.sh"
 
 echo "${#files[@]} file(s) from $where, $rounds round(s), one process per file"
 zopra_ns=$(time_tool "$zopra" text FILE)
