@@ -82,6 +82,18 @@ TEST(Robustness, HostileStructures) {
   chain += "trailer << /Root 1 0 R >>\n";
   loadAndWalk(chain);
 
+  // Object headers every few bytes, each opening a string or a stream that
+  // never ends: every failed attempt reads to the end of the file, which the
+  // scan must not repeat for every header.
+  std::string strings = "%PDF-1.4\n";
+  std::string streams = "%PDF-1.4\n";
+  for (int i = 1; i < 40000; ++i) {
+    strings += "1 0 obj (";
+    streams += std::to_string(i) + " 0 obj << >> stream\nxx\n";
+  }
+  loadAndWalk(strings);
+  loadAndWalk(streams);
+
   // A reference chain that loops, used as the catalog.
   loadAndWalk("%PDF-1.4\n1 0 obj 2 0 R endobj 2 0 obj 1 0 R endobj trailer << /Root 1 0 R >>");
 }

@@ -285,9 +285,18 @@ std::size_t findBytes(const Bytes& bytes, std::string_view needle, std::size_t f
   return haystack.find(needle, from);
 }
 
-bool parseObjectAt(const Bytes& bytes, std::uint64_t offset, Object& object, std::uint64_t& end) {
-  const std::size_t size = bytes.size();
-  Lexer lexer(bytes.data(), size, offset);
+namespace {
+
+// Position of `needle` in [from, size), or npos.
+std::size_t findBefore(const Bytes& bytes, std::string_view needle, std::size_t from,
+                       std::size_t size) {
+  if (from >= size) return std::string_view::npos;
+  std::string_view haystack(reinterpret_cast<const char*>(bytes.data()), size);
+  return haystack.find(needle, from);
+}
+
+bool readObject(const Bytes& bytes, std::size_t size, Lexer& lexer, std::uint64_t offset,
+                Object& object, std::uint64_t& end) {
   double number = lexer.number();
   double generation = lexer.number();
   if (!isWholeNumber(number, 1, 4294967295.0) || !isWholeNumber(generation, 0, 4294967295.0)) {
@@ -314,8 +323,9 @@ bool parseObjectAt(const Bytes& bytes, std::uint64_t offset, Object& object, std
         start <= size && length->number <= static_cast<double>(size - start)) {
       dataEnd = start + static_cast<std::uint64_t>(length->number);
     } else {
-      std::size_t found = findBytes(bytes, "endstream", start);
+      std::size_t found = findBefore(bytes, "endstream", start, size);
       if (found == std::string_view::npos) {
+        lexer.setPosition(size);
         throw Exception(Error::Format, "unterminated PDF stream");
       }
       dataEnd = found;
@@ -327,7 +337,7 @@ bool parseObjectAt(const Bytes& bytes, std::uint64_t offset, Object& object, std
     object.streamOffset = start;
     object.streamLength = dataEnd - start;
     readPosition = dataEnd;
-    std::size_t endStream = findBytes(bytes, "endstream", dataEnd);
+    std::size_t endStream = findBefore(bytes, "endstream", dataEnd, size);
     if (endStream != std::string_view::npos) readPosition = endStream + 9;
   }
 
@@ -337,10 +347,29 @@ bool parseObjectAt(const Bytes& bytes, std::uint64_t offset, Object& object, std
   std::uint64_t windowEnd = std::min<std::uint64_t>(size, readPosition + kEndObjectWindow + 6);
   std::string_view window(reinterpret_cast<const char*>(bytes.data()) + readPosition,
                           windowEnd - readPosition);
+  lexer.setPosition(windowEnd);
   std::size_t found = window.find("endobj");
   if (found == std::string_view::npos) return false;
   end = readPosition + found + 6;
   return true;
+}
+
+}  // namespace
+
+bool parseObjectAt(const Bytes& bytes, std::uint64_t offset, Object& object, std::uint64_t& end,
+                   ScanBounds* bounds) {
+  const std::size_t size =
+      bounds ? static_cast<std::size_t>(std::min<std::uint64_t>(bytes.size(), bounds->limit))
+             : bytes.size();
+  Lexer lexer(bytes.data(), size, offset);
+  try {
+    bool ok = readObject(bytes, size, lexer, offset, object, end);
+    if (bounds) bounds->reached = ok ? end : lexer.position();
+    return ok;
+  } catch (...) {
+    if (bounds) bounds->reached = lexer.position();
+    throw;
+  }
 }
 
 }  // namespace zopra::pdf

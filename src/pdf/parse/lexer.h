@@ -54,10 +54,19 @@ class Lexer {
   std::uint64_t position_;
 };
 
+// Limits of one attempt of the recovery scan: bytes from `limit` on count as
+// the end of the data, and `reached` tells how far the attempt read, also when
+// it failed.
+struct ScanBounds {
+  std::uint64_t limit = UINT64_MAX;
+  std::uint64_t reached = 0;
+};
+
 // Reads one indirect object ("N G obj" value [stream] "endobj") at `offset`.
 // Returns false when the header, "obj" or "endobj" is missing or misplaced;
 // lexer errors inside the value are thrown.
-bool parseObjectAt(const Bytes& bytes, std::uint64_t offset, Object& object, std::uint64_t& end);
+bool parseObjectAt(const Bytes& bytes, std::uint64_t offset, Object& object, std::uint64_t& end,
+                   ScanBounds* bounds = nullptr);
 
 // Position of the first occurrence of `needle` at or after `from`, or npos.
 std::size_t findBytes(const Bytes& bytes, std::string_view needle, std::size_t from);

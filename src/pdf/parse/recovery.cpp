@@ -32,8 +32,19 @@ bool headerAt(const Bytes& file, std::size_t p) {
 
 }  // namespace
 
+// Failed attempts may each read far ahead (an unterminated string or stream
+// runs to the end of the file), and a crafted file can hold a header at every
+// few bytes. Once the bytes read by failed attempts pass this budget, later
+// attempts see only a short window: a damaged region cannot make the scan
+// quadratic, while ordinary broken files never come near the budget.
+constexpr std::uint64_t kFailedScanBudgetPerByte = 8;
+constexpr std::uint64_t kFailedScanBudgetBase = 64u << 20;
+constexpr std::uint64_t kWindowAfterBudget = 256;
+
 Error Document::parseLinear() {
   const std::size_t size = file.size();
+  const std::uint64_t budget = kFailedScanBudgetBase + kFailedScanBudgetPerByte * size;
+  std::uint64_t spent = 0;
   std::size_t p = 0;
   while (p < size) {
     if (!headerAt(file, p)) {
@@ -43,12 +54,15 @@ Error Document::parseLinear() {
     Object parsed;
     std::uint64_t end = 0;
     bool ok = false;
+    ScanBounds bounds;
+    if (spent > budget) bounds.limit = p + kWindowAfterBudget;
     try {
-      ok = parseObjectAt(file, p, parsed, end);
+      ok = parseObjectAt(file, p, parsed, end, &bounds);
     } catch (const Exception&) {
       ok = false;
     }
     if (!ok || end <= p) {
+      spent += bounds.reached > p ? bounds.reached - p : 1;
       ++p;
       continue;
     }
