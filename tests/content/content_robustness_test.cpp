@@ -93,5 +93,26 @@ TEST(ContentRobustness, MutationsAndOperatorSoup) {
   }
 }
 
+TEST(ContentRobustness, DeepSavesAndLongOperandRuns) {
+  // Saves far past the kept depth stay paired with their restores: the text
+  // matrix set inside survives, the page-level transformation comes back.
+  std::string content;
+  for (int i = 0; i < 20000; ++i) content += "q ";
+  content += "2 0 0 2 0 0 cm ";
+  for (int i = 0; i < 20000; ++i) content += "Q ";
+  content += "BT /F1 10 Tf 1 0 0 1 50 60 Tm (deep) Tj ET ";
+  // A long run of operands before one operator only needs the top ones.
+  for (int i = 0; i < 200000; ++i) content += "1 ";
+  content += "(last) Tj";
+  auto loaded = test::loadBytes(page(content), "content-deep.pdf");
+  ASSERT_EQ(loaded.result, Error::None);
+  std::vector<TextEntry> entries;
+  ASSERT_EQ(loaded->extractText(0, entries, nullptr), Error::None);
+  ASSERT_FALSE(entries.empty());
+  EXPECT_EQ(entries[0].text.substr(0, 4), "deep");
+  EXPECT_DOUBLE_EQ(entries[0].e, 50);
+  EXPECT_DOUBLE_EQ(entries[0].f, 60);
+}
+
 }  // namespace
 }  // namespace zopra::pdf

@@ -27,6 +27,10 @@ void Interpreter::run(const Bytes& bytes, const Value& resources, std::uint32_t 
   Token token;
   while (lexer.next(token)) {
     if (token.kind != Token::Kind::Keyword) {
+      // Operators read at most the top six operands; deeper ones never
+      // matter, so a stream of operands without operators cannot grow the
+      // stack without bound.
+      if (operands.size() >= kMaxOperands) operands.erase(operands.begin());
       operands.push_back(std::move(token));
       token = Token();
       continue;

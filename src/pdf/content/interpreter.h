@@ -98,6 +98,11 @@ class Interpreter {
   State state;
   // Fonts of this run that are not shared through the document's cache:
   // dictionaries written in place, and the missing font (key 0).
+  // Limits that keep hostile content from growing memory without bound.
+  static constexpr std::size_t kMaxOperands = 32;
+  static constexpr std::size_t kMaxSavedStates = 4096;
+  // q operators past kMaxSavedStates, paired with the next Q operators.
+  std::size_t uncountedSaves = 0;
   std::unordered_map<std::uint32_t, std::shared_ptr<FontInfo>> fonts;
   std::vector<Subpath> path;
   bool clipPending = false;

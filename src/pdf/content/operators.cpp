@@ -70,10 +70,18 @@ void Interpreter::execute(const std::string& op, const Value& resources,
   if (op.size() == 1) {
     switch (op[0]) {
       case 'q':
-        stateStack.push_back(state);
+        // Real content nests a few dozen levels; beyond the limit the saves
+        // are only counted, so that their Q operators stay paired.
+        if (stateStack.size() >= kMaxSavedStates) {
+          ++uncountedSaves;
+        } else {
+          stateStack.push_back(state);
+        }
         return;
       case 'Q':
-        if (!stateStack.empty()) {
+        if (uncountedSaves > 0) {
+          --uncountedSaves;
+        } else if (!stateStack.empty()) {
           // The text matrices are not part of the saved state.
           Matrix textMatrix = state.textMatrix;
           Matrix lineMatrix = state.lineMatrix;
