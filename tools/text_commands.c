@@ -17,6 +17,18 @@ static unsigned long parsePageNumber(const char* text) {
   return value;
 }
 
+/* An argument that is not a subcommand's own option: --help, or the file. */
+static int takeArgument(const char* argument, const char** path) {
+  if (strcmp(argument, "--help") == 0 || strcmp(argument, "-h") == 0) {
+    printHelp();
+    return EXIT_HELP_SHOWN;
+  }
+  if (argument[0] == '-' && argument[1] != '\0') return usageError("unknown option", argument);
+  if (*path) return usageError("more than one file given", argument);
+  *path = argument;
+  return EXIT_OK;
+}
+
 static int openDocument(const char* path, ZOPRADocumentLoader** loader) {
   int32_t status = zopraDocumentLoaderCreate(loader);
   if (status != ZOPRA_STATUS_SUCCESS) return reportFailure(path, status);
@@ -52,15 +64,9 @@ int runText(int argc, char** argv) {
       if (value == 0) return usageError("not a page number", argv[i + 1]);
       if (argv[i][1] == 'f') first = value; else last = value;
       ++i;
-    } else if (strcmp(argv[i], "--help") == 0 || strcmp(argv[i], "-h") == 0) {
-      printHelp();
-      return EXIT_OK;
-    } else if (argv[i][0] == '-' && argv[i][1] != '\0') {
-      return usageError("unknown option", argv[i]);
-    } else if (path) {
-      return usageError("more than one file given", argv[i]);
     } else {
-      path = argv[i];
+      int taken = takeArgument(argv[i], &path);
+      if (taken != EXIT_OK) return taken == EXIT_HELP_SHOWN ? EXIT_OK : taken;
     }
   }
   if (!path) return usageError("no file given", NULL);
@@ -114,15 +120,9 @@ int runItems(int argc, char** argv) {
       if (pageNumber == 0) return usageError("not a page number", argv[i]);
     } else if (strcmp(argv[i], "--json") == 0) {
       json = 1;
-    } else if (strcmp(argv[i], "--help") == 0 || strcmp(argv[i], "-h") == 0) {
-      printHelp();
-      return EXIT_OK;
-    } else if (argv[i][0] == '-' && argv[i][1] != '\0') {
-      return usageError("unknown option", argv[i]);
-    } else if (path) {
-      return usageError("more than one file given", argv[i]);
     } else {
-      path = argv[i];
+      int taken = takeArgument(argv[i], &path);
+      if (taken != EXIT_OK) return taken == EXIT_HELP_SHOWN ? EXIT_OK : taken;
     }
   }
   if (!path) return usageError("no file given", NULL);

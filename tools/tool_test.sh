@@ -66,6 +66,16 @@ printf 'pages: 2\npage 1: 612 x 792, rotation 0\npage 2: 612 x 792, rotation 0\n
   >"$work/sample.txt"
 expect_run "sample" 0 "$work/sample.txt" - info "$sample"
 
+# Page text: the sample's second page alone, ended by a form feed, and its
+# first item with position, size and width.
+expect_run "text" 0 - - text "$sample" -f 2 -l 2
+if ! head -n 1 "$work/stdout" | grep -q -- "-2-" || [ "$(tail -c 1 "$work/stdout" | od -An -c | tr -d ' ')" != '\f' ]; then
+  fail "text -f 2 -l 2: expected page 2 only, ended by a form feed"
+fi
+expect_run "items" 0 - - items "$sample" --page 2
+printf '282.17\t744\t10\t11.66\t-2-\n' >"$work/item.txt"
+head -n 1 "$work/stdout" | cmp -s - "$work/item.txt" || fail "items: unexpected first line $(head -n 1 "$work/stdout")"
+
 # Failures: one stderr line naming the file, one exit code per status.
 printf 'not a pdf at all\n' >"$work/text.pdf"
 expect_run "not a PDF" 3 - "$work/text.pdf: not a PDF or damaged" info "$work/text.pdf"
@@ -90,6 +100,8 @@ expect_usage "no file" "no file given" info
 expect_usage "two files" "more than one file" info "$pdf" "$pdf"
 expect_usage "unknown command" "unknown command: frobnicate" frobnicate
 expect_usage "unknown option" "unknown option: --frob" info --frob "$pdf"
+expect_usage "items without a page" "no page given" items "$sample"
+expect_usage "bad page number" "not a page number: x" text "$sample" -f x
 expect_run "help" 0 - - --help
 grep -q "needs a password" "$work/stdout" || fail "--help does not list the exit codes"
 

@@ -279,12 +279,6 @@ Value Lexer::numberOrReference() {
   return Value::Number(first);
 }
 
-std::size_t findBytes(const Bytes& bytes, std::string_view needle, std::size_t from) {
-  if (from >= bytes.size()) return std::string_view::npos;
-  std::string_view haystack(reinterpret_cast<const char*>(bytes.data()), bytes.size());
-  return haystack.find(needle, from);
-}
-
 namespace {
 
 // Position of `needle` in [from, size), or npos.

@@ -68,7 +68,4 @@ struct ScanBounds {
 bool parseObjectAt(const Bytes& bytes, std::uint64_t offset, Object& object, std::uint64_t& end,
                    ScanBounds* bounds = nullptr);
 
-// Position of the first occurrence of `needle` at or after `from`, or npos.
-std::size_t findBytes(const Bytes& bytes, std::string_view needle, std::size_t from);
-
 }  // namespace zopra::pdf
