@@ -15,20 +15,6 @@ namespace {
 
 using test::PdfBuilder;
 
-bool contentLexerAvailable() {
-  Bytes data{'B', 'T'};
-  ContentLexer lexer(data);
-  Token token;
-  return lexer.next(token);
-}
-
-bool standardWidthsAvailable() {
-  Value font = Value::Dictionary({{"Subtype", Value::Name("Type1")},
-                                  {"BaseFont", Value::Name("Helvetica")}});
-  Document document;
-  return buildFont(document, &font).width('W') > 0;
-}
-
 std::vector<TextEntry> extract(const PdfBuilder& builder, const std::string& name,
                                std::vector<std::uint32_t>* images = nullptr) {
   test::Loaded loaded = test::loadBuilder(builder, name);
@@ -51,12 +37,7 @@ std::vector<std::string> texts(const std::vector<TextEntry>& entries) {
   return out;
 }
 
-class ExtractText : public ::testing::Test {
- protected:
-  void SetUp() override {
-    if (!contentLexerAvailable()) GTEST_SKIP() << "content lexer not available";
-  }
-};
+class ExtractText : public ::testing::Test {};
 
 TEST_F(ExtractText, LinesAndOperatorRanges) {
   auto entries = extract(onePage("BT /F1 12 Tf 72 700 Td (Hello) Tj ( world) Tj ET"),
@@ -82,7 +63,6 @@ TEST_F(ExtractText, LinesAndOperatorRanges) {
 }
 
 TEST_F(ExtractText, KernedArrays) {
-  if (!standardWidthsAvailable()) GTEST_SKIP() << "standard font widths not available";
   auto entries = extract(
       onePage("BT /F1 12 Tf 72 700 Td [(W) 120 (orld)] TJ ET\n"
               "BT /F1 12 Tf 72 650 Td [(Hello) -400 (there)] TJ ET\n"
