@@ -89,11 +89,9 @@ Object* Document::object(std::uint32_t number) {
 }
 
 Object* Document::loadCompressed(std::uint32_t number) {
-  auto it = std::lower_bound(
-      compressedObjects.begin(), compressedObjects.end(), number,
-      [](const CompressedObject& entry, std::uint32_t wanted) { return entry.number < wanted; });
-  if (it == compressedObjects.end() || it->number != number) return nullptr;
-  CompressedObject location = *it;
+  std::optional<CompressedObject> found = compressedObjects.find(number);
+  if (!found) return nullptr;
+  CompressedObject location = *found;
   std::shared_ptr<const Bytes> data = objectStreamData(location.stream);
   const Object* container = object(location.stream);
   Lexer lexer(data->data(), data->size(), location.position);
@@ -134,9 +132,7 @@ std::shared_ptr<const Bytes> Document::objectStreamData(std::uint32_t number) {
 
 bool Document::hasObject(std::uint32_t number) const {
   if (objects.count(number)) return true;
-  return std::binary_search(
-      compressedObjects.begin(), compressedObjects.end(), CompressedObject{number, 0, 0},
-      [](const CompressedObject& a, const CompressedObject& b) { return a.number < b.number; });
+  return compressedObjects.contains(number);
 }
 
 const Object* Document::object(std::uint32_t number) const {

@@ -14,6 +14,7 @@
 #include <utility>
 #include <vector>
 
+#include "pdf/model/compressed_index.h"
 #include "pdf/model/error.h"
 #include "pdf/model/object.h"
 #include "pdf/model/page.h"
@@ -45,14 +46,6 @@ struct EncryptionState {
 // Position of an object inside an object stream: (index in the stream, object number).
 using CompressedEntry = std::pair<std::uint32_t, std::uint32_t>;
 
-// An object of an object stream whose value has not been parsed yet.
-struct CompressedObject {
-  std::uint32_t number = 0;
-  std::uint32_t stream = 0;
-  // Where the value starts in the stream's decoded bytes (decoded streams are
-  // capped far below 4 GiB).
-  std::uint32_t position = 0;
-};
 
 class Document {
  public:
@@ -76,7 +69,7 @@ class Document {
   // but parsed only on first access by object(), which then moves them into
   // `objects`: large files keep tens of thousands of objects there, most of
   // which a caller never needs.
-  std::vector<CompressedObject> compressedObjects;
+  CompressedIndex compressedObjects;
   // Fonts built from indirect font dictionaries, by object number. Building a
   // font may decode its program and CMaps, so pages that share fonts share
   // this work; font objects are never changed once the document is loaded.

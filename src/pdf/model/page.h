@@ -10,7 +10,8 @@ namespace zopra::pdf {
 struct Page {
   // The page dictionary inside the object map (not owned, not copied).
   Value* dictionary = nullptr;
-  // The page's own or inherited "Resources", "MediaBox", "CropBox", "Rotate".
+  // The page's own or inherited "Resources" and "Rotate". The box entries
+  // ("MediaBox", "CropBox") are only read to compute x, y, width and height.
   ValueDictionary inherited;
   // Lower-left corner of the page box.
   double x = 0;

@@ -135,14 +135,12 @@ void Document::parseObjectStreams() {
       }
     }
   }
-  compressedObjects = std::move(found);
+  compressedObjects.assign(std::move(found));
   // The index now lives in compressedObjects; on large files the per-stream
   // lists would only double the memory the open costs.
   compressedEntries.clear();
-  std::sort(compressedObjects.begin(), compressedObjects.end(),
-            [](const CompressedObject& a, const CompressedObject& b) { return a.number < b.number; });
-  if (!compressedObjects.empty() && compressedObjects.back().number >= nextObjectNumber) {
-    std::uint32_t highest = compressedObjects.back().number;
+  if (!compressedObjects.empty() && compressedObjects.highest() >= nextObjectNumber) {
+    std::uint32_t highest = compressedObjects.highest();
     nextObjectNumber = highest == 0xFFFFFFFFu ? highest : highest + 1;
   }
 }

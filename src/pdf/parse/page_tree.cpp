@@ -122,6 +122,11 @@ void Document::collectPages(const Value& node, ValueDictionary attributes,
     }
     page.rotation = static_cast<std::uint32_t>(rotation);
     if (page.rotation == 90 || page.rotation == 270) std::swap(page.width, page.height);
+    // The box lives on in the page's numbers; not keeping a copy of every
+    // page's box arrays saves a good part of what a large document's page
+    // tree costs. The page dictionary still holds its own entries.
+    attributes.erase("MediaBox");
+    attributes.erase("CropBox");
     page.inherited = std::move(attributes);
     pages.push_back(std::move(page));
     return;
