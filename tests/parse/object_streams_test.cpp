@@ -64,6 +64,13 @@ TEST(ObjectStreams, StrictModeFollowsTheCrossReference) {
   ASSERT_EQ(loaded->pages.size(), 1u);
   EXPECT_EQ(loaded->pages[0].height, 400);
   EXPECT_EQ(loaded->objects.at(2).offset, b.offsetOf(4));
+  // The page dictionary is not kept parsed after the open; it comes back,
+  // parsed from its object stream again, whenever it is asked for.
+  EXPECT_EQ(loaded->pages[0].objectNumber, 3u);
+  EXPECT_EQ(loaded->objects.count(3), 0u);
+  Value* pageDictionary = loaded->pageDictionary(loaded->pages[0]);
+  ASSERT_NE(pageDictionary, nullptr);
+  EXPECT_TRUE(pageDictionary->find("Type")->isName("Page"));
 
   // An entry pointing at an index whose header names another object fails the open.
   PdfBuilder swapped = withObjectStream(headerFor(1, 3, 2), kBody);

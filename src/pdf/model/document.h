@@ -125,6 +125,8 @@ class Document {
   void parseObjectStreams();
   Error buildPages();
   void collectPages(const Value& node, ValueDictionary attributes, std::set<std::uint32_t>& path);
+  // The page's dictionary, parsed again if it was dropped; null if missing.
+  Value* pageDictionary(const Page& page);
   std::vector<std::uint32_t> pageContentObjects(const Page& page);
   std::vector<std::uint32_t> pageContentObjects(const Page& page) const;
 

@@ -8,7 +8,12 @@
 namespace zopra::pdf {
 
 struct Page {
-  // The page dictionary inside the object map (not owned, not copied).
+  // The object that holds the page dictionary; 0 when the dictionary is
+  // written in place inside another object.
+  std::uint32_t objectNumber = 0;
+  // The page dictionary inside the object map (not owned, not copied) for a
+  // dictionary written in place. Pages held by an object are reached through
+  // Document::pageDictionary, which parses the object again when needed.
   Value* dictionary = nullptr;
   // The page's own or inherited "Resources" and "Rotate". The box entries
   // ("MediaBox", "CropBox") are only read to compute x, y, width and height.

@@ -83,8 +83,10 @@ Error Document::buildPages() {
 void Document::collectPages(const Value& node, ValueDictionary attributes,
                             std::set<std::uint32_t>& path) {
   if (path.size() > kMaxTreeDepth) return;
-  PathGuard guard(path, node.isReference() ? node.objectNumber : 0);
+  const std::uint32_t number = node.isReference() ? node.objectNumber : 0;
+  PathGuard guard(path, number);
   if (guard.cycle()) return;
+  const bool wasParsed = number != 0 && objects.count(number) != 0;
   Value* resolved = resolve(const_cast<Value*>(&node));
   if (!resolved || !resolved->isDictionary()) return;
 
@@ -107,6 +109,8 @@ void Document::collectPages(const Value& node, ValueDictionary attributes,
 
     Page page;
     page.dictionary = resolved;
+    Object* holder = number != 0 ? object(number) : nullptr;
+    if (holder && &holder->value == resolved) page.objectNumber = number;
     page.x = std::min(x1, x2);
     page.y = std::min(y1, y2);
     page.width = std::fabs(x2 - x1);
@@ -114,9 +118,9 @@ void Document::collectPages(const Value& node, ValueDictionary attributes,
     double rotation = 0;
     auto rotate = attributes.find("Rotate");
     if (rotate != attributes.end()) {
-      const Value* number = resolve(&rotate->second);
-      if (number && number->isNumber() && std::isfinite(number->number)) {
-        rotation = std::fmod(std::trunc(number->number), 360.0);
+      const Value* degrees = resolve(&rotate->second);
+      if (degrees && degrees->isNumber() && std::isfinite(degrees->number)) {
+        rotation = std::fmod(std::trunc(degrees->number), 360.0);
         if (rotation < 0) rotation += 360;
       }
     }
@@ -128,6 +132,14 @@ void Document::collectPages(const Value& node, ValueDictionary attributes,
     attributes.erase("MediaBox");
     attributes.erase("CropBox");
     page.inherited = std::move(attributes);
+    // A page dictionary that came out of an object stream is dropped again:
+    // it is parsed anew whenever it is needed (see pageDictionary). Page
+    // dictionaries carry the annotation lists, most of a large document's
+    // page tree.
+    if (page.objectNumber != 0 && !wasParsed && compressedObjects.contains(page.objectNumber)) {
+      objects.erase(page.objectNumber);
+      page.dictionary = nullptr;
+    }
     pages.push_back(std::move(page));
     return;
   }
@@ -140,10 +152,17 @@ void Document::collectPages(const Value& node, ValueDictionary attributes,
   for (const Value& kid : children) collectPages(kid, attributes, path);
 }
 
+Value* Document::pageDictionary(const Page& page) {
+  if (page.objectNumber == 0) return page.dictionary;
+  Object* holder = object(page.objectNumber);
+  return holder && holder->value.isDictionary() ? &holder->value : nullptr;
+}
+
 std::vector<std::uint32_t> Document::pageContentObjects(const Page& page) {
   std::vector<std::uint32_t> out;
-  if (!page.dictionary) return out;
-  const Value* contents = page.dictionary->find("Contents");
+  const Value* dictionary = pageDictionary(page);
+  if (!dictionary) return out;
+  const Value* contents = dictionary->find("Contents");
   if (!contents) return out;
   std::set<std::uint32_t> path;
   Value entry = *contents;
