@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -105,6 +106,11 @@ TEST(ContentLexer, Numbers) {
   EXPECT_DOUBLE_EQ(dots[0].number, 1.2);
   EXPECT_DOUBLE_EQ(dots[1].number, 0.3);
   EXPECT_EQ(dots[1].start, 3u);
+
+  // Out of range: too large is infinite, too small is zero, as strtod says.
+  EXPECT_EQ(only("-1" + std::string(400, '0')).number, -std::numeric_limits<double>::infinity());
+  EXPECT_EQ(only("0." + std::string(400, '0') + "1").number, 0.0);
+  EXPECT_DOUBLE_EQ(only("+.25").number, 0.25);
 
   // A sign followed by a non-digit: the sign alone is the keyword.
   std::vector<Token> sign = tokenize("-x");

@@ -1,6 +1,9 @@
 #include "pdf/content/content_lexer.h"
 
+#include <algorithm>
+#include <charconv>
 #include <cstdlib>
+#include <limits>
 #include <string>
 #include <utility>
 
@@ -114,8 +117,10 @@ std::string name(ContentLexer& lexer) {
   return text;
 }
 
-// Sign, digits, and at most one dot with the digits after it. Converted with
-// strtod; when nothing converts, the bytes become a keyword.
+// Sign, digits, and at most one dot with the digits after it. Converted like
+// the C library's strtod would in the "C" locale, but independently of the
+// caller's locale (which could make "," the decimal point); when nothing
+// converts, the bytes become a keyword.
 void number(ContentLexer& lexer, Token& out) {
   const Bytes& data = lexer.data;
   std::uint64_t& pos = lexer.position;
@@ -126,12 +131,23 @@ void number(ContentLexer& lexer, Token& out) {
     ++pos;
     while (pos < data.size() && decimalDigit(data[pos])) ++pos;
   }
-  // A private, NUL-terminated copy: strtod must never read past the token.
   std::string taken(data.begin() + static_cast<std::ptrdiff_t>(begin),
                     data.begin() + static_cast<std::ptrdiff_t>(pos));
-  char* stop = nullptr;
-  double value = std::strtod(taken.c_str(), &stop);
-  if (stop != taken.c_str()) {
+  // from_chars takes no "+" sign; the value is the same without it.
+  const char* first = taken.data();
+  const char* last = taken.data() + taken.size();
+  if (first != last && *first == '+') ++first;
+  double value = 0;
+  auto [stop, error] = std::from_chars(first, last, value);
+  if (stop != first) {
+    if (error == std::errc::result_out_of_range) {
+      // Like strtod: too large gives infinity, too small gives zero.
+      // Only digits before the dot can make the value too large.
+      const char* dot = std::find(first, stop, '.');
+      bool tiny = std::none_of(first, dot, [](char c) { return c >= '1' && c <= '9'; });
+      value = tiny ? 0.0 : std::numeric_limits<double>::infinity();
+      if (*first == '-') value = -value;
+    }
     out.kind = Token::Kind::Number;
     out.number = value;
   } else {
