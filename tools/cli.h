@@ -5,6 +5,8 @@
 #include <stddef.h>
 #include <stdint.h>
 
+#include "zopra_document_loader.h"
+
 #define PROGRAM "zopra-pdf"
 
 /* Exit codes: one per library status, plus usage and unknown failures. */
@@ -32,6 +34,12 @@ int reportFailure(const char* path, int32_t status);
 void formatNumber(double value, char* out, size_t size);
 /* Writes `text` as a JSON string literal to stdout. */
 void printJsonString(const char* text);
+
+/* Creates a handle and opens `path`; on failure reports it and returns the
+ * exit code (the handle is then already released). */
+int openDocument(const char* path, ZOPRADocumentLoader** loader);
+/* Flushes stdout; EXIT_OK, or a report and an error exit code. */
+int finishOutput(void);
 
 int runText(int argc, char** argv);
 int runItems(int argc, char** argv);

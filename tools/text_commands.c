@@ -29,26 +29,6 @@ static int takeArgument(const char* argument, const char** path) {
   return EXIT_OK;
 }
 
-static int openDocument(const char* path, ZOPRADocumentLoader** loader) {
-  int32_t status = zopraDocumentLoaderCreate(loader);
-  if (status != ZOPRA_STATUS_SUCCESS) return reportFailure(path, status);
-  status = zopraDocumentLoaderOpenFileA(*loader, path);
-  if (status != ZOPRA_STATUS_SUCCESS) {
-    zopraDocumentLoaderDestroy(*loader);
-    *loader = NULL;
-    return reportFailure(path, status);
-  }
-  return EXIT_OK;
-}
-
-static int finishOutput(void) {
-  if (fflush(stdout) != 0 || ferror(stdout)) {
-    fprintf(stderr, PROGRAM ": failed to write the output\n");
-    return EXIT_UNKNOWN_STATUS;
-  }
-  return EXIT_OK;
-}
-
 int runText(int argc, char** argv) {
   const char* path = NULL;
   unsigned long first = 1;

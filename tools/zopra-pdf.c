@@ -162,6 +162,26 @@ void printJsonString(const char* text) {
   putchar('"');
 }
 
+int openDocument(const char* path, ZOPRADocumentLoader** loader) {
+  int32_t status = zopraDocumentLoaderCreate(loader);
+  if (status != ZOPRA_STATUS_SUCCESS) return reportFailure(path, status);
+  status = zopraDocumentLoaderOpenFileA(*loader, path);
+  if (status != ZOPRA_STATUS_SUCCESS) {
+    zopraDocumentLoaderDestroy(*loader);
+    *loader = NULL;
+    return reportFailure(path, status);
+  }
+  return EXIT_OK;
+}
+
+int finishOutput(void) {
+  if (fflush(stdout) != 0 || ferror(stdout)) {
+    fprintf(stderr, PROGRAM ": failed to write the output\n");
+    return EXIT_UNKNOWN_STATUS;
+  }
+  return EXIT_OK;
+}
+
 typedef struct {
   int json;
   const char* path;
@@ -203,10 +223,9 @@ static int runInfo(int argc, char** argv) {
   if (result == EXIT_HELP_SHOWN) return EXIT_OK;
   if (result != EXIT_OK) return result;
 
-  status = zopraDocumentLoaderCreate(&loader);
-  if (status != ZOPRA_STATUS_SUCCESS) return reportFailure(options.path, status);
-  status = zopraDocumentLoaderOpenFileA(loader, options.path);
-  if (status == ZOPRA_STATUS_SUCCESS) status = zopraDocumentLoaderGetPageCount(loader, &count);
+  result = openDocument(options.path, &loader);
+  if (result != EXIT_OK) return result;
+  status = zopraDocumentLoaderGetPageCount(loader, &count);
   if (status != ZOPRA_STATUS_SUCCESS) {
     zopraDocumentLoaderDestroy(loader);
     return reportFailure(options.path, status);
@@ -244,11 +263,7 @@ static int runInfo(int argc, char** argv) {
   }
   if (options.json) fputs("]}\n", stdout);
   zopraDocumentLoaderDestroy(loader);
-  if (fflush(stdout) != 0 || ferror(stdout)) {
-    fprintf(stderr, PROGRAM ": failed to write the output\n");
-    return EXIT_UNKNOWN_STATUS;
-  }
-  return EXIT_OK;
+  return finishOutput();
 }
 
 int main(int argc, char** argv) {
