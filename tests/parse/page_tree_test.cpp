@@ -47,8 +47,7 @@ TEST(PageTree, InheritanceBoxesAndRotation) {
   EXPECT_EQ(pages[4].width, 100);
   EXPECT_EQ(pages[4].height, 50);
   EXPECT_EQ(pages[4].rotation, 180u);
-  EXPECT_TRUE(pages[4].inherited.count("Resources") == 0);
-  EXPECT_TRUE(pages[4].inherited.count("Rotate") == 1);
+  EXPECT_FALSE(pages[4].resources);
 }
 
 TEST(PageTree, CyclesDuplicatesAndOddNodes) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 
 #include "pdf/model/value.h"
 
@@ -11,13 +12,15 @@ struct Page {
   // The object that holds the page dictionary; 0 when the dictionary is
   // written in place inside another object.
   std::uint32_t objectNumber = 0;
-  // The page dictionary inside the object map (not owned, not copied) for a
-  // dictionary written in place. Pages held by an object are reached through
-  // Document::pageDictionary, which parses the object again when needed.
+  // A page dictionary written in place, where the document holds it (inside
+  // its parent's object, never a copy). Pages held by an object of their own
+  // are reached through Document::pageDictionary, which parses the object
+  // again when it was dropped.
   Value* dictionary = nullptr;
-  // The page's own or inherited "Resources" and "Rotate". The box entries
-  // ("MediaBox", "CropBox") are only read to compute x, y, width and height.
-  ValueDictionary inherited;
+  // The page's own or inherited "Resources" entry as written (often a
+  // reference); null when there is none. Pages that inherit one entry share
+  // one copy of it.
+  std::shared_ptr<const Value> resources;
   // Lower-left corner of the page box.
   double x = 0;
   double y = 0;
