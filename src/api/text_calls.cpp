@@ -27,6 +27,9 @@ ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderExtractPageText(ZOPRADocume
   if (!loader || !loader->opened || !pageInRange(loader, page)) {
     return ZOPRA_STATUS_INVALID_ARGUMENT;
   }
+  // Cleared first: an extraction that runs out of memory leaves part of the
+  // new page in the cache, which must not pass for the previous page's items.
+  loader->textExtracted = false;
   return guarded([&] {
     Error kind = loader->document.extractText(page, loader->textEntries, nullptr);
     loader->textExtracted = kind == Error::None;

@@ -114,5 +114,28 @@ TEST(ContentRobustness, DeepSavesAndLongOperandRuns) {
   EXPECT_DOUBLE_EQ(entries[0].f, 60);
 }
 
+TEST(ContentRobustness, SavesPastTheLimitInAFormStayInTheForm) {
+  // The form saves far past the kept depth and never restores; the page's
+  // own Q after it must still restore the page's state.
+  test::PdfBuilder b;
+  b.object(1, "<< /Type /Catalog /Pages 2 0 R >>");
+  b.object(2, "<< /Type /Pages /Kids [3 0 R] /Count 1 >>");
+  b.object(3, "<< /Type /Page /MediaBox [0 0 612 792] /Contents 4 0 R /Resources << "
+              "/Font << /F1 5 0 R >> /XObject << /Fm 6 0 R >> >> >>");
+  b.stream(4, "", "q 2 0 0 2 0 0 cm /Fm Do Q BT /F1 10 Tf 1 0 0 1 50 60 Tm (after) Tj ET");
+  b.object(5, "<< /Type /Font /Subtype /Type1 /BaseFont /Helvetica >>");
+  std::string saves;
+  for (int i = 0; i < 5000; ++i) saves += "q ";
+  b.stream(6, "/Type /XObject /Subtype /Form /BBox [0 0 10 10]", saves);
+  b.finishWithTable("/Root 1 0 R");
+  auto loaded = test::loadBuilder(b, "form-saves.pdf");
+  ASSERT_EQ(loaded.result, Error::None);
+  std::vector<TextEntry> entries;
+  ASSERT_EQ(loaded->extractText(0, entries, nullptr), Error::None);
+  ASSERT_EQ(entries.size(), 1u);
+  EXPECT_DOUBLE_EQ(entries[0].e, 50);
+  EXPECT_DOUBLE_EQ(entries[0].f, 60);
+}
+
 }  // namespace
 }  // namespace zopra::pdf

@@ -53,7 +53,7 @@ class InterpreterTest : public ::testing::Test {
   Value resources;
   std::uint32_t stream = 0;
   std::uint32_t counter = 0;
-  std::vector<State> stack;
+  StateStack stack;
 };
 
 TEST_F(InterpreterTest, MatricesAndSavedState) {
@@ -180,7 +180,7 @@ TEST_F(InterpreterTest, TextOperatorsRecordTheirSources) {
 
   // Inside a form, another stream counts from its own counter.
   std::uint32_t formCounter = 0;
-  std::vector<State> formStack;
+  StateStack formStack;
   std::vector<Token> operands{str("in form")};
   interpreter.execute("Tj", resources, 12, formCounter, formStack, operands, nullptr);
   EXPECT_EQ(formCounter, 1u);

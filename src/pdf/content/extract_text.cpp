@@ -1,4 +1,5 @@
 // Running a page's content and collecting its text items.
+#include <memory>
 #include <utility>
 
 #include "pdf/content/interpreter.h"
@@ -9,13 +10,13 @@ namespace zopra::pdf {
 
 void Interpreter::runPage() {
   std::vector<std::uint32_t> contents = document.pageContentObjects(page);
-  // A copy, so that the font cache keys taken from in-place font dictionaries
-  // stay valid for the whole page.
-  Value resources;
-  auto inherited = page.inherited.find("Resources");
-  if (inherited != page.inherited.end()) resources = inherited->second;
+  // Held for the whole page, so that the font cache keys taken from in-place
+  // font dictionaries stay valid.
+  std::shared_ptr<const Value> held = page.resources;
+  const Value noResources;
+  const Value& resources = held ? *held : noResources;
 
-  std::vector<State> stateStack;
+  StateStack stateStack;
   std::vector<Token> operands;
   std::uint32_t counter = 0;
   for (std::uint32_t number : contents) {

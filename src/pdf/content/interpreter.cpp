@@ -21,8 +21,9 @@ Interpreter::Interpreter(Document& doc, const Page& currentPage, std::vector<Tex
 }
 
 void Interpreter::run(const Bytes& bytes, const Value& resources, std::uint32_t streamNumber,
-                      std::uint32_t& counter, std::vector<State>& stateStack,
+                      std::uint32_t& counter, StateStack& stateStack,
                       std::vector<Token>& operands) {
+  chargeContent(bytes.size());
   ContentLexer lexer(bytes);
   Token token;
   while (lexer.next(token)) {
@@ -35,9 +36,30 @@ void Interpreter::run(const Bytes& bytes, const Value& resources, std::uint32_t 
       token = Token();
       continue;
     }
+    chargeOperator();
     execute(token.text, resources, streamNumber, counter, stateStack, operands, &lexer);
     operands.clear();
   }
+}
+
+namespace {
+
+[[noreturn]] void tooComplex() { throw Exception(Error::Format, "page content is too complex"); }
+
+}  // namespace
+
+void Interpreter::chargeOperator() {
+  if (++operators_ > kMaxOperators) tooComplex();
+}
+
+void Interpreter::chargeContent(std::size_t bytes) {
+  contentBytes_ += bytes;
+  if (contentBytes_ > kMaxContentBytes) tooComplex();
+}
+
+void Interpreter::chargeText(std::size_t bytes) {
+  textBytes_ += bytes;
+  if (++textRuns_ > kMaxTextRuns || textBytes_ > kMaxTextBytes) tooComplex();
 }
 
 void Interpreter::drawXObject(const Value& resources, const std::string& name,
@@ -85,7 +107,7 @@ void Interpreter::drawXObject(const Value& resources, const std::string& name,
 
   try {
     Bytes data = document.decodeStream(*object);
-    std::vector<State> formStack;
+    StateStack formStack;
     std::vector<Token> formOperands;
     std::uint32_t formCounter = 0;
     run(data, formResources, objectNumber, formCounter, formStack, formOperands);
@@ -128,6 +150,7 @@ void Interpreter::paint(bool stroke, bool fill) {
   (void)fill;
   clipPending = false;
   path.clear();
+  pathPoints = 0;
 }
 
 }  // namespace zopra::pdf

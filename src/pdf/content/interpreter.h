@@ -43,6 +43,15 @@ struct State {
   Rectangle clip;
 };
 
+// The saved states of one stream family: the page's content streams share
+// one stack, each Form XObject run has its own.
+struct StateStack {
+  std::vector<State> states;
+  // q operators past Interpreter::kMaxSavedStates, paired with the next Q
+  // operators of the same stack.
+  std::size_t uncountedSaves = 0;
+};
+
 // A piece of the path under construction; points are already in page space.
 struct Subpath {
   std::vector<std::pair<double, double>> points;
@@ -62,12 +71,12 @@ class Interpreter {
   // XObject's object number otherwise; `counter` counts the text-showing
   // operators of this stream family.
   void run(const Bytes& bytes, const Value& resources, std::uint32_t streamNumber,
-           std::uint32_t& counter, std::vector<State>& stateStack, std::vector<Token>& operands);
+           std::uint32_t& counter, StateStack& stateStack, std::vector<Token>& operands);
   // Executes one operator on the operand stack (which the caller clears).
   // `lexer` is needed only by BI, to skip the inline image data.
   void execute(const std::string& op, const Value& resources, std::uint32_t streamNumber,
-               std::uint32_t& counter, std::vector<State>& stateStack,
-               std::vector<Token>& operands, ContentLexer* lexer);
+               std::uint32_t& counter, StateStack& stateStack, std::vector<Token>& operands,
+               ContentLexer* lexer);
   // Do: draws an image or Form XObject of the resources.
   void drawXObject(const Value& resources, const std::string& name, std::uint32_t& counter);
   // The cached FontInfo of a font resource, built on first use.
@@ -96,15 +105,24 @@ class Interpreter {
   std::vector<std::uint32_t>* images;
   double minimumGraphicsSize;
   State state;
-  // Fonts of this run that are not shared through the document's cache:
-  // dictionaries written in place, and the missing font (key 0).
   // Limits that keep hostile content from growing memory without bound.
   static constexpr std::size_t kMaxOperands = 32;
   static constexpr std::size_t kMaxSavedStates = 4096;
-  // q operators past kMaxSavedStates, paired with the next Q operators.
-  std::size_t uncountedSaves = 0;
+  // The work budget of one page run, Form XObjects included. Forms drawn by
+  // forms multiply the work of a few bytes of content, so the run counts what
+  // it does and ends the page as damaged ("page content is too complex")
+  // once any of these is spent; what was collected until then stays.
+  static constexpr std::uint64_t kMaxOperators = 8000000;
+  static constexpr std::uint64_t kMaxContentBytes = std::uint64_t{256} << 20;
+  static constexpr std::uint64_t kMaxTextRuns = std::uint64_t{1} << 18;
+  static constexpr std::uint64_t kMaxTextBytes = std::uint64_t{64} << 20;
+  // Fonts of this run that are not shared through the document's cache:
+  // dictionaries written in place, and the missing font (key 0).
   std::unordered_map<std::uint32_t, std::shared_ptr<FontInfo>> fonts;
   std::vector<Subpath> path;
+  // Points in `path`, bounded by kMaxPathPoints.
+  static constexpr std::size_t kMaxPathPoints = std::size_t{1} << 20;
+  std::size_t pathPoints = 0;
   bool clipPending = false;
   std::set<std::uint32_t> activeForms;
 
@@ -115,6 +133,15 @@ class Interpreter {
 
   void moveTextLine(double tx, double ty);
   void nextLine();
+  // Count work against the page budget; throw once it is spent.
+  void chargeOperator();
+  void chargeContent(std::size_t bytes);
+  void chargeText(std::size_t bytes);
+
+  std::uint64_t operators_ = 0;
+  std::uint64_t contentBytes_ = 0;
+  std::uint64_t textRuns_ = 0;
+  std::uint64_t textBytes_ = 0;
 };
 
 }  // namespace zopra::pdf

@@ -59,34 +59,37 @@ void Interpreter::nextLine() { moveTextLine(0, -state.leading); }
 
 void Interpreter::execute(const std::string& op, const Value& resources,
                           std::uint32_t streamNumber, std::uint32_t& counter,
-                          std::vector<State>& stateStack, std::vector<Token>& operands,
+                          StateStack& stateStack, std::vector<Token>& operands,
                           ContentLexer* lexer) {
   const std::size_t count = operands.size();
   auto pagePoint = [this](double x, double y) { return state.ctm.point(x, y); };
   auto openSubpath = [this] {
     if (path.empty()) path.emplace_back();
   };
+  // A path that is never painted would grow with every path operator; past
+  // kMaxPathPoints further points are dropped.
+  const bool buildPath = pathPoints < kMaxPathPoints;
 
   if (op.size() == 1) {
     switch (op[0]) {
       case 'q':
         // Real content nests a few dozen levels; beyond the limit the saves
         // are only counted, so that their Q operators stay paired.
-        if (stateStack.size() >= kMaxSavedStates) {
-          ++uncountedSaves;
+        if (stateStack.states.size() >= kMaxSavedStates) {
+          ++stateStack.uncountedSaves;
         } else {
-          stateStack.push_back(state);
+          stateStack.states.push_back(state);
         }
         return;
       case 'Q':
-        if (uncountedSaves > 0) {
-          --uncountedSaves;
-        } else if (!stateStack.empty()) {
+        if (stateStack.uncountedSaves > 0) {
+          --stateStack.uncountedSaves;
+        } else if (!stateStack.states.empty()) {
           // The text matrices are not part of the saved state.
           Matrix textMatrix = state.textMatrix;
           Matrix lineMatrix = state.lineMatrix;
-          state = std::move(stateStack.back());
-          stateStack.pop_back();
+          state = std::move(stateStack.states.back());
+          stateStack.states.pop_back();
           state.textMatrix = textMatrix;
           state.lineMatrix = lineMatrix;
         }
@@ -109,26 +112,33 @@ void Interpreter::execute(const std::string& op, const Value& resources,
                               : 1.0;
         return;
       case 'm':
+        if (!buildPath) return;
         path.emplace_back();
         path.back().points.push_back(pagePoint(number(operands, 2), number(operands, 1)));
+        ++pathPoints;
         return;
       case 'l':
+        if (!buildPath) return;
         openSubpath();
         path.back().points.push_back(pagePoint(number(operands, 2), number(operands, 1)));
+        ++pathPoints;
         return;
       case 'c':
+        if (!buildPath) return;
         if (count < 6) return;
         openSubpath();
         for (std::size_t i = 6; i > 0; i -= 2) {
           path.back().points.push_back(pagePoint(number(operands, i), number(operands, i - 1)));
         }
+        pathPoints += 3;
         return;
       case 'v':
       case 'y':
-        if (count < 4) return;
+        if (!buildPath || count < 4) return;
         openSubpath();
         path.back().points.push_back(pagePoint(number(operands, 4), number(operands, 3)));
         path.back().points.push_back(pagePoint(number(operands, 2), number(operands, 1)));
+        pathPoints += 2;
         return;
       case 'W':
         clipPending = true;
@@ -209,6 +219,7 @@ void Interpreter::execute(const std::string& op, const Value& resources,
   } else if (op == "RG") {
     state.strokeColor = rgb(operands);
   } else if (op == "re") {
+    if (!buildPath) return;
     double x = number(operands, 4), y = number(operands, 3);
     double w = number(operands, 2), h = number(operands, 1);
     Subpath rectangle;
@@ -216,6 +227,7 @@ void Interpreter::execute(const std::string& op, const Value& resources,
     rectangle.points = {pagePoint(x, y), pagePoint(x + w, y), pagePoint(x + w, y + h),
                         pagePoint(x, y + h)};
     path.push_back(std::move(rectangle));
+    pathPoints += 4;
   } else if (op == "W*") {
     clipPending = true;
   } else if (op == "f*") {

@@ -91,6 +91,7 @@ void Interpreter::show(const Token& operand, const Value& resources, std::uint32
     std::string text;
     RunMetrics metrics;
     showString(fontInfo, bytes, text, metrics);
+    chargeText(text.size());
     TextSource::Run source;
     source.source = shared;
     source.element = index;

@@ -24,6 +24,7 @@ namespace zopra::pdf {
 
 struct FontInfo;
 struct TextEntry;
+class KeywordIndex;
 
 // Ciphers of the standard security handler.
 enum class Cipher : std::uint32_t { Rc4 = 0, Aes128 = 1, Aes256 = 2, None = 3 };
@@ -49,6 +50,11 @@ using CompressedEntry = std::pair<std::uint32_t, std::uint32_t>;
 
 class Document {
  public:
+  Document();
+  ~Document();
+  Document(const Document&) = delete;
+  Document& operator=(const Document&) = delete;
+
   // ---- Data ---------------------------------------------------------------
   std::vector<Page> pages;
   std::map<std::uint32_t, Object> objects;
@@ -119,14 +125,19 @@ class Document {
 
   // ---- File structure (parse) -----------------------------------------------
   Error parse();
+  // The positions of "endstream" in the file, indexed on first use.
+  const KeywordIndex& endstreamIndex() const;
   bool parseCrossReferences();
   Error parseLinear();
   void fixStreamLengths();
   void parseObjectStreams();
+  // Walks the page tree into `pages`. The walk has a total budget of nodes
+  // and pages (see page_tree.cpp), so shared subtrees cannot make it explode.
   Error buildPages();
-  void collectPages(const Value& node, ValueDictionary attributes, std::set<std::uint32_t>& path);
   // The page's dictionary, parsed again if it was dropped; null if missing.
   Value* pageDictionary(const Page& page);
+  // The content stream objects of a page in drawing order. Throws
+  // Exception(Error::Format) when the Contents structure exceeds its budget.
   std::vector<std::uint32_t> pageContentObjects(const Page& page);
   std::vector<std::uint32_t> pageContentObjects(const Page& page) const;
 
@@ -157,6 +168,7 @@ class Document {
   int lengthDepth_ = 0;
   std::vector<std::pair<std::uint32_t, std::shared_ptr<const Bytes>>> decodedStreams_;
   std::vector<std::uint32_t>* transientLog_ = nullptr;
+  mutable std::unique_ptr<KeywordIndex> endstreams_;
 };
 
 }  // namespace zopra::pdf
