@@ -53,11 +53,9 @@ Bytes userEntry(int revision, const Bytes& key) {
   return join(x, Bytes(16, 0xEE));
 }
 
-Document withEncrypt(Value encrypt) {
-  Document document;
+void withEncrypt(Document& document, Value encrypt) {
   document.trailer = Value::Dictionary(
       {{"Encrypt", std::move(encrypt)}, {"ID", Value::Array({string(kId), string(kId)})}});
-  return document;
 }
 
 // An RC4-family dictionary whose U entry accepts the empty password.
@@ -114,14 +112,16 @@ TEST(SecurityHandlerTest, DamagedDictionariesAreRecordedNotThrown) {
       {changed(rc4Entries, "O", nullptr), "PDF requires a password"},
   };
   for (const auto& [encrypt, message] : cases) {
-    Document document = withEncrypt(encrypt);
+    Document document;
+    withEncrypt(document, encrypt);
     EXPECT_EQ(document.configureEncryption(), Error::Encryption) << message;
     EXPECT_EQ(document.errorMessage, message);
     EXPECT_FALSE(document.encryption.encrypted) << message;
   }
 
   // An indirect dictionary is remembered so that it is never decrypted.
-  Document indirect = withEncrypt(Value::Reference(7, 0));
+  Document indirect;
+    withEncrypt(indirect, Value::Reference(7, 0));
   Object& holder = indirect.objects[7];
   holder.number = 7;
   holder.loaded = true;
@@ -141,8 +141,8 @@ TEST(SecurityHandlerTest, KeyLengthFollowsLengthEntry) {
                         Case{4, 256, 16}, Case{3, 32, 5}}) {
     ValueDictionary extra;
     if (c.length != 0) extra["Length"] = Value::Number(c.length);
-    Document document =
-        withEncrypt(Value::Dictionary(acceptingDictionary(c.revision, c.keyBytes, extra)));
+    Document document;
+    withEncrypt(document, Value::Dictionary(acceptingDictionary(c.revision, c.keyBytes, extra)));
     ASSERT_EQ(document.configureEncryption(), Error::None) << c.revision << " " << c.length;
     EXPECT_EQ(document.encryption.key, emptyPasswordKey(c.revision, c.keyBytes, -3904));
     EXPECT_EQ(document.encryption.streamCipher, Cipher::Rc4);
@@ -179,7 +179,8 @@ TEST(SecurityHandlerTest, CryptFiltersChooseCiphersOnlyForVersion4) {
                              {"CF", filters(c.method)},
                              {"StmF", Value::Name("StdCF")}};
     if (c.withStringFilter) extra["StrF"] = Value::Name("StdCF");
-    Document document = withEncrypt(Value::Dictionary(acceptingDictionary(4, 16, extra)));
+    Document document;
+    withEncrypt(document, Value::Dictionary(acceptingDictionary(4, 16, extra)));
     ASSERT_EQ(document.configureEncryption(), Error::None);
     EXPECT_EQ(document.encryption.streamCipher, c.stream) << c.method.text;
     EXPECT_EQ(document.encryption.stringCipher, c.strings) << c.method.text;

@@ -6,9 +6,18 @@
 #include <utility>
 
 #include "pdf/fonts/font_info.h"
+#include "pdf/parse/keyword_index.h"
 #include "pdf/parse/lexer.h"
 
 namespace zopra::pdf {
+
+Document::Document() = default;
+Document::~Document() = default;
+
+const KeywordIndex& Document::endstreamIndex() const {
+  if (!endstreams_) endstreams_ = std::make_unique<KeywordIndex>(file, "endstream");
+  return *endstreams_;
+}
 
 void Document::reset() {
   pages.clear();
@@ -26,6 +35,7 @@ void Document::reset() {
   compressedObjects.clear();
   fontCache.clear();
   decodedStreams_.clear();
+  endstreams_.reset();
 }
 
 void Document::setError(Error kind, std::string message) {
@@ -43,7 +53,7 @@ Object* Document::object(std::uint32_t number) {
   std::uint64_t end = 0;
   bool ok = false;
   try {
-    ok = parseObjectAt(file, target.offset, parsed, end);
+    ok = parseObjectAt(file, target.offset, parsed, end, nullptr, &endstreamIndex());
   } catch (const Exception&) {
     ok = false;
   }

@@ -127,7 +127,10 @@ std::uint64_t readField(const Bytes& data, std::size_t& position, int width) {
 void CrossReferenceReader::readStream(std::uint64_t offset) {
   Object stream;
   std::uint64_t end = 0;
-  if (!parseObjectAt(file_, offset, stream, end) || !stream.isStream) throw BadSection{};
+  if (!parseObjectAt(file_, offset, stream, end, nullptr, &document_.endstreamIndex()) ||
+      !stream.isStream) {
+    throw BadSection{};
+  }
   const Value* type = stream.value.find("Type");
   if (!type || !type->isName("XRef")) throw BadSection{};
   std::uint32_t streamNumber = stream.number;

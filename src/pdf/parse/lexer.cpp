@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "pdf/model/error.h"
+#include "pdf/parse/keyword_index.h"
 
 namespace zopra::pdf {
 
@@ -123,18 +124,75 @@ bool Lexer::match(std::string_view text) {
 }
 
 Value Lexer::value(int depth) {
-  if (depth > kMaxDepth) fail("PDF object nesting is too deep");
-  skipWhiteSpace();
-  if (position_ >= size_) fail("unexpected end of PDF object");
+  // Arrays and dictionaries are read with an explicit stack rather than by
+  // recursion: a malformed value then fails from this one frame, however deep
+  // it was nested. Unwinding a hundred frames per failed attempt made the
+  // recovery scan of a file full of deeply nested junk take seconds per
+  // megabyte.
+  struct Container {
+    bool isDictionary = false;
+    ValueArray items;
+    std::vector<std::pair<std::string, Value>> entries;
+    std::string key;
+  };
+  std::vector<Container> open;
+  for (;;) {
+    Value item;
+    bool closed = false;
+    skipWhiteSpace();
+    if (!open.empty()) {
+      Container& top = open.back();
+      if (top.isDictionary) {
+        if (size_ - position_ >= 2 && data_[position_] == '>' && data_[position_ + 1] == '>') {
+          position_ += 2;
+          item = Value::Dictionary(ValueDictionary::fromEntries(std::move(top.entries)));
+          closed = true;
+        } else {
+          if (position_ >= size_ || data_[position_] != '/') fail("invalid PDF dictionary key");
+          top.key = name();
+        }
+      } else {
+        if (position_ >= size_) fail("unterminated PDF array");
+        if (data_[position_] == ']') {
+          ++position_;
+          // Values are large and arrays (annotation lists, widths) are kept
+          // for the document's lifetime: drop the growth slack.
+          top.items.shrink_to_fit();
+          item = Value::Array(std::move(top.items));
+          closed = true;
+        }
+      }
+      if (closed) open.pop_back();
+    }
+    if (!closed) {
+      if (depth + static_cast<int>(open.size()) > kMaxDepth) fail("PDF object nesting is too deep");
+      skipWhiteSpace();
+      if (position_ >= size_) fail("unexpected end of PDF object");
+      std::uint8_t c = data_[position_];
+      if (c == '[' || (c == '<' && position_ + 1 < size_ && data_[position_ + 1] == '<')) {
+        position_ += c == '[' ? 1 : 2;
+        open.emplace_back().isDictionary = c == '<';
+        continue;
+      }
+      item = scalar();
+    }
+    if (open.empty()) return item;
+    Container& parent = open.back();
+    if (parent.isDictionary) {
+      parent.entries.emplace_back(std::move(parent.key), std::move(item));
+    } else {
+      parent.items.push_back(std::move(item));
+    }
+  }
+}
+
+Value Lexer::scalar() {
   std::uint8_t c = data_[position_];
   switch (c) {
     case '(':
       return Value::String(literalString());
     case '<':
-      if (position_ + 1 < size_ && data_[position_ + 1] == '<') return dictionary(depth);
       return Value::String(hexString());
-    case '[':
-      return array(depth);
     case '/':
       return Value::Name(name());
     default:
@@ -222,41 +280,6 @@ std::string Lexer::hexString() {
   return result;
 }
 
-Value Lexer::dictionary(int depth) {
-  position_ += 2;  // "<<"
-  std::vector<std::pair<std::string, Value>> entries;
-  while (true) {
-    skipWhiteSpace();
-    if (size_ - position_ >= 2 && data_[position_] == '>' && data_[position_ + 1] == '>') {
-      position_ += 2;
-      break;
-    }
-    if (position_ >= size_ || data_[position_] != '/') fail("invalid PDF dictionary key");
-    std::string key = name();
-    Value entry = value(depth + 1);
-    entries.emplace_back(std::move(key), std::move(entry));
-  }
-  return Value::Dictionary(ValueDictionary::fromEntries(std::move(entries)));
-}
-
-Value Lexer::array(int depth) {
-  ++position_;  // "["
-  ValueArray items;
-  while (true) {
-    skipWhiteSpace();
-    if (position_ >= size_) fail("unterminated PDF array");
-    if (data_[position_] == ']') {
-      ++position_;
-      break;
-    }
-    items.push_back(value(depth + 1));
-  }
-  // Values are large and arrays (annotation lists, widths) are kept for the
-  // document's lifetime: drop the growth slack.
-  items.shrink_to_fit();
-  return Value::Array(std::move(items));
-}
-
 Value Lexer::numberOrReference() {
   double first = number();
   std::uint64_t afterFirst = position_;
@@ -281,16 +304,17 @@ Value Lexer::numberOrReference() {
 
 namespace {
 
-// Position of `needle` in [from, size), or npos.
-std::size_t findBefore(const Bytes& bytes, std::string_view needle, std::size_t from,
-                       std::size_t size) {
+// Position of "endstream" in [from, size), or npos.
+std::size_t findEndstream(const Bytes& bytes, const KeywordIndex* index, std::size_t from,
+                          std::size_t size) {
   if (from >= size) return std::string_view::npos;
+  if (index) return index->next(from, size);
   std::string_view haystack(reinterpret_cast<const char*>(bytes.data()), size);
-  return haystack.find(needle, from);
+  return haystack.find("endstream", from);
 }
 
 bool readObject(const Bytes& bytes, std::size_t size, Lexer& lexer, std::uint64_t offset,
-                Object& object, std::uint64_t& end) {
+                Object& object, std::uint64_t& end, const KeywordIndex* endstreams) {
   double number = lexer.number();
   double generation = lexer.number();
   if (!isWholeNumber(number, 1, 4294967295.0) || !isWholeNumber(generation, 0, 4294967295.0)) {
@@ -317,7 +341,7 @@ bool readObject(const Bytes& bytes, std::size_t size, Lexer& lexer, std::uint64_
         start <= size && length->number <= static_cast<double>(size - start)) {
       dataEnd = start + static_cast<std::uint64_t>(length->number);
     } else {
-      std::size_t found = findBefore(bytes, "endstream", start, size);
+      std::size_t found = findEndstream(bytes, endstreams, start, size);
       if (found == std::string_view::npos) {
         lexer.setPosition(size);
         throw Exception(Error::Format, "unterminated PDF stream");
@@ -331,7 +355,7 @@ bool readObject(const Bytes& bytes, std::size_t size, Lexer& lexer, std::uint64_
     object.streamOffset = start;
     object.streamLength = dataEnd - start;
     readPosition = dataEnd;
-    std::size_t endStream = findBefore(bytes, "endstream", dataEnd, size);
+    std::size_t endStream = findEndstream(bytes, endstreams, dataEnd, size);
     if (endStream != std::string_view::npos) readPosition = endStream + 9;
   }
 
@@ -351,13 +375,13 @@ bool readObject(const Bytes& bytes, std::size_t size, Lexer& lexer, std::uint64_
 }  // namespace
 
 bool parseObjectAt(const Bytes& bytes, std::uint64_t offset, Object& object, std::uint64_t& end,
-                   ScanBounds* bounds) {
+                   ScanBounds* bounds, const KeywordIndex* endstreams) {
   const std::size_t size =
       bounds ? static_cast<std::size_t>(std::min<std::uint64_t>(bytes.size(), bounds->limit))
              : bytes.size();
   Lexer lexer(bytes.data(), size, offset);
   try {
-    bool ok = readObject(bytes, size, lexer, offset, object, end);
+    bool ok = readObject(bytes, size, lexer, offset, object, end, endstreams);
     if (bounds) bounds->reached = ok ? end : lexer.position();
     return ok;
   } catch (...) {

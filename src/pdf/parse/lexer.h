@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "pdf/model/object.h"
 #include "pdf/model/value.h"
@@ -45,8 +46,8 @@ class Lexer {
  private:
   std::string literalString();
   std::string hexString();
-  Value dictionary(int depth);
-  Value array(int depth);
+  // A value that is not an array or dictionary, at the current position.
+  Value scalar();
   Value numberOrReference();
 
   const std::uint8_t* data_;
@@ -62,10 +63,14 @@ struct ScanBounds {
   std::uint64_t reached = 0;
 };
 
+class KeywordIndex;
+
 // Reads one indirect object ("N G obj" value [stream] "endobj") at `offset`.
 // Returns false when the header, "obj" or "endobj" is missing or misplaced;
-// lexer errors inside the value are thrown.
+// lexer errors inside the value are thrown. `endstreams`, when given, holds
+// the positions of "endstream" in `bytes` and spares the searches through
+// the rest of the file.
 bool parseObjectAt(const Bytes& bytes, std::uint64_t offset, Object& object, std::uint64_t& end,
-                   ScanBounds* bounds = nullptr);
+                   ScanBounds* bounds = nullptr, const KeywordIndex* endstreams = nullptr);
 
 }  // namespace zopra::pdf

@@ -1,6 +1,7 @@
 // The recovery scan: when the cross-reference data cannot be trusted, every
 // "N G obj" header of the file is parsed in file order and the trailer is
 // searched for separately.
+#include <algorithm>
 #include <exception>
 #include <string_view>
 
@@ -34,12 +35,18 @@ bool headerAt(const Bytes& file, std::size_t p) {
 
 // Failed attempts may each read far ahead (an unterminated string or stream
 // runs to the end of the file), and a crafted file can hold a header at every
-// few bytes. Once the bytes read by failed attempts pass this budget, later
-// attempts see only a short window: a damaged region cannot make the scan
-// quadratic, while ordinary broken files never come near the budget.
+// few bytes, so without a bound the scan would be quadratic in the file size.
+// Once the bytes read by failed attempts pass this budget, later attempts see
+// only a short window; ordinary broken files never come near the budget.
+// Successful attempts move the scan past what they read, and the search of a
+// stream for its "endstream" uses the document's index of those keywords, so
+// neither repeats work.
 constexpr std::uint64_t kFailedScanBudgetPerByte = 8;
 constexpr std::uint64_t kFailedScanBudgetBase = 64u << 20;
 constexpr std::uint64_t kWindowAfterBudget = 256;
+// The trailer search reads one value after every "trailer" keyword. A crafted
+// file can hold a keyword every few bytes followed by values that never end,
+// so those reads share a budget of the same kind.
 
 Error Document::parseLinear() {
   const std::size_t size = file.size();
@@ -57,7 +64,7 @@ Error Document::parseLinear() {
     ScanBounds bounds;
     if (spent > budget) bounds.limit = p + kWindowAfterBudget;
     try {
-      ok = parseObjectAt(file, p, parsed, end, &bounds);
+      ok = parseObjectAt(file, p, parsed, end, &bounds, &endstreamIndex());
     } catch (const Exception&) {
       ok = false;
     }
@@ -85,13 +92,17 @@ Error Document::parseLinear() {
 
   TrailerCandidate candidate;
   std::string_view text(reinterpret_cast<const char*>(file.data()), size);
+  std::uint64_t trailerSpent = 0;
   for (std::size_t at = text.find("trailer"); at != std::string_view::npos;
        at = text.find("trailer", at + 1)) {
-    Lexer lexer(file.data(), size, at + 7);
+    std::size_t limit = size;
+    if (trailerSpent > budget) limit = std::min<std::uint64_t>(size, at + 7 + kWindowAfterBudget);
+    Lexer lexer(file.data(), limit, at + 7);
     try {
       candidate.offer(lexer.value(0), at);
     } catch (const Exception&) {
     }
+    trailerSpent += lexer.position() - at;
   }
   if (!candidate.present()) {
     for (const auto& [number, entry] : objects) {

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <utility>
 
 #include "pdf/model/value.h"
 
@@ -11,14 +12,14 @@ namespace zopra::pdf {
 
 class TrailerCandidate {
  public:
-  void offer(const Value& dictionary, std::uint64_t offset) {
+  void offer(Value dictionary, std::uint64_t offset) {
     if (!dictionary.isDictionary()) return;
     bool hasRoot = dictionary.find("Root") != nullptr;
     if (chosen_) {
       if (hasRoot_ && !hasRoot) return;
       if (hasRoot_ == hasRoot && offset_ >= offset) return;
     }
-    chosen_ = dictionary;
+    chosen_ = std::move(dictionary);
     offset_ = offset;
     hasRoot_ = hasRoot;
   }
