@@ -108,5 +108,47 @@ TEST_F(ExtractText, FormsImagesAndInlineImages) {
   EXPECT_EQ(images, (std::vector<std::uint32_t>{7, 7}));
 }
 
+TEST_F(ExtractText, ItemTextIsAlwaysValidUtf8WithoutNul) {
+  // ToUnicode targets that UTF-8 cannot carry: lone surrogates, U+0000, a
+  // value past U+10FFFF (from a surrogate pair it cannot come from).
+  PdfBuilder b = PdfBuilder::simple({"BT /F2 12 Tf 72 700 Td <01020304> Tj ET"});
+  b.stream(20, "", "1 begincodespacerange <00> <FF> endcodespacerange\n"
+                   "4 beginbfchar <01> <0041D800> <02> <0000> <03> <DC00> <04> <00420000> endbfchar\n");
+  b.object(21, "<< /Type /Font /Subtype /Type1 /BaseFont /Helvetica /ToUnicode 20 0 R >>");
+  b.finishWithTable("/Root 1 0 R");
+  std::string bytes = b.bytes();
+  std::string from = "/F1 3 0 R";
+  bytes.replace(bytes.find(from), from.size(), "/F2 21 0 R");
+  test::Loaded loaded = test::loadBytes(bytes, "bad-targets.pdf");
+  ASSERT_EQ(loaded.result, Error::None);
+  std::vector<TextEntry> entries;
+  ASSERT_EQ(loaded->extractText(0, entries, nullptr), Error::None);
+  ASSERT_EQ(entries.size(), 1u);
+  EXPECT_EQ(entries[0].text, "A\xEF\xBF\xBD\xEF\xBF\xBD" "B");
+}
+
+TEST_F(ExtractText, CreatedObjectsAreNotMistakenForCachedMissingFonts) {
+  // The page names font 6, which does not exist yet: it reads as the
+  // default font. Then object 6 is created as a font that spells A as Z.
+  PdfBuilder b = PdfBuilder::simple({"BT /F2 12 Tf 72 700 Td (A) Tj ET"});
+  b.finishWithTable("/Root 1 0 R");
+  std::string bytes = b.bytes();
+  std::string from = "/F1 3 0 R";
+  bytes.replace(bytes.find(from), from.size(), "/F2 6 0 R");
+  test::Loaded loaded = test::loadBytes(bytes, "late-font.pdf");
+  ASSERT_EQ(loaded.result, Error::None);
+  ASSERT_EQ(loaded->nextObjectNumber, 6u);
+  std::vector<TextEntry> entries;
+  ASSERT_EQ(loaded->extractText(0, entries, nullptr), Error::None);
+  ASSERT_EQ(texts(entries), (std::vector<std::string>{"A"}));
+  Value encoding = Value::Dictionary({{"Differences", Value::Array({Value::Number(65), Value::Name("Z")})}});
+  Object& font = loaded->createObject(Value::Dictionary({{"Type", Value::Name("Font")},
+                                                         {"Subtype", Value::Name("Type1")},
+                                                         {"Encoding", encoding}}));
+  ASSERT_EQ(font.number, 6u);
+  ASSERT_EQ(loaded->extractText(0, entries, nullptr), Error::None);
+  EXPECT_EQ(texts(entries), (std::vector<std::string>{"Z"}));
+}
+
 }  // namespace
 }  // namespace zopra::pdf

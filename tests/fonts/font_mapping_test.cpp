@@ -1,9 +1,11 @@
 #include <gtest/gtest.h>
 
+#include <memory>
 #include <string_view>
 #include <vector>
 
 #include "pdf/fonts/font_info.h"
+#include "pdf/fonts/tounicode_cmap.h"
 
 namespace zopra::pdf {
 namespace {
@@ -12,7 +14,7 @@ using CodePoints = std::vector<std::uint32_t>;
 
 FontInfo simpleFont(const std::string& baseFont) {
   FontInfo font;
-  font.baseFont = baseFont;
+  font.setBaseFont(baseFont);
   return font;
 }
 
@@ -21,12 +23,17 @@ TEST(FontMap, ToUnicodeAndEncodingTakePrecedence) {
   font.codeToUnicode[65] = 0x0391;
   font.codeToUnicode[66] = 0x0392;
   font.codeToUnicode[67] = 0;  // a zero entry falls through to the fallbacks
-  font.toUnicode[{1, 65}] = {0x0066, 0x0069};
-  font.toUnicode[{1, 68}] = {};  // suppresses the code
-  font.toUnicode[{2, 66}] = {0x4E00};
+  font.toUnicode = std::make_shared<ToUnicodeMap>(compactToUnicodeMap({
+      {{1, 65}, {0x0066, 0x0069}},
+      {{1, 68}, {}},  // suppresses the code
+      {{2, 66}, {0x4E00}},
+      {{2, 0x4142}, {0x4E01}},
+  }));
 
   EXPECT_EQ(font.map(1, 65), (CodePoints{0x66, 0x69}));
-  EXPECT_EQ(font.map(1, 66), (CodePoints{0x0392}));  // (2, 66) does not match length 1
+  // A simple font shows one byte per glyph: a two-byte source code <0042>
+  // in its ToUnicode map stands for the byte 0x42.
+  EXPECT_EQ(font.map(1, 66), (CodePoints{0x4E00}));
   EXPECT_EQ(font.map(2, 66), (CodePoints{0x4E00}));
   EXPECT_EQ(font.map(1, 67), (CodePoints{67}));
   EXPECT_TRUE(font.map(1, 68).empty());

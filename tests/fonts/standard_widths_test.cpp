@@ -9,7 +9,7 @@ namespace {
 
 FontInfo standardFont(const std::string& name) {
   FontInfo font;
-  font.baseFont = name;
+  font.setBaseFont(name);
   applyStandard14Widths(font);
   return font;
 }
@@ -18,7 +18,7 @@ TEST(StandardWidths, TimesAndHelveticaMetrics) {
   const FontInfo roman = standardFont("Times-Roman");
   const double romanStart[] = {250, 333, 408, 500, 500, 833, 778, 180, 333, 333};
   for (std::uint32_t i = 0; i < 10; ++i) EXPECT_EQ(roman.width(32 + i), romanStart[i]) << i;
-  EXPECT_EQ(roman.widths.size(), 95u);
+  EXPECT_EQ(roman.widths.codes().size(), 95u);
   EXPECT_EQ(roman.width(126), 541);
   EXPECT_EQ(roman.width(31), 0);
   EXPECT_EQ(roman.width(127), 0);
@@ -39,21 +39,21 @@ TEST(StandardWidths, TimesAndHelveticaMetrics) {
   EXPECT_EQ(helvetica.width('i'), 222);
   EXPECT_EQ(helvetica.width('`'), 333);
   EXPECT_EQ(helvetica.width('~'), 584);
-  EXPECT_EQ(standardFont("Helvetica-Oblique").widths, helvetica.widths);
+  EXPECT_EQ(standardFont("Helvetica-Oblique").widths.codes(), helvetica.widths.codes());
 
   const FontInfo helveticaBold = standardFont("Helvetica-Bold");
   EXPECT_EQ(helveticaBold.width('!'), 333);
   EXPECT_EQ(helveticaBold.width('\''), 238);
   EXPECT_EQ(helveticaBold.width('i'), 278);
   const FontInfo boldOblique = standardFont("Helvetica-BoldOblique");
-  EXPECT_EQ(boldOblique.widths, helveticaBold.widths);
-  EXPECT_EQ(boldOblique.widths.size(), 95u);
+  EXPECT_EQ(boldOblique.widths.codes(), helveticaBold.widths.codes());
+  EXPECT_EQ(boldOblique.widths.codes().size(), 95u);
 }
 
 TEST(StandardWidths, ExplicitWidthsAndOtherFonts) {
   FontInfo courier;
-  courier.baseFont = "Courier";
-  courier.widths[65] = 700;
+  courier.setBaseFont("Courier");
+  courier.widths.set(65, 700);
   applyStandard14Widths(courier);
   EXPECT_EQ(courier.width(65), 700);
   EXPECT_EQ(courier.width(66), 600);
@@ -62,9 +62,9 @@ TEST(StandardWidths, ExplicitWidthsAndOtherFonts) {
   EXPECT_EQ(standardFont("Courier-BoldOblique").width(126), 600);
 
   FontInfo times;
-  times.baseFont = "Times-Roman";
-  times.widths[65] = 100;
-  times.widths[200] = 450;
+  times.setBaseFont("Times-Roman");
+  times.widths.set(65, 100);
+  times.widths.set(200, 450);
   applyStandard14Widths(times);
   EXPECT_EQ(times.width(65), 100);
   EXPECT_EQ(times.width(66), 667);

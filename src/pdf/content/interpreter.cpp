@@ -120,27 +120,44 @@ void Interpreter::drawXObject(const Value& resources, const std::string& name,
 }
 
 FontInfo& Interpreter::font(const Value& resources, const std::string& name) {
-  std::uint32_t key = 0;
+  // Fonts are keyed by the object number of an indirect font dictionary, by
+  // where a font dictionary written in place lives (resource values stay in
+  // place for the interpreter's whole life), or 0 for a missing font.
+  constexpr std::uint64_t kInPlace = std::uint64_t{1} << 63;
+  std::uint64_t key = 0;
   const Value* fontValue = nullptr;
   const Value* fontResources = document.dictionaryValue(&resources, "Font");
   if (fontResources && fontResources->isDictionary()) {
-    const Value* entry = fontResources->find(name);
-    if (entry) {
-      fontValue = entry;
-      if (entry->isReference()) {
-        key = entry->objectNumber;
-      } else {
-        // A font dictionary written in place is known by where its value lives;
-        // resource values stay in place for the interpreter's whole life.
-        key = static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(entry));
-      }
+    fontValue = fontResources->find(name);
+    if (fontValue) {
+      key = fontValue->isReference() ? fontValue->objectNumber
+                                     : kInPlace | reinterpret_cast<std::uintptr_t>(fontValue);
     }
   }
-  auto& cache = fontValue && fontValue->isReference() ? document.fontCache : fonts;
-  auto found = cache.find(key);
-  if (found != cache.end()) return *found->second;
-  auto built = std::make_shared<FontInfo>(buildFont(document, fontValue));
-  return *cache.emplace(key, std::move(built)).first->second;
+  auto found = fonts.find(key);
+  if (found != fonts.end()) return *found->second;
+
+  // Indirect fonts are shared with the other pages through the document's
+  // cache; every font the page uses stays held here until the page ends, so
+  // the cache may drop it without the page building it twice.
+  std::shared_ptr<FontInfo> built;
+  const bool shared = fontValue && fontValue->isReference();
+  if (shared) built = document.fontCache.fonts.find(fontValue->objectNumber);
+  if (!built) {
+    built = std::make_shared<FontInfo>(buildFont(document, fontValue));
+    if (shared) document.fontCache.fonts.put(fontValue->objectNumber, built, built->memory());
+  }
+  std::size_t bytes = built->memory();
+  if (built->toUnicode && countedMaps_.insert(built->toUnicode.get()).second) {
+    bytes += built->toUnicode->memory();
+  }
+  chargeFont(bytes);
+  return *fonts.emplace(key, std::move(built)).first->second;
+}
+
+void Interpreter::chargeFont(std::size_t bytes) {
+  fontBytes_ += bytes;
+  if (fontBytes_ > kMaxFontBytes) tooComplex();
 }
 
 void Interpreter::paint(bool stroke, bool fill) {

@@ -7,6 +7,7 @@
 #include <set>
 #include <string>
 #include <unordered_map>
+#include <unordered_set>
 #include <utility>
 #include <vector>
 
@@ -114,14 +115,14 @@ class Interpreter {
   // once any of these is spent; what was collected until then stays.
   static constexpr std::uint64_t kMaxOperators = 8000000;
   static constexpr std::uint64_t kMaxContentBytes = std::uint64_t{256} << 20;
-  static constexpr std::uint64_t kMaxTextRuns = std::uint64_t{1} << 18;
+  static constexpr std::uint64_t kMaxTextRuns = std::uint64_t{1} << 17;
   static constexpr std::uint64_t kMaxTextBytes = std::uint64_t{64} << 20;
-  // Fonts of this run that are not shared through the document's cache:
-  // dictionaries written in place, and the missing font (key 0).
-  std::unordered_map<std::uint32_t, std::shared_ptr<FontInfo>> fonts;
+  // Fonts this run has used (see font()); they count against the budget.
+  static constexpr std::uint64_t kMaxFontBytes = std::uint64_t{256} << 20;
+  std::unordered_map<std::uint64_t, std::shared_ptr<FontInfo>> fonts;
   std::vector<Subpath> path;
   // Points in `path`, bounded by kMaxPathPoints.
-  static constexpr std::size_t kMaxPathPoints = std::size_t{1} << 20;
+  static constexpr std::size_t kMaxPathPoints = std::size_t{1} << 18;
   std::size_t pathPoints = 0;
   bool clipPending = false;
   std::set<std::uint32_t> activeForms;
@@ -137,11 +138,14 @@ class Interpreter {
   void chargeOperator();
   void chargeContent(std::size_t bytes);
   void chargeText(std::size_t bytes);
+  void chargeFont(std::size_t bytes);
 
   std::uint64_t operators_ = 0;
   std::uint64_t contentBytes_ = 0;
   std::uint64_t textRuns_ = 0;
   std::uint64_t textBytes_ = 0;
+  std::uint64_t fontBytes_ = 0;
+  std::unordered_set<const ToUnicodeMap*> countedMaps_;
 };
 
 }  // namespace zopra::pdf

@@ -241,6 +241,8 @@ void appendTextRun(std::vector<TextEntry>& entries, TextRun run) {
   bool leadingSpace = false;
   bool trailingSpace = false;
   trim(run, leadingSpace, trailingSpace);
+  // NUL would cut the item's text short at the C interface.
+  run.text.erase(std::remove(run.text.begin(), run.text.end(), '\0'), run.text.end());
   if (run.text.empty()) {
     if (trailingSpace && !entries.empty()) entries.back().trailingSpace = true;
     return;

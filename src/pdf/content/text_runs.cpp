@@ -13,37 +13,34 @@ namespace zopra::pdf {
 
 namespace {
 
-bool contains(const std::string& text, std::string_view fragment) {
-  return text.find(fragment) != std::string::npos;
-}
-
-// Fonts whose space glyph width says little about word gaps.
-bool fixedSpaceFont(const std::string& baseFont) {
-  static constexpr std::string_view kFragments[] = {"MS-PGothic", "Meiryo", "CMBX", "CMTI",
-                                                    "CMTT",       "CMSS",   "CMMI", "CMSY",
-                                                    "CMEX"};
-  for (std::string_view fragment : kFragments) {
-    if (contains(baseFont, fragment)) return true;
-  }
-  return false;
-}
-
 // The width of the glyph that stands for U+0020, in thousandths of an em.
 double spaceGlyphWidth(const FontInfo& fontInfo) {
   const std::vector<std::uint32_t> space{0x20};
   if (fontInfo.composite) {
-    for (const auto& [code, points] : fontInfo.toUnicode) {
-      if (points == space) return fontInfo.width(code.second);
+    if (!fontInfo.toUnicode) return 0;
+    const ToUnicodeMap& map = *fontInfo.toUnicode;
+    for (const ToUnicodeMap::Entry& entry : map.entries) {
+      if (entry.count == 1 && map.points[entry.offset] == 0x20) return fontInfo.width(entry.code);
     }
     return 0;
   }
   for (std::uint32_t code = 0; code < 256; ++code) {
     if (fontInfo.map(1, code) == space) {
       auto width = fontInfo.widths.find(code);
-      return width == fontInfo.widths.end() ? 0 : width->second;
+      return width ? *width : 0;
     }
   }
   return 0;
+}
+
+// Item text crosses the C interface as UTF-8: a lone surrogate or a value
+// past U+10FFFF from a ToUnicode map becomes U+FFFD. U+0000 is kept here, as
+// white space for trimming, and dropped once the run is trimmed.
+void appendItemText(const std::vector<std::uint32_t>& points, std::string& text) {
+  for (std::uint32_t point : points) {
+    if ((point >= 0xD800 && point <= 0xDFFF) || point > 0x10FFFF) point = 0xFFFD;
+    text += encodeUtf8(point);
+  }
 }
 
 TextSource::OperatorElement stringElement(const std::string& bytes, std::uint32_t index) {
@@ -134,7 +131,7 @@ void Interpreter::showString(const FontInfo& fontInfo, const std::string& bytes,
     if (code == 32) tx += state.wordSpacing;
     tx *= state.horizontalScale;
     if (!points.empty()) {
-      text += encodeUtf8(points);
+      appendItemText(points, text);
       metrics.advance += tx;
       metrics.negativeSpacing = state.horizontalScale * std::min(state.charSpacing, 0.0);
       if (!metrics.hasFirst) {
@@ -177,12 +174,10 @@ void Interpreter::emitText(const Matrix& runMatrix, FontInfo& fontInfo, std::str
 
 double Interpreter::spaceLength(const FontInfo& fontInfo) const {
   double scaledSize = std::fabs(state.fontSize * state.horizontalScale);
-  if (fontInfo.predefinedCMap || fixedSpaceFont(fontInfo.baseFont)) return 0.1 * scaledSize;
+  if (fontInfo.predefined || fontInfo.narrowSpace) return 0.1 * scaledSize;
   double width = fontInfo.width(32) / 1000.0 * scaledSize;
   if (width >= 1e-12) return width;
-  if (contains(fontInfo.baseFont, "XCharter")) return 0.1 * scaledSize;
-  if (contains(fontInfo.baseFont, "NimbusRom")) return 0.15 * scaledSize;
-  return 0.25 * scaledSize;
+  return fontInfo.spaceFallback * scaledSize;
 }
 
 double Interpreter::operatorSpaceThreshold(FontInfo& fontInfo, const RunMetrics& metrics) const {

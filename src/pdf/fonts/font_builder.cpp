@@ -3,12 +3,14 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <string_view>
 
 #include "pdf/content/content_lexer.h"
 #include "pdf/fonts/glyph_names.h"
 #include "pdf/fonts/predefined_cmap.h"
+#include "pdf/fonts/predefined_cmap_tables.h"
 #include "pdf/fonts/standard_widths.h"
 #include "pdf/fonts/tounicode_cmap.h"
 
@@ -16,10 +18,6 @@ namespace zopra::pdf {
 
 namespace {
 
-// A W range maps at most this many codes (CIDs are 16-bit) ...
-constexpr std::uint64_t kMaxWidthRange = 65536;
-// ... and all W ranges of a font together at most this many.
-constexpr std::uint64_t kMaxWidthWork = 1u << 18;
 // Reference chains to a stream are followed this far.
 constexpr int kMaxReferenceHops = 32;
 
@@ -86,15 +84,22 @@ bool codeOf(double number, std::uint32_t& code) {
 }
 
 void loadPredefinedCMap(const std::string& name, FontInfo& font) {
-  const CMapEntry* table = predefinedCMap(name);
+  const PredefinedCMapTable* table = findPredefinedCMap(name);
   if (!table) return;
-  font.predefinedCMap = true;
-  for (const CMapEntry* item = table; item->byteLength < 255; ++item) {
-    font.codeToUnicode.emplace(item->code, item->codePoint);
+  // The table stays where it is compiled in; codes are looked up in it.
+  font.predefined = table;
+  for (const CodeSpaceRange* range = table->codeSpace; range->byteLength < 255; ++range) {
+    addCodeSpaceRange(font, *range);
   }
-  if (const CodeSpaceRange* range = predefinedCodeSpace(name)) {
-    for (; range->byteLength < 255; ++range) addCodeSpaceRange(font, *range);
-  }
+}
+
+// The ToUnicode map of a stream, parsed once per stream object and shared by
+// every font that names it.
+std::shared_ptr<const ToUnicodeMap> toUnicodeMap(const Document& document, const Object& stream) {
+  if (auto cached = document.fontCache.toUnicode.find(stream.number)) return cached;
+  auto parsed = std::make_shared<const ToUnicodeMap>(readToUnicodeCMap(document.decodeStream(stream)));
+  document.fontCache.toUnicode.put(stream.number, parsed, parsed->memory());
+  return parsed;
 }
 
 void readDifferences(const Document& document, const Value* encoding, FontInfo& font) {
@@ -142,6 +147,24 @@ void readType1Encoding(const Bytes& program, FontInfo& font) {
   }
 }
 
+// The clear-text part of a Type 1 program, where its encoding is: the first
+// Length1 bytes, and never more than kMaxClearText. The rest (the encrypted
+// glyph programs) is not decoded at all, which also keeps a program that
+// inflates to hundreds of megabytes cheap.
+Bytes clearText(const Document& document, const Object& program) {
+  constexpr std::size_t kMaxClearText = std::size_t{4} << 20;
+  std::size_t size = kMaxClearText;
+  double length = 0;
+  if (numberEntry(document, &program.value, "Length1", length) && length >= 1 &&
+      length < static_cast<double>(kMaxClearText)) {
+    size = static_cast<std::size_t>(length);
+  }
+  bool complete = false;
+  Bytes text = document.decodeStreamPrefix(program, size, complete);
+  if (text.size() > size) text.resize(size);
+  return text;
+}
+
 void readSimpleWidths(const Document& document, const Value* fontDictionary, FontInfo& font) {
   const Value* widths = arrayEntry(document, fontDictionary, "Widths");
   if (!widths) return;
@@ -153,17 +176,17 @@ void readSimpleWidths(const Document& document, const Value* fontDictionary, Fon
     std::uint32_t code = 0;
     if (!codeOf(first + static_cast<double>(i), code)) continue;
     const Value* width = resolved(document, &widths->array[i]);
-    if (width && width->isNumber()) font.widths[code] = width->number;
+    if (width && width->isNumber()) font.widths.set(code, width->number);
   }
 }
 
 // W: "c [w1 w2 ...]" gives consecutive codes from c; "c1 c2 w" gives every
-// code from c1 to c2 the width w. Malformed items are skipped one at a time.
+// code from c1 to c2 the width w (one range, however wide). Malformed items
+// are skipped one at a time.
 void readCompositeWidths(const Document& document, const Value* descendant, FontInfo& font) {
   const Value* table = arrayEntry(document, descendant, "W");
   if (!table) return;
   const ValueArray& items = table->array;
-  std::uint64_t work = 0;
   std::size_t i = 0;
   while (i + 1 < items.size()) {
     const Value* first = resolved(document, &items[i]);
@@ -177,9 +200,7 @@ void readCompositeWidths(const Document& document, const Value* descendant, Font
       const ValueArray& list = second->array;
       for (std::size_t k = 0; k < list.size() && std::uint64_t{start} + k <= 0xFFFFFFFFu; ++k) {
         const Value* width = resolved(document, &list[k]);
-        if (width && width->isNumber()) {
-          font.widths[start + static_cast<std::uint32_t>(k)] = width->number;
-        }
+        if (width && width->isNumber()) font.widths.set(start + static_cast<std::uint32_t>(k), width->number);
       }
       i += 2;
       continue;
@@ -191,29 +212,9 @@ void readCompositeWidths(const Document& document, const Value* descendant, Font
       ++i;
       continue;
     }
-    if (last >= start) {
-      std::uint64_t count = std::min<std::uint64_t>(std::uint64_t{last} - start + 1, kMaxWidthRange);
-      count = std::min(count, kMaxWidthWork - work);
-      for (std::uint64_t k = 0; k < count; ++k) {
-        font.widths[start + static_cast<std::uint32_t>(k)] = width->number;
-      }
-      work += count;
-    }
+    if (last >= start) font.widths.assign(start, last, width->number);
     i += 3;
   }
-}
-
-// Simple fonts always show one byte per glyph. Some producers still write
-// their ToUnicode CMaps with a two-byte code space and two-byte source codes
-// (<0000> <FFFF>, <008b>); those are read as the single bytes they stand for.
-void useSingleByteCodes(FontInfo& font) {
-  font.codeSpace.clear();
-  font.codeLengths = {1};
-  std::vector<std::pair<std::uint32_t, std::vector<std::uint32_t>>> narrowed;
-  for (const auto& [key, points] : font.toUnicode) {
-    if (key.first > 1 && key.second <= 0xFF) narrowed.emplace_back(key.second, points);
-  }
-  for (auto& [code, points] : narrowed) font.toUnicode.emplace(std::make_pair(1u, code), std::move(points));
 }
 
 }  // namespace
@@ -228,7 +229,7 @@ FontInfo buildFont(const Document& document, const Value* fontValue) {
   font.codeLengths = {font.composite ? 2u : 1u};
 
   const Value* baseFont = entry(document, fontDictionary, "BaseFont");
-  if (baseFont && baseFont->isName()) font.baseFont = baseFont->text;
+  if (baseFont && baseFont->isName()) font.setBaseFont(baseFont->text);
 
   // Widths and the font descriptor of a composite font live in its descendant.
   const Value* metricsDictionary = fontDictionary;
@@ -250,13 +251,19 @@ FontInfo buildFont(const Document& document, const Value* fontValue) {
   }
 
   if (const Object* toUnicode = streamEntry(document, fontDictionary, "ToUnicode")) {
-    readToUnicodeCMap(document.decodeStream(*toUnicode), font);
-    if (!font.composite) useSingleByteCodes(font);
+    font.toUnicode = toUnicodeMap(document, *toUnicode);
+    // Simple fonts always show one byte per glyph. A composite font cuts its
+    // strings by its encoding CMap; only without a predefined one does the
+    // ToUnicode CMap's code space stand in for it (a ToUnicode map with
+    // shorter codes must not cut Identity-H strings into single bytes).
+    if (font.composite && !font.predefined) {
+      for (const CodeSpaceRange& range : font.toUnicode->codeSpace) addCodeSpaceRange(font, range);
+    }
   }
 
   const Value* descriptor = dictionaryEntry(document, metricsDictionary, "FontDescriptor");
   if (const Object* program = streamEntry(document, descriptor, "FontFile")) {
-    readType1Encoding(document.decodeStream(*program), font);
+    readType1Encoding(clearText(document, *program), font);
   }
 
   if (font.composite) {

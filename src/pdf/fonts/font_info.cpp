@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "pdf/fonts/code_tables.h"
+#include "pdf/fonts/predefined_cmap.h"
 
 namespace zopra::pdf {
 
@@ -10,11 +11,6 @@ namespace {
 
 bool contains(const std::string& text, std::string_view part) {
   return text.find(part) != std::string::npos;
-}
-
-bool isComputerModernText(const std::string& baseFont) {
-  return contains(baseFont, "CMR") || contains(baseFont, "CMBX") ||
-         contains(baseFont, "CMTI") || contains(baseFont, "CMTT");
 }
 
 bool isUndefinedInWinAnsi(std::uint32_t code) {
@@ -31,23 +27,66 @@ std::uint32_t bigEndian(std::string_view bytes, std::size_t position, std::size_
 
 }  // namespace
 
+const ToUnicodeMap::Entry* ToUnicodeMap::find(std::uint32_t byteLength, std::uint32_t code) const {
+  auto it = std::lower_bound(entries.begin(), entries.end(), std::make_pair(byteLength, code),
+                             [](const Entry& entry, const std::pair<std::uint32_t, std::uint32_t>& key) {
+                               return std::make_pair(entry.byteLength, entry.code) < key;
+                             });
+  if (it == entries.end() || it->byteLength != byteLength || it->code != code) return nullptr;
+  return &*it;
+}
+
+std::vector<std::uint32_t> ToUnicodeMap::target(const Entry& entry) const {
+  auto begin = points.begin() + entry.offset;
+  return std::vector<std::uint32_t>(begin, begin + entry.count);
+}
+
+std::size_t ToUnicodeMap::memory() const {
+  return sizeof(*this) + entries.capacity() * sizeof(Entry) + points.capacity() * sizeof(std::uint32_t) +
+         codeSpace.capacity() * sizeof(CodeSpaceRange);
+}
+
+void FontInfo::setBaseFont(std::string name) {
+  baseFont = std::move(name);
+  computerModernSymbols = contains(baseFont, "CMSY");
+  computerModernText = contains(baseFont, "CMR") || contains(baseFont, "CMBX") ||
+                       contains(baseFont, "CMTI") || contains(baseFont, "CMTT");
+  narrowSpace = false;
+  for (std::string_view fragment :
+       {"MS-PGothic", "Meiryo", "CMBX", "CMTI", "CMTT", "CMSS", "CMMI", "CMSY", "CMEX"}) {
+    if (contains(baseFont, fragment)) narrowSpace = true;
+  }
+  spaceFallback = contains(baseFont, "XCharter") ? 0.1 : contains(baseFont, "NimbusRom") ? 0.15 : 0.25;
+}
+
 std::vector<std::uint32_t> FontInfo::map(std::uint32_t byteLength, std::uint32_t code) const {
   // An explicit ToUnicode entry wins, and an empty one deliberately hides the code.
-  if (auto it = toUnicode.find({byteLength, code}); it != toUnicode.end()) {
-    return it->second;
+  if (toUnicode) {
+    if (const ToUnicodeMap::Entry* entry = toUnicode->find(byteLength, code)) {
+      return toUnicode->target(*entry);
+    }
+    // Simple fonts always show one byte per glyph, yet some producers write
+    // their ToUnicode source codes with two bytes (<008b>): those stand for
+    // the single byte.
+    if (!composite && byteLength == 1) {
+      for (std::uint32_t length : {2u, 3u, 4u}) {
+        if (const ToUnicodeMap::Entry* entry = toUnicode->find(length, code)) {
+          return toUnicode->target(*entry);
+        }
+      }
+    }
+  }
+  if (predefined) {
+    if (std::uint32_t point = predefinedCodePoint(*predefined, code)) return {point};
   }
   if (auto it = codeToUnicode.find(code); it != codeToUnicode.end() && it->second != 0) {
     return {it->second};
   }
   // Composite fonts address glyphs by CID; guessing from the code is meaningless.
   if (composite) return {};
-  if (code <= 15 && contains(baseFont, "CMSY")) {
-    return {computerModernSymbols[code]};
-  }
+  if (code <= 15 && computerModernSymbols) return {zopra::pdf::computerModernSymbols[code]};
   if (code >= 32 && code <= 126) return {code};
-  if (code < 32 && isComputerModernText(baseFont)) {
-    return computerModernRoman()[code];
-  }
+  if (code < 32 && computerModernText) return computerModernRoman()[code];
   if (code >= 128 && code <= 159 && !isUndefinedInWinAnsi(code)) {
     return {winAnsi[code - 128]};
   }
@@ -56,8 +95,8 @@ std::vector<std::uint32_t> FontInfo::map(std::uint32_t byteLength, std::uint32_t
 }
 
 double FontInfo::width(std::uint32_t code) const {
-  auto it = widths.find(code);
-  return it == widths.end() ? defaultWidth : it->second;
+  const double* found = widths.find(code);
+  return found ? *found : defaultWidth;
 }
 
 std::uint32_t FontInfo::nextCode(std::string_view bytes, std::size_t& position,
@@ -87,6 +126,14 @@ std::uint32_t FontInfo::nextCode(std::string_view bytes, std::size_t& position,
   position += take;
   byteLength = static_cast<std::uint32_t>(take);
   return code;
+}
+
+std::size_t FontInfo::memory() const {
+  // Map nodes cost about three pointers and a colour besides their payload.
+  constexpr std::size_t kNode = 48;
+  return sizeof(*this) + baseFont.capacity() + encodingName.capacity() +
+         codeSpace.capacity() * sizeof(CodeSpaceRange) + codeToUnicode.size() * kNode +
+         widths.rangeCount() * (kNode + 16);
 }
 
 }  // namespace zopra::pdf

@@ -13,7 +13,9 @@ namespace zopra::pdf {
 struct PredefinedCMapTable {
   // The CMap name without its "-H" or "-V" suffix.
   const char* name;
+  // Sorted by byte length, then code; entryCount entries before the terminator.
   const CMapEntry* entries;
+  std::size_t entryCount;
   const CodeSpaceRange* codeSpace;
 };
 

@@ -97,7 +97,7 @@ bool isCourier(std::string_view name) {
 void applyStandard14Widths(FontInfo& font) {
   if (isCourier(font.baseFont)) {
     for (std::uint32_t code = kFirstCode; code <= kLastCode; ++code) {
-      font.widths.try_emplace(code, kCourierWidth);
+      font.widths.setIfAbsent(code, kCourierWidth);
     }
     font.defaultWidth = kCourierWidth;
     return;
@@ -105,8 +105,8 @@ void applyStandard14Widths(FontInfo& font) {
   const WidthTable* table = proportionalTable(font.baseFont);
   if (table == nullptr) return;
   for (std::uint32_t code = kFirstCode; code <= kLastCode; ++code) {
-    // try_emplace leaves widths given by the font dictionary untouched.
-    font.widths.try_emplace(code, (*table)[code - kFirstCode]);
+    // Widths given by the font dictionary stay untouched.
+    font.widths.setIfAbsent(code, (*table)[code - kFirstCode]);
   }
 }
 

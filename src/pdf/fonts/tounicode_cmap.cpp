@@ -1,6 +1,7 @@
 #include "pdf/fonts/tounicode_cmap.h"
 
 #include <algorithm>
+#include <map>
 #include <cstdint>
 #include <string>
 #include <utility>
@@ -15,8 +16,12 @@ namespace {
 
 // One bfrange maps at most this many codes (a full two-byte plane).
 constexpr std::uint64_t kMaxRangeCodes = 65536;
-// The map never holds more entries than this ...
-constexpr std::size_t kMaxEntries = 300000;
+// The map never holds more entries than this (two full two-byte planes) ...
+constexpr std::size_t kMaxEntries = std::size_t{1} << 17;
+// ... nor more code points in all its targets, nor more in one target than a
+// destination string may hold ...
+constexpr std::size_t kMaxPoints = std::size_t{1} << 20;
+constexpr std::size_t kMaxTargetPoints = 512;
 // ... and all bfranges of one CMap together visit at most this many codes, so
 // that thousands of overlapping full-plane ranges cannot take unbounded time.
 constexpr std::uint64_t kMaxRangeWork = 1u << 19;
@@ -46,13 +51,11 @@ void increment(std::string& bytes) {
 
 class CMapReader {
  public:
-  explicit CMapReader(FontInfo& font) : font_(font) {}
-
   void codeSpaceRange(const Token& low, const Token& high) {
     CodeSpaceRange range;
     std::uint32_t highLength = 0;
     if (!codeOf(low, range.low, range.byteLength) || !codeOf(high, range.high, highLength)) return;
-    addCodeSpaceRange(font_, range);
+    codeSpace_.push_back(range);
   }
 
   void bfChar(const Token& source, const Token& destination) {
@@ -89,18 +92,45 @@ class CMapReader {
     work_ += count;
   }
 
+  ToUnicodeMap finish() { return compactToUnicodeMap(map_, std::move(codeSpace_)); }
+
  private:
   void map(std::uint32_t length, std::uint32_t code, std::vector<std::uint32_t> codePoints) {
+    if (codePoints.size() > kMaxTargetPoints) codePoints.resize(kMaxTargetPoints);
     auto key = std::make_pair(length, code);
-    if (font_.toUnicode.size() >= kMaxEntries && font_.toUnicode.count(key) == 0) return;
-    font_.toUnicode[key] = std::move(codePoints);
+    auto found = map_.find(key);
+    if (found == map_.end()) {
+      if (map_.size() >= kMaxEntries || points_ + codePoints.size() > kMaxPoints) return;
+      points_ += codePoints.size();
+      map_.emplace(key, std::move(codePoints));
+    } else if (points_ - found->second.size() + codePoints.size() <= kMaxPoints) {
+      points_ = points_ - found->second.size() + codePoints.size();
+      found->second = std::move(codePoints);
+    }
   }
 
-  FontInfo& font_;
+  ToUnicodeEntries map_;
+  std::vector<CodeSpaceRange> codeSpace_;
+  std::size_t points_ = 0;
   std::uint64_t work_ = 0;
 };
 
 }  // namespace
+
+ToUnicodeMap compactToUnicodeMap(const ToUnicodeEntries& entries, std::vector<CodeSpaceRange> codeSpace) {
+  ToUnicodeMap result;
+  result.entries.reserve(entries.size());
+  std::size_t total = 0;
+  for (const auto& [key, codePoints] : entries) total += codePoints.size();
+  result.points.reserve(total);
+  for (const auto& [key, codePoints] : entries) {
+    result.entries.push_back({key.first, key.second, static_cast<std::uint32_t>(result.points.size()),
+                              static_cast<std::uint32_t>(codePoints.size())});
+    result.points.insert(result.points.end(), codePoints.begin(), codePoints.end());
+  }
+  result.codeSpace = std::move(codeSpace);
+  return result;
+}
 
 void addCodeSpaceRange(FontInfo& font, const CodeSpaceRange& range) {
   font.codeSpace.push_back(range);
@@ -110,8 +140,8 @@ void addCodeSpaceRange(FontInfo& font, const CodeSpaceRange& range) {
   }
 }
 
-void readToUnicodeCMap(const Bytes& data, FontInfo& font) {
-  CMapReader reader(font);
+ToUnicodeMap readToUnicodeCMap(const Bytes& data) {
+  CMapReader reader;
   ContentLexer lexer(data);
   Section section = Section::None;
   std::vector<Token> operands;
@@ -145,6 +175,7 @@ void readToUnicodeCMap(const Bytes& data, FontInfo& font) {
     previous = std::move(token);
     havePrevious = true;
   }
+  return reader.finish();
 }
 
 }  // namespace zopra::pdf

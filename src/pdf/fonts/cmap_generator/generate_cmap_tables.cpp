@@ -306,11 +306,16 @@ void generate(const std::string& folder, const std::string& cidFile, const std::
          "// CID-to-Unicode list of poppler-data. Do not edit.\n"
          "#include \"pdf/fonts/predefined_cmap_tables.h\"\n\n"
          "namespace zopra::pdf {\n";
-  for (const KnownCMap& cmap : kTables) writeTable(out, cmap, buildTable(cmap, folder, cidToUnicode));
+  std::vector<std::size_t> sizes;
+  for (const KnownCMap& cmap : kTables) {
+    Table table = buildTable(cmap, folder, cidToUnicode);
+    sizes.push_back(table.entries.size());
+    writeTable(out, cmap, table);
+  }
   out << "\nconst PredefinedCMapTable predefinedCMapTables[] = {\n";
-  for (const KnownCMap& cmap : kTables)
-    out << "    {\"" << cmap.name << "\", codeToUtf32TblForEnc" << cmap.suffix
-        << ", codeSpaceForEnc" << cmap.suffix << "},\n";
+  for (std::size_t i = 0; i < std::size(kTables); ++i)
+    out << "    {\"" << kTables[i].name << "\", codeToUtf32TblForEnc" << kTables[i].suffix << ", "
+        << sizes[i] << ", codeSpaceForEnc" << kTables[i].suffix << "},\n";
   out << "};\nconst std::size_t predefinedCMapTableCount = " << std::size(kTables) << ";\n\n"
       << "}  // namespace zopra::pdf\n";
 
