@@ -100,25 +100,48 @@ FilterKind filterKind(const std::string& name) {
 }  // namespace
 
 Bytes Document::decodeStream(const Object& source) const {
+  bool complete = true;
+  return decodeStreamPrefix(source, SIZE_MAX, complete);
+}
+
+Bytes Document::decodeStreamPrefix(const Object& source, std::size_t size, bool& complete) const {
+  complete = true;
   if (!source.isStream) return {};
   if (source.createdStream) return source.data;
 
   std::vector<std::string> names = filterNames(*this, source.value);
   std::vector<const Value*> parameters = filterParameters(*this, source.value, names.size());
+  std::vector<FilterKind> kinds;
+  for (const std::string& name : names) kinds.push_back(filterKind(name));
+  // Only a chain of Flate filters can stop early: the other filters would
+  // misread data cut in the middle of a group or run.
+  const bool prefix = size != SIZE_MAX && std::all_of(kinds.begin(), kinds.end(), [](FilterKind kind) {
+                        return kind == FilterKind::Flate || kind == FilterKind::Crypt;
+                      });
 
   Bytes buffer = storedStream(source);
-  for (std::size_t i = 0; i < names.size(); ++i) {
-    switch (filterKind(names[i])) {
-      case FilterKind::Flate: buffer = flateDecode(buffer); break;
+  bool cut = false;
+  for (std::size_t i = 0; i < kinds.size(); ++i) {
+    switch (kinds[i]) {
+      case FilterKind::Flate:
+        if (prefix) {
+          bool stopped = false;
+          buffer = flateDecodePrefix(buffer, size, cut, stopped);
+          cut = cut || stopped;
+        } else {
+          buffer = flateDecode(buffer);
+        }
+        break;
       case FilterKind::AsciiHex: buffer = asciiHexDecode(buffer); break;
       case FilterKind::Ascii85: buffer = ascii85Decode(buffer); break;
       case FilterKind::RunLength: buffer = runLengthDecode(buffer); break;
       case FilterKind::Crypt: continue;  // decryption already happened at load
     }
     if (parameters[i] && parameters[i]->isDictionary()) {
-      buffer = applyPredictor(std::move(buffer), predictorParameters(*this, *parameters[i]));
+      buffer = applyPredictor(std::move(buffer), predictorParameters(*this, *parameters[i]), cut);
     }
   }
+  complete = !cut;
   return buffer;
 }
 

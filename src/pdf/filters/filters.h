@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
 
 #include "pdf/model/value.h"
 
@@ -21,6 +22,12 @@ void checkDecodedSize(std::size_t size, std::size_t limit);
 
 // zlib inflate of a complete zlib stream (header included).
 Bytes flateDecode(const Bytes& input, std::size_t limit = kMaxDecodedStreamSize);
+
+// The start of what flateDecode would give: inflating ends once `stopAt`
+// bytes are out (the result may hold a little more). `input` may itself be
+// the start of a zlib stream (`inputIsPrefix`); running out of it then also
+// ends the output. `stopped` tells whether the result is only a prefix.
+Bytes flateDecodePrefix(const Bytes& input, std::size_t stopAt, bool inputIsPrefix, bool& stopped);
 Bytes asciiHexDecode(const Bytes& input, std::size_t limit = kMaxDecodedStreamSize);
 Bytes ascii85Decode(const Bytes& input, std::size_t limit = kMaxDecodedStreamSize);
 Bytes runLengthDecode(const Bytes& input, std::size_t limit = kMaxDecodedStreamSize);
@@ -35,7 +42,8 @@ struct PredictorParameters {
 };
 
 // Undoes a TIFF (2) or PNG (10 to 15) predictor; Predictor 1 or less returns
-// the input unchanged.
-Bytes applyPredictor(Bytes input, const PredictorParameters& parameters);
+// the input unchanged. With `prefix`, the input is the start of the data: a
+// PNG row cut at its end is dropped instead of failing.
+Bytes applyPredictor(Bytes input, const PredictorParameters& parameters, bool prefix = false);
 
 }  // namespace zopra::pdf

@@ -33,14 +33,19 @@ std::uint8_t paeth(int left, int up, int upperLeft) {
 
 // Every row carries a leading filter tag (None, Sub, Up, Average, Paeth) that
 // says how it was predicted from the row rebuilt before it.
-Bytes undoPngPredictor(const Bytes& data, std::size_t rowSize, std::size_t pixelSize) {
+Bytes undoPngPredictor(const Bytes& data, std::size_t rowSize, std::size_t pixelSize, bool prefix) {
+  // Checked before anything is allocated: Columns x Colors can claim a row
+  // of hundreds of megabytes in a stream of a few bytes.
+  std::size_t end = data.size();
+  if (prefix) end -= end % (rowSize + 1);
+  if (end > 0 && end < rowSize + 1) throw Exception(Error::Stream, "truncated PNG predictor row");
   Bytes output;
-  output.reserve(data.size() / (rowSize + 1) * rowSize);
-  Bytes previous(rowSize, 0);
-  Bytes row(rowSize, 0);
+  output.reserve(end / (rowSize + 1) * rowSize);
+  Bytes previous(end > 0 ? rowSize : 0, 0);
+  Bytes row(end > 0 ? rowSize : 0, 0);
   std::size_t position = 0;
-  while (position < data.size()) {
-    if (data.size() - position < rowSize + 1) {
+  while (position < end) {
+    if (end - position < rowSize + 1) {
       throw Exception(Error::Stream, "truncated PNG predictor row");
     }
     std::uint8_t tag = data[position];
@@ -69,7 +74,7 @@ Bytes undoPngPredictor(const Bytes& data, std::size_t rowSize, std::size_t pixel
 
 }  // namespace
 
-Bytes applyPredictor(Bytes input, const PredictorParameters& parameters) {
+Bytes applyPredictor(Bytes input, const PredictorParameters& parameters, bool prefix) {
   if (parameters.predictor <= 1) return input;
   // A row larger than any buffer a filter may produce cannot be real; the
   // bound also keeps Columns × Colors far from overflow.
@@ -82,7 +87,7 @@ Bytes applyPredictor(Bytes input, const PredictorParameters& parameters) {
   auto rowSize = static_cast<std::size_t>(parameters.columns * parameters.colors);
   if (parameters.predictor == 2) return undoTiffPredictor(std::move(input), rowSize, pixelSize);
   if (parameters.predictor >= 10 && parameters.predictor <= 15) {
-    return undoPngPredictor(input, rowSize, pixelSize);
+    return undoPngPredictor(input, rowSize, pixelSize, prefix);
   }
   throw Exception(Error::Stream, "unsupported stream predictor");
 }

@@ -18,8 +18,11 @@ struct CompressedObject {
   std::uint32_t number = 0;
   std::uint32_t stream = 0;
   // Where the value starts in the stream's decoded bytes (decoded streams are
-  // capped far below 4 GiB).
+  // capped far below 4 GiB) ...
   std::uint32_t position = 0;
+  // ... and where the next object of the stream starts, past which the
+  // value cannot reach; 0 for the stream's last object.
+  std::uint32_t end = 0;
 };
 
 class CompressedIndex {
@@ -35,7 +38,7 @@ class CompressedIndex {
       if (runs_.empty() || runs_.back().second != entry.stream) {
         runs_.emplace_back(static_cast<std::uint32_t>(entries_.size()), entry.stream);
       }
-      entries_.push_back({entry.number, entry.position});
+      entries_.push_back({entry.number, entry.position, entry.end});
     }
     runs_.shrink_to_fit();
   }
@@ -47,7 +50,7 @@ class CompressedIndex {
     auto index = static_cast<std::uint32_t>(it - entries_.begin());
     auto run = std::upper_bound(runs_.begin(), runs_.end(), index,
                                 [](std::uint32_t i, const auto& r) { return i < r.first; });
-    return CompressedObject{number, std::prev(run)->second, it->position};
+    return CompressedObject{number, std::prev(run)->second, it->position, it->end};
   }
 
   bool contains(std::uint32_t number) const { return find(number).has_value(); }
@@ -63,6 +66,7 @@ class CompressedIndex {
   struct Entry {
     std::uint32_t number;
     std::uint32_t position;
+    std::uint32_t end;
   };
   std::vector<Entry> entries_;
   // (index of the first entry of a run, its object stream)

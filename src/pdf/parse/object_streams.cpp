@@ -5,6 +5,8 @@
 // found by the scan and is lenient with bad ones.
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
+#include <memory>
 #include <vector>
 
 #include "pdf/model/document.h"
@@ -32,19 +34,24 @@ long long integerEntry(const Document& document, const Value& dictionary, const 
   return static_cast<long long>(truncated);
 }
 
+// Reads and checks one object stream's header. Only as much of the stream is
+// decoded as the header and the checks of its offsets need: an object stream
+// may inflate to hundreds of megabytes of padding after its objects. What
+// was decoded goes to the document's cache, so that the first object read
+// from the stream does not inflate it again.
 class ObjectStreamReader {
  public:
   ObjectStreamReader(Document& document, const Object& stream, std::uint64_t first,
                      std::uint64_t count, NumberSet& recorded,
                      std::vector<CompressedObject>& found)
-      : document_(document),
-        streamNumber_(stream.number),
-        data_(document.decodeStream(stream)),
-        recorded_(recorded),
-        found_(found) {
-    if (data_.size() < first) fail("invalid object stream header");
+      : document_(document), streamNumber_(stream.number), recorded_(recorded), found_(found) {
+    constexpr std::size_t kHeaderWindow = 64 << 10;
+    auto data = std::make_shared<ObjectStreamData>();
+    data->bytes = document.decodeStreamPrefix(stream, clampSize(first + kHeaderWindow), data->complete);
+    if (data->bytes.size() < first) fail("invalid object stream header");
     first_ = first;
-    Lexer lexer(data_.data(), data_.size());
+    Lexer lexer(data->bytes.data(), data->bytes.size());
+    std::uint64_t highest = 0;
     for (std::uint64_t i = 0; i < count; ++i) {
       double number = 0;
       double offset = 0;
@@ -59,7 +66,19 @@ class ObjectStreamReader {
         fail("invalid compressed object entry");
       }
       header_.push_back({static_cast<std::uint32_t>(number), static_cast<std::uint64_t>(offset)});
+      highest = std::max(highest, static_cast<std::uint64_t>(offset));
     }
+    // Every offset must point inside the decoded bytes: decode past the
+    // highest one, or to the end.
+    if (!data->complete && data->bytes.size() - first_ <= highest) {
+      data->bytes = document.decodeStreamPrefix(stream, clampSize(first_ + highest + 1), data->complete);
+    }
+    decodedSize_ = data->bytes.size();
+    // Where each value ends at the latest: the next higher offset.
+    sortedOffsets_.reserve(header_.size());
+    for (const HeaderEntry& entry : header_) sortedOffsets_.push_back(entry.offset);
+    std::sort(sortedOffsets_.begin(), sortedOffsets_.end());
+    document.keepObjectStreamData(streamNumber_, std::move(data));
   }
 
   const std::vector<HeaderEntry>& header() const { return header_; }
@@ -69,21 +88,29 @@ class ObjectStreamReader {
       fail("object stream does not match cross reference");
     }
     std::uint64_t offset = header_[index].offset;
-    if (offset >= data_.size() - first_) fail("invalid compressed object offset");
+    if (offset >= decodedSize_ - first_) fail("invalid compressed object offset");
     if (document_.objects.count(number) || !recorded_.insert(number)) {
       fail("duplicate active PDF object");
     }
-    found_.push_back({number, streamNumber_, static_cast<std::uint32_t>(first_ + offset)});
+    auto next = std::upper_bound(sortedOffsets_.begin(), sortedOffsets_.end(), offset);
+    std::uint64_t end = next == sortedOffsets_.end() ? 0 : first_ + *next;
+    found_.push_back({number, streamNumber_, static_cast<std::uint32_t>(first_ + offset),
+                      static_cast<std::uint32_t>(end)});
   }
 
  private:
+  static std::size_t clampSize(std::uint64_t size) {
+    return static_cast<std::size_t>(std::min<std::uint64_t>(size, SIZE_MAX - 1));
+  }
+
   Document& document_;
   std::uint32_t streamNumber_;
-  Bytes data_;
   NumberSet& recorded_;
   std::vector<CompressedObject>& found_;
   std::uint64_t first_ = 0;
+  std::size_t decodedSize_ = 0;
   std::vector<HeaderEntry> header_;
+  std::vector<std::uint64_t> sortedOffsets_;
 };
 
 }  // namespace
@@ -139,9 +166,10 @@ void Document::parseObjectStreams() {
   // The index now lives in compressedObjects; on large files the per-stream
   // lists would only double the memory the open costs.
   compressedEntries.clear();
-  if (!compressedObjects.empty() && compressedObjects.highest() >= nextObjectNumber) {
-    std::uint32_t highest = compressedObjects.highest();
-    nextObjectNumber = highest == 0xFFFFFFFFu ? highest : highest + 1;
+  if (!compressedObjects.empty() && nextObjectNumber != 0 &&
+      compressedObjects.highest() >= nextObjectNumber) {
+    // 0 once every number is taken: createObject then refuses to wrap.
+    nextObjectNumber = compressedObjects.highest() + 1;
   }
 }
 
