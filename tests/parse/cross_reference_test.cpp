@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include "support/hostile_files.h"
 #include "support/load_helpers.h"
 
 namespace zopra::pdf {
@@ -180,6 +181,61 @@ TEST(CrossReference, ObjectOffsetMismatchIsReportedOnAccess) {
   } catch (const Exception& e) {
     EXPECT_EQ(e.kind(), Error::Format);
     EXPECT_EQ(e.message(), "invalid PDF object offset");
+  }
+}
+
+TEST(CrossReference, AnUpdateMayReuseTheNumberOfAnOldCrossReferenceStream) {
+  // Revision 1 ends with a cross-reference stream, object 4; revision 2
+  // gives number 4 to a new page tree. The new object wins.
+  PdfBuilder b;
+  b.object(1, "<< /Type /Catalog /Pages 2 0 R >>");
+  b.object(2, "<< /Type /Pages /Kids [3 0 R] /Count 1 >>");
+  b.object(3, "<< /Type /Page /MediaBox [0 0 200 100] >>");
+  b.finishWithXrefStream(4, "/Root 1 0 R");
+  b.object(4, "<< /Type /Pages /Kids [3 0 R] /Count 1 /MediaBox [0 0 300 100] >>");
+  b.object(1, "<< /Type /Catalog /Pages 4 0 R >>");
+  b.finishWithTable("/Root 1 0 R");
+  auto loaded = loadBuilder(b, "reused-xref-number.pdf");
+  ASSERT_EQ(loaded.result, Error::None) << loaded->errorMessage;
+  EXPECT_TRUE(loaded->strictCrossReference);
+  ASSERT_EQ(loaded->pages.size(), 1u);
+  EXPECT_EQ(loaded->pages[0].width, 200);
+  const Object* four = loaded->object(4);
+  ASSERT_NE(four, nullptr);
+  EXPECT_FALSE(four->isStream);
+}
+
+TEST(CrossReference, SectionsStartAtATokenBoundary) {
+  // startxref points at the "3" of "63 0 obj", the cross-reference stream:
+  // read there, it would pass for object 3 and hide the page.
+  PdfBuilder b;
+  b.object(1, "<< /Type /Catalog /Pages 2 0 R >>");
+  b.object(2, "<< /Type /Pages /Kids [3 0 R] /Count 1 >>");
+  b.object(3, "<< /Type /Page /MediaBox [0 0 200 100] >>");
+  XrefOptions options;
+  options.startxrefAdjust = 1;
+  b.finishWithXrefStream(63, "/Root 1 0 R", options);
+  auto loaded = loadBuilder(b, "xref-mid-number.pdf");
+  ASSERT_EQ(loaded.result, Error::None) << loaded->errorMessage;
+  EXPECT_FALSE(loaded->strictCrossReference);
+  ASSERT_EQ(loaded->pages.size(), 1u);
+  EXPECT_EQ(loaded->pages[0].width, 200);
+}
+
+TEST(CrossReference, StreamsClaimingMoreThanTheFileHoldsAreNotTrusted) {
+  // One-byte entries over a stream that inflates to far more than the file
+  // could describe: given up on at once, and the scan reads the file.
+  for (const char* size : {"4000000000", "900000"}) {
+    std::string data = test::deflateBomb("", 64u << 20, '\0');
+    PdfBuilder b = basic();
+    b.raw("9 0 obj << /Type /XRef /W [0 0 1] /Size " + std::string(size) +
+          " /Root 1 0 R /Filter /FlateDecode /Length " + std::to_string(data.size()) +
+          " >>\nstream\n" + data + "\nendstream\nendobj\n");
+    b.raw("startxref\n" + std::to_string(b.bytes().rfind("9 0 obj")) + "\n%%EOF\n");
+    auto loaded = loadBuilder(b, "xref-w001.pdf");
+    ASSERT_EQ(loaded.result, Error::None) << size << ": " << loaded->errorMessage;
+    EXPECT_FALSE(loaded->strictCrossReference) << size;
+    EXPECT_EQ(numberOf(*loaded.document, 5), 55) << size;
   }
 }
 

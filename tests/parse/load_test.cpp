@@ -22,6 +22,12 @@ TEST(Load, HeaderChecks) {
     EXPECT_EQ(loaded->errorMessage, "file is not a PDF");
   }
 
+  // A directory opens like a file but cannot be read: not a PDF, and no
+  // allocation of its meaningless size.
+  Document directory;
+  EXPECT_EQ(directory.load(test::tempDirectory()), Error::Format);
+  EXPECT_EQ(directory.errorMessage, "file is not a PDF");
+
   auto version = loadBytes("%PDF-1.7\r\n1 0 obj null endobj", "version.pdf");
   EXPECT_EQ(version->version, "1.7");
   auto bare = loadBytes("%PDF-", "bare.pdf");
@@ -46,6 +52,23 @@ TEST(Load, ReloadResetsEverything) {
   EXPECT_EQ(document.error, Error::None);
   EXPECT_TRUE(document.errorMessage.empty());
   EXPECT_EQ(document.pages.size(), 2u);
+}
+
+TEST(Load, ObjectNumbersDoNotWrapPastTheLast) {
+  auto loaded = loadBytes(
+      "%PDF-1.4\n1 0 obj << /Type /Catalog /Pages 2 0 R >> endobj\n"
+      "2 0 obj << /Type /Pages /Kids [3 0 R] >> endobj\n"
+      "3 0 obj << /Type /Page /MediaBox [0 0 1 1] >> endobj\n"
+      "4294967295 0 obj null endobj\ntrailer << /Root 1 0 R >>\n",
+      "last-number.pdf");
+  ASSERT_EQ(loaded.result, Error::None) << loaded->errorMessage;
+  try {
+    loaded->createObject(Value::Number(1));
+    ADD_FAILURE() << "an object was created past number 4294967295";
+  } catch (const Exception& failure) {
+    EXPECT_EQ(failure.message(), "no free PDF object number");
+  }
+  EXPECT_EQ(loaded->objects.count(0), 0u);
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 #include "pdf/model/document.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <memory>
 #include <set>
 #include <utility>
@@ -34,7 +35,7 @@ void Document::reset() {
   compressedEntries.clear();
   compressedObjects.clear();
   fontCache.clear();
-  decodedStreams_.clear();
+  objectStreams_.clear();
   endstreams_.reset();
 }
 
@@ -102,10 +103,27 @@ Object* Document::loadCompressed(std::uint32_t number) {
   std::optional<CompressedObject> found = compressedObjects.find(number);
   if (!found) return nullptr;
   CompressedObject location = *found;
-  std::shared_ptr<const Bytes> data = objectStreamData(location.stream);
+  // Only the bytes up to the next object are decoded (a window for the last
+  // one): an object stream may inflate to hundreds of megabytes of padding
+  // after the objects it holds. A value that runs into the end of what was
+  // decoded is read again from the whole stream.
+  constexpr std::size_t kLastValueWindow = 64 << 10;
+  constexpr std::size_t kMargin = 64;
+  std::size_t wanted = location.end > location.position ? std::size_t{location.end} + kMargin
+                                                        : std::size_t{location.position} + kLastValueWindow;
+  Value value;
+  for (;;) {
+    std::shared_ptr<const ObjectStreamData> data = objectStreamData(location.stream, wanted);
+    Lexer lexer(data->bytes.data(), data->bytes.size(), location.position);
+    try {
+      value = lexer.value(0);
+      if (data->complete || lexer.position() + kMargin <= data->bytes.size()) break;
+    } catch (const Exception&) {
+      if (data->complete) throw;
+    }
+    wanted = SIZE_MAX;
+  }
   const Object* container = object(location.stream);
-  Lexer lexer(data->data(), data->size(), location.position);
-  Value value = lexer.value(0);
   Object& created = objects[number];
   created.number = number;
   created.generation = 0;
@@ -114,6 +132,26 @@ Object* Document::loadCompressed(std::uint32_t number) {
   created.offset = container ? container->offset : 0;
   if (transientLog_) transientLog_->push_back(number);
   return &created;
+}
+
+std::shared_ptr<const ObjectStreamData> Document::objectStreamData(std::uint32_t number,
+                                                                   std::size_t size) {
+  std::shared_ptr<const ObjectStreamData> cached = objectStreams_.find(number);
+  if (cached && (cached->complete || cached->bytes.size() >= size)) return cached;
+  const Object* stream = object(number);
+  if (!stream) throw Exception(Error::Format, "missing object stream");
+  // Grown at least twofold, so that reading a stream's objects in turn
+  // decodes it a few times at most.
+  if (cached && size != SIZE_MAX) size = std::max(size, 2 * cached->bytes.size());
+  auto data = std::make_shared<ObjectStreamData>();
+  data->bytes = decodeStreamPrefix(*stream, size, data->complete);
+  keepObjectStreamData(number, data);
+  return data;
+}
+
+void Document::keepObjectStreamData(std::uint32_t number, std::shared_ptr<const ObjectStreamData> data) {
+  std::size_t bytes = data->bytes.capacity();
+  objectStreams_.put(number, std::move(data), bytes);
 }
 
 Document::TransientObjects::TransientObjects(Document& document)
@@ -126,18 +164,6 @@ Document::TransientObjects::~TransientObjects() {
   if (outer_) return;
   document_.transientLog_ = nullptr;
   for (std::uint32_t number : parsed_) document_.objects.erase(number);
-}
-
-std::shared_ptr<const Bytes> Document::objectStreamData(std::uint32_t number) {
-  for (const auto& [stream, data] : decodedStreams_) {
-    if (stream == number) return data;
-  }
-  const Object* stream = object(number);
-  if (!stream) throw Exception(Error::Format, "missing object stream");
-  auto data = std::make_shared<const Bytes>(decodeStream(*stream));
-  if (decodedStreams_.size() >= kDecodedStreamCacheSize) decodedStreams_.erase(decodedStreams_.begin());
-  decodedStreams_.emplace_back(number, data);
-  return data;
 }
 
 bool Document::hasObject(std::uint32_t number) const {
@@ -178,7 +204,11 @@ const Value* Document::dictionaryValue(const Value* value, std::string_view key)
 }
 
 Object& Document::createObject(Value value) {
-  while (hasObject(nextObjectNumber)) ++nextObjectNumber;
+  fontCache.clear();
+  // Numbers stop at 4294967295: past it the counter would wrap to 0 and
+  // then hand out numbers that are taken.
+  while (nextObjectNumber != 0 && hasObject(nextObjectNumber)) ++nextObjectNumber;
+  if (nextObjectNumber == 0) throw Exception(Error::Format, "no free PDF object number");
   std::uint32_t number = nextObjectNumber;
   nextObjectNumber = number + 1;
   Object& created = objects[number];

@@ -14,6 +14,7 @@
 #include <utility>
 #include <vector>
 
+#include "pdf/fonts/font_cache.h"
 #include "pdf/model/compressed_index.h"
 #include "pdf/model/error.h"
 #include "pdf/model/object.h"
@@ -22,7 +23,6 @@
 
 namespace zopra::pdf {
 
-struct FontInfo;
 struct TextEntry;
 class KeywordIndex;
 
@@ -42,6 +42,12 @@ struct EncryptionState {
   // Object that holds the Encrypt dictionary (0 when it is written in place).
   // It is never decrypted and never written out.
   std::uint32_t dictionaryObject = 0;
+};
+
+// The decoded bytes of an object stream, or their start.
+struct ObjectStreamData {
+  Bytes bytes;
+  bool complete = false;
 };
 
 // Position of an object inside an object stream: (index in the stream, object number).
@@ -76,10 +82,10 @@ class Document {
   // `objects`: large files keep tens of thousands of objects there, most of
   // which a caller never needs.
   CompressedIndex compressedObjects;
-  // Fonts built from indirect font dictionaries, by object number. Building a
-  // font may decode its program and CMaps, so pages that share fonts share
-  // this work; font objects are never changed once the document is loaded.
-  std::unordered_map<std::uint32_t, std::shared_ptr<FontInfo>> fontCache;
+  // Fonts and ToUnicode maps built from objects, shared by the pages (see
+  // font_cache.h). Creating an object forgets them all: a font cached as
+  // missing under a number that a new object then takes would be wrong.
+  mutable FontCache fontCache;
 
   // ---- Lifecycle (model) ------------------------------------------------------
   // Resets everything to the empty state of a new document.
@@ -141,9 +147,18 @@ class Document {
   std::vector<std::uint32_t> pageContentObjects(const Page& page);
   std::vector<std::uint32_t> pageContentObjects(const Page& page) const;
 
+  // The start of an object stream's decoded bytes, at least `size` bytes of
+  // it (or all of it), from a cache bounded in bytes (see object_streams.cpp).
+  std::shared_ptr<const ObjectStreamData> objectStreamData(std::uint32_t number, std::size_t size);
+  void keepObjectStreamData(std::uint32_t number, std::shared_ptr<const ObjectStreamData> data);
+
   // ---- Streams (filters) ------------------------------------------------------
   // Runs the stream's filter chain and predictors; throws Exception(Error::Stream).
   Bytes decodeStream(const Object& object) const;
+  // The first `size` bytes or more of what decodeStream gives, without
+  // decoding the rest where the filters allow it; `complete` tells whether
+  // the result is the whole.
+  Bytes decodeStreamPrefix(const Object& object, std::size_t size, bool& complete) const;
 
   // ---- Security -------------------------------------------------------------
   Error configureEncryption();
@@ -160,14 +175,14 @@ class Document {
 
  private:
   Object* loadCompressed(std::uint32_t number);
-  // The decoded bytes of an object stream, from a small cache.
-  std::shared_ptr<const Bytes> objectStreamData(std::uint32_t number);
 
   static constexpr int kMaxLengthDepth = 8;
-  static constexpr std::size_t kDecodedStreamCacheSize = 16;
   int lengthDepth_ = 0;
-  std::vector<std::pair<std::uint32_t, std::shared_ptr<const Bytes>>> decodedStreams_;
   std::vector<std::uint32_t>* transientLog_ = nullptr;
+  // Decoded object streams. A stream larger than the budget is still kept
+  // alone, as the most recent one.
+  static constexpr std::size_t kObjectStreamBudget = std::size_t{32} << 20;
+  BoundedCache<const ObjectStreamData> objectStreams_{kObjectStreamBudget};
   mutable std::unique_ptr<KeywordIndex> endstreams_;
 };
 

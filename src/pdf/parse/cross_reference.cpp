@@ -1,6 +1,7 @@
 // Reading the file's own cross-reference data: classic tables, cross-reference
 // streams and chains of incremental updates. Any inconsistency makes the whole
 // attempt answer false, and the caller falls back to the recovery scan.
+#include <algorithm>
 #include <exception>
 #include <map>
 #include <set>
@@ -18,6 +19,14 @@ namespace {
 
 constexpr double kMaxObjectNumber = 4294967295.0;
 constexpr double kMaxOffset = 18446744073709551616.0;
+// What the file can hold: an uncompressed object takes at least this many
+// bytes ("1 0 obj 0 endobj"), and a cross-reference stream may describe at
+// most kEntriesPerByte entries (free ones included) per byte of the file, or
+// kMinEntryBudget in a small file. A section that claims more is not
+// trusted; the recovery scan reads the file instead.
+constexpr std::uint64_t kMinObjectBytes = 16;
+constexpr std::uint64_t kEntriesPerByte = 4;
+constexpr std::uint64_t kMinEntryBudget = std::uint64_t{1} << 20;
 
 // A section is malformed: abandon the cross-reference data.
 struct BadSection {};
@@ -44,9 +53,12 @@ class CrossReferenceReader {
   std::vector<std::uint64_t> pending_;
   std::set<std::uint64_t> visited_;
   NumberSet seen_;
-  std::map<std::uint32_t, std::uint64_t> uncompressed_;
+  // Each number at most once (claim() sees to that).
+  std::vector<std::pair<std::uint32_t, std::uint64_t>> uncompressed_;
   std::map<std::uint32_t, std::vector<CompressedEntry>> compressed_;
   std::uint32_t highest_ = 0;
+  // Entries described by the cross-reference streams read so far.
+  std::uint64_t entries_ = 0;
   TrailerCandidate trailer_;
 };
 
@@ -78,6 +90,11 @@ bool CrossReferenceReader::read() {
 }
 
 void CrossReferenceReader::readSection(std::uint64_t offset) {
+  // A section starts at a token: an offset into the middle of a number (the
+  // "3" of "63 0 obj") would read another object than the one meant.
+  if (offset > 0 && !isDelimiter(file_[offset - 1]) && !isWhiteSpace(file_[offset])) {
+    throw BadSection{};
+  }
   Lexer lexer(file_.data(), file_.size(), offset);
   if (lexer.match("xref")) {
     readTable(lexer, offset);
@@ -135,11 +152,13 @@ void CrossReferenceReader::readStream(std::uint64_t offset) {
   if (!type || !type->isName("XRef")) throw BadSection{};
   std::uint32_t streamNumber = stream.number;
   stream.loaded = true;
-  claim(streamNumber);
   highest_ = std::max(highest_, streamNumber);
-  Object& stored = document_.objects[streamNumber] = std::move(stream);
-  Bytes data = document_.decodeStream(stored);
-  const Value& dictionary = stored.value;
+  // A newer section may already own this number (an update that reuses the
+  // number of an old cross-reference stream for a new object): then the old
+  // stream is read but not kept under it.
+  Object* stored = &stream;
+  if (claim(streamNumber)) stored = &(document_.objects[streamNumber] = std::move(stream));
+  const Value& dictionary = stored->value;
 
   const Value* w = dictionary.find("W");
   if (!w || !w->isArray() || w->array.size() < 3) throw BadSection{};
@@ -173,9 +192,23 @@ void CrossReferenceReader::readStream(std::uint64_t offset) {
     ranges.emplace_back(0, size->number);
   }
 
-  std::size_t position = 0;
+  double claimed = 0;
   for (const auto& [first, count] : ranges) {
     if (first > kMaxObjectNumber || count > kMaxObjectNumber + 1 - first) throw BadSection{};
+    claimed += count;
+  }
+  const std::uint64_t budget =
+      std::max<std::uint64_t>(kMinEntryBudget, kEntriesPerByte * file_.size()) - entries_;
+  if (claimed > static_cast<double>(budget)) throw BadSection{};
+  entries_ += static_cast<std::uint64_t>(claimed);
+  // Only the bytes the entries take are decoded: a stream of a few bytes
+  // may inflate to far more.
+  const std::size_t needed = static_cast<std::size_t>(claimed) * static_cast<std::size_t>(totalWidth);
+  bool complete = false;
+  Bytes data = document_.decodeStreamPrefix(*stored, needed, complete);
+
+  std::size_t position = 0;
+  for (const auto& [first, count] : ranges) {
     auto firstNumber = static_cast<std::uint64_t>(first);
     auto entries = static_cast<std::uint64_t>(count);
     for (std::uint64_t i = 0; i < entries; ++i) {
@@ -187,6 +220,8 @@ void CrossReferenceReader::readStream(std::uint64_t offset) {
       if (entryType == 0) continue;
       if (entryType == 1) {
         if (second >= file_.size()) throw BadSection{};
+        // No object starts at offset 0, where the header is.
+        if (second == 0) continue;
         addUncompressed(number, second);
       } else if (entryType == 2) {
         if (second > 4294967295u || third > 4294967295u) throw BadSection{};
@@ -204,8 +239,9 @@ void CrossReferenceReader::readStream(std::uint64_t offset) {
 }
 
 void CrossReferenceReader::addUncompressed(std::uint32_t number, std::uint64_t offset) {
+  if (uncompressed_.size() >= file_.size() / kMinObjectBytes) throw BadSection{};
   if (!claim(number)) return;  // the newer section, visited first, wins
-  uncompressed_[number] = offset;
+  uncompressed_.emplace_back(number, offset);
   highest_ = std::max(highest_, number);
 }
 
@@ -244,6 +280,7 @@ void CrossReferenceReader::commit() {
   document_.compressedEntries = std::move(compressed_);
   document_.trailer = trailer_.take();
   document_.strictCrossReference = true;
+  // 0 once every number is taken: createObject then refuses to wrap.
   document_.nextObjectNumber = highest_ + 1;
 }
 

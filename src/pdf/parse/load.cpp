@@ -3,7 +3,11 @@
 // page tree.
 #include <cstring>
 #include <exception>
+#include <filesystem>
 #include <fstream>
+#include <new>
+#include <stdexcept>
+#include <system_error>
 
 #include "pdf/model/document.h"
 
@@ -11,24 +15,37 @@ namespace zopra::pdf {
 
 namespace {
 
+Error notAPdf(Document& document) {
+  document.setError(Error::Format, "file is not a PDF");
+  return Error::Format;
+}
+
 Error readFile(Document& document, const std::string& path) {
   std::ifstream in(path, std::ios::binary);
   if (!in) {
     document.setError(Error::Io, "failed to open PDF");
     return Error::Io;
   }
+  // A directory opens like a file here, but its "size" is meaningless: it
+  // would be allocated before the read that fails.
+  std::error_code error;
+  if (std::filesystem::is_directory(path, error)) return notAPdf(document);
   in.seekg(0, std::ios::end);
   std::streamoff size = in.tellg();
-  if (!in || size < 5) {
-    document.setError(Error::Format, "file is not a PDF");
-    return Error::Format;
-  }
+  if (!in || size < 5) return notAPdf(document);
   in.seekg(0, std::ios::beg);
-  document.file.resize(static_cast<std::size_t>(size));
+  try {
+    document.file.resize(static_cast<std::size_t>(size));
+  } catch (const std::bad_alloc&) {
+    return notAPdf(document);
+  } catch (const std::length_error&) {
+    return notAPdf(document);
+  }
   in.read(reinterpret_cast<char*>(document.file.data()), size);
   if (!in || in.gcount() != size) {
-    document.setError(Error::Format, "file is not a PDF");
-    return Error::Format;
+    document.file.clear();
+    document.file.shrink_to_fit();
+    return notAPdf(document);
   }
   return Error::None;
 }

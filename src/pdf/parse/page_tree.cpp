@@ -6,6 +6,7 @@
 // help there (no node is its own ancestor), so both walks here, the page tree
 // and a page's Contents, carry a total budget of nodes visited and of results
 // produced, besides their depth limit.
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <map>
@@ -24,10 +25,13 @@ namespace {
 // Trees deeper than this are not followed further; real documents stay far
 // below it, and a crafted chain of nodes cannot exhaust the stack.
 constexpr std::size_t kMaxTreeDepth = 256;
-// Page tree nodes visited, pages produced. Real documents have at most a few
-// hundred thousand pages; past these the tree is refused as too large.
-constexpr std::size_t kMaxPageTreeNodes = std::size_t{1} << 20;
-constexpr std::size_t kMaxPages = std::size_t{1} << 19;
+// Pages produced: what the file can hold, at least 8 bytes of it per page
+// (a kid reference alone takes more), never fewer than kMinPageBudget and never
+// more than kMaxPageBudget. Nodes visited: twice that. Past these the tree is
+// refused as too large.
+constexpr std::size_t kBytesPerPage = 8;
+constexpr std::size_t kMinPageBudget = std::size_t{1} << 16;
+constexpr std::size_t kMaxPageBudget = std::size_t{1} << 20;
 // Contents entries visited and content streams produced for one page.
 constexpr std::size_t kMaxContentNodes = std::size_t{1} << 18;
 constexpr std::size_t kMaxContentStreams = std::size_t{1} << 16;
@@ -68,7 +72,9 @@ using Attributes = std::array<std::shared_ptr<const Value>, kAttributeCount>;
 
 class PageTreeWalker {
  public:
-  explicit PageTreeWalker(Document& document) : document_(document) {}
+  explicit PageTreeWalker(Document& document)
+      : document_(document),
+        maxPages_(std::clamp(document.file.size() / kBytesPerPage, kMinPageBudget, kMaxPageBudget)) {}
 
   void collectPages(Value& node, Attributes attributes);
   // Page objects from object streams are dropped once the walk is over (they
@@ -86,6 +92,7 @@ class PageTreeWalker {
                                         const Value& entry);
 
   Document& document_;
+  const std::size_t maxPages_;
   std::set<std::uint32_t> path_;
   std::size_t nodes_ = 0;
   std::vector<std::uint32_t> toDrop_;
@@ -105,7 +112,7 @@ std::shared_ptr<const Value> PageTreeWalker::ownEntry(const Value& node, std::ui
 
 void PageTreeWalker::collectPages(Value& node, Attributes attributes) {
   if (path_.size() > kMaxTreeDepth) return;
-  if (++nodes_ > kMaxPageTreeNodes) throw Exception(Error::Format, "PDF page tree is too large");
+  if (++nodes_ > 2 * maxPages_) throw Exception(Error::Format, "PDF page tree is too large");
   const std::uint32_t number = node.isReference() ? node.objectNumber : 0;
   PathGuard guard(path_, number);
   if (guard.cycle()) return;
@@ -135,7 +142,7 @@ void PageTreeWalker::collectPages(Value& node, Attributes attributes) {
 
 void PageTreeWalker::addPage(Value& dictionary, std::uint32_t number, bool wasParsed,
                              const Attributes& attributes) {
-  if (document_.pages.size() >= kMaxPages) throw Exception(Error::Format, "PDF page tree is too large");
+  if (document_.pages.size() >= maxPages_) throw Exception(Error::Format, "PDF page tree is too large");
   const std::shared_ptr<const Value>& boxEntry =
       attributes[kCropBox] ? attributes[kCropBox] : attributes[kMediaBox];
   const Value* box = boxEntry ? document_.resolve(boxEntry.get()) : nullptr;

@@ -87,7 +87,8 @@ Error Document::parseLinear() {
     return Error::Format;
   }
   std::uint32_t highest = objects.rbegin()->first;
-  nextObjectNumber = highest == 0xFFFFFFFFu ? highest : highest + 1;
+  // 0 once every number is taken: createObject then refuses to wrap.
+  nextObjectNumber = highest + 1;
   fixStreamLengths();
 
   TrailerCandidate candidate;
