@@ -6,7 +6,9 @@
 //   bench_hostile [--write FOLDER]
 //
 // With --write the files are only written to FOLDER (to try them with other
-// tools) and nothing is run.
+// tools) and nothing is run. Each file is read by this program started anew
+// (`bench_hostile --read FILE`), so that its memory is measured from a clean
+// process.
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -60,6 +62,10 @@ Statuses readFile(const std::string& path) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  if (argc == 3 && std::string(argv[1]) == "--read") {
+    Statuses statuses = readFile(argv[2]);
+    return write(STDOUT_FILENO, &statuses, sizeof statuses) == sizeof statuses ? 0 : 4;
+  }
   std::vector<zopra::test::HostileFile> files = zopra::test::hostileFiles();
   fs::path folder = fs::temp_directory_path() / ("zopra-hostile-" + std::to_string(::getpid()));
   bool writeOnly = argc == 3 && std::string(argv[1]) == "--write";
@@ -88,10 +94,10 @@ int main(int argc, char** argv) {
     pid_t child = fork();
     if (child == 0) {
       close(channel[0]);
+      dup2(channel[1], STDOUT_FILENO);
       alarm(kKillSeconds);
-      Statuses statuses = readFile(path);
-      if (write(channel[1], &statuses, sizeof statuses) != sizeof statuses) std::_Exit(4);
-      std::_Exit(0);
+      execl("/proc/self/exe", argv[0], "--read", path.c_str(), static_cast<char*>(nullptr));
+      std::_Exit(5);
     }
     close(channel[1]);
     Statuses statuses;

@@ -133,7 +133,7 @@ HostileFile formFanOut() {
 
 // Millions of operators in a small compressed stream.
 HostileFile manyOperators() {
-  PdfBuilder b = onePage(flateStream("", repeat("0 g ", 8000000)));
+  PdfBuilder b = onePage(flateStream("", repeat("0 g ", 9000000)));
   b.finishWithTable("/Root 1 0 R");
   return damagedPage("many-operators", b.bytes(), kOtherError, "page content is too complex");
 }
@@ -166,7 +166,7 @@ HostileFile recoveryStreams() {
 HostileFile longBaseFont() {
   PdfBuilder b = onePage(flateStream("", "BT /F2 12 Tf (" + std::string(200000, 'a') + ") Tj ET"),
                          "/Font << /F2 6 0 R >>");
-  b.object(6, "<< /Type /Font /Subtype /Type1 /BaseFont /" + std::string(1 << 20, 'A') + " >>");
+  b.object(6, "<< /Type /Font /Subtype /Type1 /BaseFont /" + repeat("CMC", 350000) + " >>");
   b.finishWithTable("/Root 1 0 R");
   return readable("long-base-font", b.bytes());
 }
@@ -247,6 +247,91 @@ HostileFile objectStreamBombs() {
   return readable("object-stream-bombs", bytes);
 }
 
+// A PNG predictor whose rows would be half a gigabyte, over ten bytes.
+HostileFile predictorRows() {
+  PdfBuilder b = onePage(rawStream("/DecodeParms << /Predictor 12 /Columns 50000000 /Colors 5 >> "
+                                   "/Filter /FlateDecode",
+                                   deflate("0123456789")));
+  b.finishWithTable("/Root 1 0 R");
+  return damagedPage("predictor-rows", b.bytes(), kBrokenStream, "truncated PNG predictor row");
+}
+
+// A cross-reference stream of one-byte entries that claims four billion
+// objects over a stream that inflates to a gigabyte.
+HostileFile crossReferenceEntries() {
+  PdfBuilder b = onePage(rawStream("", "BT /F1 12 Tf 72 700 Td (entries) Tj ET"));
+  std::string data = deflateBomb("", std::size_t{1} << 30, '\0');
+  b.raw("9 0 obj << /Type /XRef /W [0 0 1] /Size 4000000000 /Root 1 0 R /Filter /FlateDecode /Length " +
+        std::to_string(data.size()) + " >>\nstream\n" + data + "\nendstream\nendobj\n");
+  b.raw("startxref\n" + std::to_string(b.bytes().rfind("9 0 obj")) + "\n%%EOF\n");
+  return readable("cross-reference-entries", b.bytes());
+}
+
+// Index subsections whose counts come close to 2^32.
+HostileFile crossReferenceIndex() {
+  PdfBuilder b = onePage(rawStream("", "BT /F1 12 Tf 72 700 Td (index) Tj ET"));
+  b.raw("9 0 obj << /Type /XRef /W [1 4 2] /Index [0 4294967295 4294967295 1] /Size 4294967295 "
+        "/Root 1 0 R /Length 7 >>\nstream\n" + std::string("\x01\x00\x00\x00\x09\x00\x00", 7) +
+        "\nendstream\nendobj\n");
+  b.raw("startxref\n" + std::to_string(b.bytes().rfind("9 0 obj")) + "\n%%EOF\n");
+  return readable("cross-reference-index", b.bytes());
+}
+
+// A content stream that inflates without end.
+HostileFile contentBomb() {
+  std::string data = deflateBomb("BT /F1 12 Tf 72 700 Td (bomb) Tj ET ", std::size_t{1} << 30);
+  PdfBuilder b = onePage("<< /Filter /FlateDecode /Length " + std::to_string(data.size()) +
+                         " >>\nstream\n" + data + "\nendstream");
+  b.finishWithTable("/Root 1 0 R");
+  return damagedPage("content-bomb", b.bytes(), kBrokenStream, "decoded stream is too large");
+}
+
+// A stream whose Length claims a hundred gigabytes.
+HostileFile hugeLength() {
+  PdfBuilder b = onePage("<< /Length 99999999999 >>\nstream\nBT /F1 12 Tf 72 700 Td (length) Tj ET\nendstream");
+  b.finishWithTable("/Root 1 0 R");
+  return readable("huge-length", b.bytes());
+}
+
+// A hundred thousand arrays nested in an object and in the page content.
+HostileFile nestedArrays() {
+  std::string nested = std::string(100000, '[') + std::string(100000, ']');
+  PdfBuilder b = onePage(rawStream("", "BT /F1 12 Tf 72 700 Td " + nested + " TJ (nested) Tj ET"));
+  b.object(6, nested);
+  b.finishWithTable("/Root 1 0 R /Info 6 0 R");
+  return readable("nested-arrays", b.bytes());
+}
+
+// A hundred thousand saves, and as many path pieces never painted.
+HostileFile manySaves() {
+  PdfBuilder b = onePage(flateStream("", repeat("q ", 100000) + repeat("0 0 1 1 re ", 2000000) +
+                                             "BT /F1 12 Tf 72 700 Td (saves) Tj ET"));
+  b.finishWithTable("/Root 1 0 R");
+  return readable("many-saves", b.bytes());
+}
+
+// A font program of 200 MB declared in a few hundred bytes.
+HostileFile fontProgramBomb() {
+  std::string program = deflateBomb("%!PS-AdobeFont-1.0: Bomb\n/Encoding 256 array\n", std::size_t{200} << 20);
+  PdfBuilder b = onePage(rawStream("", "BT /F2 12 Tf 72 700 Td (font) Tj ET"), "/Font << /F2 6 0 R >>");
+  b.object(6, "<< /Type /Font /Subtype /Type1 /BaseFont /Bomb /FontDescriptor 7 0 R >>");
+  b.object(7, "<< /Type /FontDescriptor /FontName /Bomb /FontFile 8 0 R >>");
+  b.object(8, "<< /Filter /FlateDecode /Length1 100000000 /Length " + std::to_string(program.size()) +
+                  " >>\nstream\n" + program + "\nendstream");
+  b.finishWithTable("/Root 1 0 R");
+  return readable("font-program-bomb", b.bytes());
+}
+
+// A page tree that declares a million pages and holds one.
+HostileFile millionPagesDeclared() {
+  PdfBuilder b;
+  b.object(1, "<< /Type /Catalog /Pages 2 0 R >>");
+  b.object(2, "<< /Type /Pages /Kids [3 0 R] /Count 1000000 >>");
+  b.object(3, "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 612 792] >>");
+  b.finishWithTable("/Root 1 0 R");
+  return readable("million-pages-declared", b.bytes());
+}
+
 }  // namespace
 
 std::string deflate(const std::string& data) {
@@ -291,7 +376,9 @@ std::string deflateBomb(const std::string& prefix, std::size_t size, char fill) 
 std::vector<HostileFile> hostileFiles() {
   return {inPlacePages(),     sharedPageSubtree(), sharedContents(),  formFanOut(),
           manyOperators(),    recoveryTrailers(),  recoveryStreams(), longBaseFont(),
-          identityFonts(),    sharedToUnicode(),   objectStreamBombs()};
+          identityFonts(),    sharedToUnicode(),   objectStreamBombs(), predictorRows(),
+          crossReferenceEntries(), crossReferenceIndex(), contentBomb(), hugeLength(),
+          nestedArrays(),     manySaves(),         fontProgramBomb(), millionPagesDeclared()};
 }
 
 }  // namespace zopra::test

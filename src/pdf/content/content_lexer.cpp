@@ -131,11 +131,10 @@ void number(ContentLexer& lexer, Token& out) {
     ++pos;
     while (pos < data.size() && decimalDigit(data[pos])) ++pos;
   }
-  std::string taken(data.begin() + static_cast<std::ptrdiff_t>(begin),
-                    data.begin() + static_cast<std::ptrdiff_t>(pos));
-  // from_chars takes no "+" sign; the value is the same without it.
-  const char* first = taken.data();
-  const char* last = taken.data() + taken.size();
+  // Converted in place; from_chars takes no "+" sign, and the value is the
+  // same without it.
+  const char* first = reinterpret_cast<const char*>(data.data() + begin);
+  const char* last = reinterpret_cast<const char*>(data.data() + pos);
   if (first != last && *first == '+') ++first;
   double value = 0;
   auto [stop, error] = std::from_chars(first, last, value);
@@ -152,7 +151,8 @@ void number(ContentLexer& lexer, Token& out) {
     out.number = value;
   } else {
     out.kind = Token::Kind::Keyword;
-    out.text = std::move(taken);
+    out.text.assign(data.begin() + static_cast<std::ptrdiff_t>(begin),
+                    data.begin() + static_cast<std::ptrdiff_t>(pos));
   }
 }
 

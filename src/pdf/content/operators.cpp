@@ -23,6 +23,10 @@ Matrix matrixOperands(const std::vector<Token>& operands) {
                 number(operands, 3), number(operands, 2), number(operands, 1)};
 }
 
+constexpr unsigned twoCharacters(char first, char second) {
+  return static_cast<unsigned char>(first) << 8 | static_cast<unsigned char>(second);
+}
+
 Matrix translation(double tx, double ty) { return Matrix{1, 0, 0, 1, tx, ty}; }
 
 Color grey(double value) {
@@ -174,74 +178,105 @@ void Interpreter::execute(const std::string& op, const Value& resources,
     }
   }
 
-  if (op == "cm") {
-    if (count >= 6) state.ctm = matrixOperands(operands) * state.ctm;
-  } else if (op == "BT") {
-    state.textMatrix = Matrix();
-    state.lineMatrix = Matrix();
-  } else if (op == "Tf") {
-    state.fontName =
-        (count >= 2 && operands[count - 2].kind == Token::Kind::Name) ? operands[count - 2].text : "";
-    state.fontSize = number(operands, 1);
-  } else if (op == "Tc") {
-    state.charSpacing = number(operands, 1);
-  } else if (op == "Tw") {
-    state.wordSpacing = number(operands, 1);
-  } else if (op == "TL") {
-    state.leading = number(operands, 1);
-  } else if (op == "Ts") {
-    state.rise = number(operands, 1);
-  } else if (op == "Tz") {
-    if (count == 0) {
-      state.horizontalScale = 1.0;
-    } else {
-      const Token& last = operands.back();
-      state.horizontalScale = (last.kind == Token::Kind::Number ? last.number : 100.0) / 100.0;
+  // Every other operator the interpreter knows has two characters: dispatch
+  // on both at once rather than comparing strings one after the other.
+  if (op.size() != 2) return;
+  switch (twoCharacters(op[0], op[1])) {
+    case twoCharacters('c', 'm'):
+      if (count >= 6) state.ctm = matrixOperands(operands) * state.ctm;
+      return;
+    case twoCharacters('B', 'T'):
+      state.textMatrix = Matrix();
+      state.lineMatrix = Matrix();
+      return;
+    case twoCharacters('T', 'f'):
+      state.fontName =
+          (count >= 2 && operands[count - 2].kind == Token::Kind::Name) ? operands[count - 2].text : "";
+      state.fontSize = number(operands, 1);
+      return;
+    case twoCharacters('T', 'c'):
+      state.charSpacing = number(operands, 1);
+      return;
+    case twoCharacters('T', 'w'):
+      state.wordSpacing = number(operands, 1);
+      return;
+    case twoCharacters('T', 'L'):
+      state.leading = number(operands, 1);
+      return;
+    case twoCharacters('T', 's'):
+      state.rise = number(operands, 1);
+      return;
+    case twoCharacters('T', 'z'):
+      if (count == 0) {
+        state.horizontalScale = 1.0;
+      } else {
+        const Token& last = operands.back();
+        state.horizontalScale = (last.kind == Token::Kind::Number ? last.number : 100.0) / 100.0;
+      }
+      return;
+    case twoCharacters('T', 'd'):
+    case twoCharacters('T', 'D'): {
+      double tx = count >= 2 ? number(operands, 2) : 0;
+      double ty = number(operands, 1);
+      if (op[1] == 'D') state.leading = -ty;
+      moveTextLine(tx, ty);
+      return;
     }
-  } else if (op == "Td" || op == "TD") {
-    double tx = count >= 2 ? number(operands, 2) : 0;
-    double ty = number(operands, 1);
-    if (op == "TD") state.leading = -ty;
-    moveTextLine(tx, ty);
-  } else if (op == "T*") {
-    nextLine();
-  } else if (op == "Tm") {
-    if (count >= 6) {
-      state.textMatrix = matrixOperands(operands);
-      state.lineMatrix = state.textMatrix;
+    case twoCharacters('T', '*'):
+      nextLine();
+      return;
+    case twoCharacters('T', 'm'):
+      if (count >= 6) {
+        state.textMatrix = matrixOperands(operands);
+        state.lineMatrix = state.textMatrix;
+      }
+      return;
+    case twoCharacters('T', 'j'):
+    case twoCharacters('T', 'J'):
+      if (count == 0) return;
+      show(operands.back(), resources, streamNumber, counter, op);
+      ++counter;
+      return;
+    case twoCharacters('r', 'g'):
+      state.fillColor = rgb(operands);
+      return;
+    case twoCharacters('R', 'G'):
+      state.strokeColor = rgb(operands);
+      return;
+    case twoCharacters('r', 'e'): {
+      if (!buildPath) return;
+      double x = number(operands, 4), y = number(operands, 3);
+      double w = number(operands, 2), h = number(operands, 1);
+      Subpath rectangle;
+      rectangle.closed = true;
+      rectangle.points = {pagePoint(x, y), pagePoint(x + w, y), pagePoint(x + w, y + h),
+                          pagePoint(x, y + h)};
+      path.push_back(std::move(rectangle));
+      pathPoints += 4;
+      return;
     }
-  } else if (op == "Tj" || op == "TJ") {
-    if (count == 0) return;
-    show(operands.back(), resources, streamNumber, counter, op);
-    ++counter;
-  } else if (op == "rg") {
-    state.fillColor = rgb(operands);
-  } else if (op == "RG") {
-    state.strokeColor = rgb(operands);
-  } else if (op == "re") {
-    if (!buildPath) return;
-    double x = number(operands, 4), y = number(operands, 3);
-    double w = number(operands, 2), h = number(operands, 1);
-    Subpath rectangle;
-    rectangle.closed = true;
-    rectangle.points = {pagePoint(x, y), pagePoint(x + w, y), pagePoint(x + w, y + h),
-                        pagePoint(x, y + h)};
-    path.push_back(std::move(rectangle));
-    pathPoints += 4;
-  } else if (op == "W*") {
-    clipPending = true;
-  } else if (op == "f*") {
-    paint(false, true);
-  } else if (op == "B*" || op == "b*") {
-    paint(true, true);
-  } else if (op == "Do") {
-    std::string name;
-    if (count > 0 && operands.back().kind == Token::Kind::Name) name = operands.back().text;
-    drawXObject(resources, name, counter);
-  } else if (op == "BI") {
-    if (!lexer) return;
-    std::map<std::string, Token> dictionary = readInlineImageDictionary(*lexer);
-    skipInlineImageData(*lexer, dictionary);
+    case twoCharacters('W', '*'):
+      clipPending = true;
+      return;
+    case twoCharacters('f', '*'):
+      paint(false, true);
+      return;
+    case twoCharacters('B', '*'):
+    case twoCharacters('b', '*'):
+      paint(true, true);
+      return;
+    case twoCharacters('D', 'o'): {
+      std::string name;
+      if (count > 0 && operands.back().kind == Token::Kind::Name) name = operands.back().text;
+      drawXObject(resources, name, counter);
+      return;
+    }
+    case twoCharacters('B', 'I'):
+      if (!lexer) return;
+      skipInlineImageData(*lexer, readInlineImageDictionary(*lexer));
+      return;
+    default:
+      return;
   }
 }
 
