@@ -1,0 +1,39 @@
+// A small, strict reader of the TrueType font files used to draw new text.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "pdf/model/value.h"
+
+namespace zopra::pdf {
+
+// Reads only what drawing needs: the global metrics, the advance width of
+// every glyph and a Unicode character map. Outlines are never looked at,
+// because the whole file is embedded unchanged. Any structural fault throws
+// Exception(Error::Format, ...) from the constructor, so a constructed reader
+// is always usable.
+class TrueType {
+ public:
+  explicit TrueType(Bytes data);
+
+  // Glyph index of a Unicode code point, 0 when the font has none. Throws
+  // "truncated TrueType font" when the character map runs past the file.
+  std::uint16_t glyph(std::uint32_t codepoint) const;
+
+  Bytes bytes;  // the font file, kept whole for embedding
+  std::uint16_t unitsPerEm = 1000;
+  std::int16_t xMin = 0;
+  std::int16_t yMin = 0;
+  std::int16_t xMax = 0;
+  std::int16_t yMax = 0;
+  std::int16_t ascender = 0;
+  std::int16_t descender = 0;
+  std::vector<std::uint16_t> advances;  // font units, one per glyph
+
+ private:
+  std::uint64_t cmapOffset_ = 0;  // chosen subtable, from the start of the file
+  std::uint16_t cmapFormat_ = 0;  // 4 or 12
+};
+
+}  // namespace zopra::pdf

@@ -1,0 +1,374 @@
+#include "pdf/edit/true_type.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <initializer_list>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "pdf/model/error.h"
+#include "support/test_files.h"
+
+namespace zopra::pdf {
+namespace {
+
+// ---- A tiny font writer: table directory plus hand-made tables -------------
+
+std::string be16(std::initializer_list<std::uint32_t> values) {
+  std::string out;
+  for (std::uint32_t v : values) out += {static_cast<char>(v >> 8), static_cast<char>(v)};
+  return out;
+}
+std::string be32(std::initializer_list<std::uint32_t> values) {
+  std::string out;
+  for (std::uint32_t v : values) out += be16({v >> 16, v & 0xFFFF});
+  return out;
+}
+std::string zeros(std::size_t count) { return std::string(count, '\0'); }
+std::uint32_t size32(std::size_t size) { return static_cast<std::uint32_t>(size); }
+
+struct Table {
+  std::string tag;
+  std::string data;
+};
+
+Bytes fontFile(const std::vector<Table>& tables, std::uint32_t version = 0x00010000) {
+  std::string out = be32({version}) + be16({size32(tables.size()), 0, 0, 0});
+  std::uint32_t offset = size32(12 + 16 * tables.size());
+  for (const Table& table : tables) {
+    out += table.tag + be32({0, offset, size32(table.data.size())});
+    offset += size32(table.data.size());
+  }
+  for (const Table& table : tables) out += table.data;
+  return Bytes(out.begin(), out.end());
+}
+
+// unitsPerEm 2048, bbox (-256 -512 2048 1792); ascender 1900, descender -100.
+std::string head() {
+  return zeros(18) + be16({2048}) + zeros(16) + be16({0xFF00, 0xFE00, 0x0800, 0x0700}) + zeros(10);
+}
+std::string hhea(std::uint32_t metricCount) {
+  return be16({0, 0, 1900, 0xFF9C}) + zeros(26) + be16({metricCount});
+}
+std::string maxp(std::uint32_t glyphCount) { return be32({0x5000}) + be16({glyphCount}); }
+std::string hmtx(const std::vector<std::uint32_t>& advances) {
+  std::string out;
+  for (std::uint32_t advance : advances) out += be16({advance, 0});
+  return out;
+}
+
+struct Segment {
+  std::uint32_t start, end, delta;
+  std::vector<std::uint32_t> glyphs;  // when present, reached through idRangeOffset
+};
+
+std::string format4(const std::vector<Segment>& segments) {
+  const std::uint32_t count = size32(segments.size());
+  std::string ends, starts, deltas, rangeOffsets, glyphArray;
+  for (std::uint32_t k = 0; k < count; ++k) {
+    const Segment& s = segments[k];
+    ends += be16({s.end});
+    starts += be16({s.start});
+    deltas += be16({s.delta});
+    // idRangeOffset counts from its own entry to the segment's first glyph.
+    rangeOffsets += be16({s.glyphs.empty() ? 0 : 2 * (count - k) + size32(glyphArray.size())});
+    for (std::uint32_t g : s.glyphs) glyphArray += be16({g});
+  }
+  return be16({4, 0, 0, 2 * count, 0, 0, 0}) + ends + be16({0}) + starts + deltas + rangeOffsets +
+         glyphArray;
+}
+
+struct Group {
+  std::uint32_t start, end, glyph;
+};
+
+std::string format12(const std::vector<Group>& groups) {
+  std::string out =
+      be16({12, 0}) + be32({size32(16 + 12 * groups.size()), 0, size32(groups.size())});
+  for (const Group& g : groups) out += be32({g.start, g.end, g.glyph});
+  return out;
+}
+
+struct Subtable {
+  std::uint32_t platform, encoding;
+  std::string data;
+};
+
+std::string cmap(const std::vector<Subtable>& subtables) {
+  std::string records = be16({0, size32(subtables.size())}), data;
+  for (const Subtable& s : subtables) {
+    records +=
+        be16({s.platform, s.encoding}) + be32({size32(4 + 8 * subtables.size() + data.size())});
+    data += s.data;
+  }
+  return records + data;
+}
+
+// A valid font of 4 glyphs mapping 'A'..'C' to 1..3, cmap last in the file.
+std::vector<Table> tables(
+    std::string cmapData = cmap({{3, 1,
+                                  format4({{0x41, 0x43, 0xFFC0, {}}, {0xFFFF, 0xFFFF, 1, {}}})}})) {
+  return {{"head", head()},
+          {"hhea", hhea(2)},
+          {"maxp", maxp(4)},
+          {"hmtx", hmtx({500, 600})},
+          {"cmap", std::move(cmapData)}};
+}
+
+// tables() with one table's data replaced and that table moved to the end.
+Bytes lastReplaced(const std::string& tag, const std::string& data) {
+  std::vector<Table> list = tables();
+  std::erase_if(list, [&](const Table& t) { return t.tag == tag; });
+  list.push_back({tag, data});
+  return fontFile(list);
+}
+
+Bytes without(std::initializer_list<std::string> tags) {
+  std::vector<Table> list = tables();
+  for (const std::string& tag : tags)
+    std::erase_if(list, [&](const Table& t) { return t.tag == tag; });
+  return fontFile(list);
+}
+
+std::string loadError(const Bytes& file) {
+  try {
+    TrueType font(file);
+  } catch (const Exception& e) {
+    EXPECT_EQ(e.kind(), Error::Format);
+    return e.message();
+  }
+  return "(loaded)";
+}
+
+TEST(TrueType, StructuralFaults) {
+  Bytes shortDirectory = fontFile({});
+  shortDirectory[5] = 1;  // one table record, one byte short of it
+  shortDirectory.resize(27);
+  const auto cmapLength = [](std::uint8_t length) {
+    Bytes file = fontFile(tables());
+    file[12 + 16 * 4 + 15] = length;
+    return file;
+  };
+  const std::size_t cmapSize = tables().back().data.size();
+  std::string farSubtable = cmap({{3, 1, format4({})}});
+  farSubtable[8] = 0x7F;
+  const struct {
+    const char* name;
+    Bytes file;
+    std::string message;
+  } cases[] = {
+      {"short", Bytes(11, 0), "invalid TrueType font"},
+      {"OTTO", fontFile(tables(), 0x4F54544F), "only TrueType outlines are supported"},
+      {"directory", shortDirectory, "truncated TrueType table directory"},
+      {"exact end", cmapLength(static_cast<std::uint8_t>(cmapSize)), "(loaded)"},
+      {"past end", cmapLength(static_cast<std::uint8_t>(cmapSize + 1)), "invalid TrueType table"},
+      {"head", without({"head"}), "missing TrueType head table"},
+      {"hhea", without({"hhea"}), "missing TrueType hhea table"},
+      {"maxp", without({"maxp"}), "missing TrueType maxp table"},
+      {"hmtx", without({"hmtx"}), "missing TrueType hmtx table"},
+      {"cmap", without({"cmap"}), "missing TrueType cmap table"},
+      {"lookup order", without({"cmap", "maxp"}), "missing TrueType maxp table"},
+      {"head field", lastReplaced("head", head().substr(0, 43)), "truncated TrueType font"},
+      {"hmtx short", lastReplaced("hmtx", hmtx({500})), "truncated TrueType font"},
+      {"no metrics", lastReplaced("hhea", hhea(0)), "invalid TrueType metrics"},
+      {"no glyphs", lastReplaced("maxp", maxp(0)), "invalid TrueType metrics"},
+      {"no cmaps", fontFile(tables(cmap({}))), "TrueType font has no supported Unicode cmap"},
+      {"unusable cmaps",
+       fontFile(tables(cmap({{1, 0, format4({})}, {3, 1, format12({})}, {3, 0, format4({})}}))),
+       "TrueType font has no supported Unicode cmap"},
+      {"subtable past end", fontFile(tables(farSubtable)), "truncated TrueType font"},
+  };
+  for (const auto& c : cases) EXPECT_EQ(loadError(c.file), c.message) << c.name;
+}
+
+TEST(TrueType, MetricsAndAdvances) {
+  std::vector<Table> list = tables();
+  list[1].data = hhea(1);
+  list[2].data = maxp(500);
+  TrueType font(fontFile(list, 0x74727565));  // the "true" tag is accepted too
+  EXPECT_EQ(font.unitsPerEm, 2048);
+  EXPECT_EQ(font.xMin, -256);
+  EXPECT_EQ(font.yMin, -512);
+  EXPECT_EQ(font.xMax, 2048);
+  EXPECT_EQ(font.yMax, 1792);
+  EXPECT_EQ(font.ascender, 1900);
+  EXPECT_EQ(font.descender, -100);
+  EXPECT_EQ(font.advances, std::vector<std::uint16_t>(500, 500));
+  EXPECT_EQ(font.bytes, fontFile(list, 0x74727565));
+
+  // More metrics than glyphs: only numGlyphs advances are read, the hmtx
+  // table at the end of the file may be short.
+  list = tables();
+  list[1].data = hhea(9);
+  list[2].data = maxp(2);
+  std::swap(list[3], list[4]);
+  EXPECT_EQ(TrueType(fontFile(list)).advances, (std::vector<std::uint16_t>{500, 600}));
+}
+
+TEST(TrueType, CmapChoice) {
+  // A subtable that maps 'A' to `glyph`, in format 12 or format 4.
+  const auto a = [](std::uint32_t glyph, bool wide) {
+    return wide ? format12({{0x41, 0x41, glyph}})
+                : format4({{0x41, 0x41, (glyph - 0x41) & 0xFFFF, {}}, {0xFFFF, 0xFFFF, 1, {}}});
+  };
+  const struct {
+    std::vector<Subtable> subtables;
+    std::uint16_t glyphOfA;
+  } cases[] = {
+      {{{3, 1, a(10, false)}, {3, 10, a(20, true)}}, 20},
+      {{{3, 10, a(20, true)}, {3, 1, a(10, false)}}, 20},
+      {{{3, 1, a(10, false)}, {3, 10, a(11, false)}}, 10},
+      {{{0, 3, a(10, false)}, {3, 1, a(11, false)}}, 11},
+      {{{0, 4, a(10, true)}, {3, 10, a(11, true)}, {0, 6, a(12, true)}}, 11},
+      {{{1, 0, a(9, false)}, {0, 4, a(10, true)}, {3, 1, a(11, false)}}, 10},
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(TrueType(fontFile(tables(cmap(c.subtables)))).glyph(0x41), c.glyphOfA)
+        << c.subtables.front().platform << "," << c.subtables.front().encoding;
+  }
+}
+
+TEST(TrueType, Format4Lookups) {
+  std::string subtable = format4({{0x20, 0x7E, 0xFFE3, {}},      // delta -29
+                                  {0x100, 0x102, 5, {7, 0, 9}},  // through the glyph array
+                                  {0x200, 0x200, 0xFF00, {}},    // wraps to 0x100
+                                  {0xFFFF, 0xFFFF, 1, {}}});
+  const TrueType font(fontFile(tables(cmap({{3, 1, subtable}}))));
+  subtable[7] |= 1;  // an odd segCountX2 is used with its low bit cleared
+  const TrueType odd(fontFile(tables(cmap({{3, 1, subtable}}))));
+  const std::vector<std::pair<std::uint32_t, std::uint16_t>> expected = {
+      {0x1F, 0},   {0x20, 3},  {0x41, 36},     {0x7E, 97},  {0x7F, 0},    {0x100, 12}, {0x101, 0},
+      {0x102, 14}, {0x103, 0}, {0x200, 0x100}, {0xFFFF, 0}, {0x1F600, 0}, {0x10041, 0}};
+  for (const auto& [codepoint, glyph] : expected) {
+    EXPECT_EQ(font.glyph(codepoint), glyph) << codepoint;
+    EXPECT_EQ(odd.glyph(codepoint), glyph) << codepoint;
+  }
+
+  // A subtable cut after its format field: the map fails on use, except for
+  // code points it cannot hold, which are answered without reading it.
+  const TrueType cut(fontFile(tables(cmap({{3, 1, std::string("\x00\x04", 2)}}))));
+  EXPECT_EQ(cut.glyph(0x1F600), 0);
+  try {
+    cut.glyph(0x41);
+    ADD_FAILURE() << "no exception";
+  } catch (const Exception& e) {
+    EXPECT_EQ(e.message(), "truncated TrueType font");
+  }
+}
+
+TEST(TrueType, Format12Lookups) {
+  const std::vector<Group> groups = {{0x20, 0x7E, 1},
+                                     {0x100, 0x100, 200},
+                                     {0x3000, 0x3001, 0xFFFF},
+                                     {0x4E00, 0x9FFF, 300},
+                                     {0x1F600, 0x1F64F, 0x10005}};
+  const TrueType font(fontFile(tables(cmap({{3, 10, format12(groups)}}))));
+  // Each group's edges and neighbours, judged by a linear scan.
+  std::vector<std::uint32_t> probes = {0, 0x41, 0x4E01, 0x10FFFF, 0xFFFFFFFF};
+  for (const Group& g : groups)
+    probes.insert(probes.end(), {g.start - 1, g.start, g.end, g.end + 1});
+  for (std::uint32_t c : probes) {
+    std::uint16_t linear = 0;
+    for (const Group& g : groups) {
+      if (g.start <= c && c <= g.end) linear = static_cast<std::uint16_t>(c - g.start + g.glyph);
+    }
+    EXPECT_EQ(font.glyph(c), linear) << c;
+  }
+  EXPECT_EQ(font.glyph(0x3001), 0);  // 0xFFFF + 1 wraps
+  EXPECT_EQ(font.glyph(0x1F601), 6);
+
+  EXPECT_EQ(TrueType(fontFile(tables(cmap({{3, 10, format12({})}})))).glyph(0x41), 0);
+  std::string lying = format12(groups);
+  lying[12] = '\x7F';  // numGroups far beyond the data
+  const TrueType hostile(fontFile(tables(cmap({{3, 10, lying}}))));
+  EXPECT_THROW(hostile.glyph(0x41), Exception);
+}
+
+// Every truncation and every single byte set to 0xFF either loads or throws
+// the engine's exception; lookups on what loads stay inside the file (the
+// sanitizers watch the reads). The table lengths are zeroed so that cutting
+// the file reaches the table reads instead of stopping at the directory.
+TEST(TrueType, DamagedFontsOnlyThrow) {
+  Bytes good = fontFile(tables(cmap(
+      {{3, 1, format4({{0x20, 0x7E, 3, {}}, {0x100, 0x101, 0, {4, 5}}, {0xFFFF, 0xFFFF, 1, {}}})},
+       {3, 10, format12({{0x20, 0x7E, 3}, {0x1F600, 0x1F64F, 9}})}})));
+  for (std::size_t record = 12; record < 12 + 16 * 5; record += 16)
+    std::fill_n(good.begin() + record + 12, 4, 0);
+  const auto exercise = [](const Bytes& file) {
+    try {
+      const TrueType font(file);
+      for (std::uint32_t c : {0x20u, 0x41u, 0x100u, 0x101u, 0xFFFFu, 0x1F600u}) font.glyph(c);
+    } catch (const Exception&) {
+    }
+  };
+  for (std::size_t size = 0; size < good.size(); ++size)
+    exercise(Bytes(good.begin(), good.begin() + size));
+  for (std::size_t i = 0; i < good.size(); ++i) {
+    Bytes damaged = good;
+    damaged[i] = 0xFF;
+    exercise(damaged);
+  }
+}
+
+// ---- A real font, judged by fontTools -------------------------------------
+
+std::string fontToolsPython() {
+  for (const char* python : {"python3", "/usr/bin/python3"}) {
+    if (test::run(std::string(python) + " -c 'import fontTools' >/dev/null 2>&1") == 0)
+      return python;
+  }
+  return "";
+}
+
+TEST(TrueType, DejaVuSansAgreesWithFontTools) {
+  const std::string path = "/usr/share/fonts/truetype/dejavu/DejaVuSans.ttf";
+  if (!std::filesystem::exists(path)) GTEST_SKIP() << "fonts-dejavu-core is not installed";
+  const std::string python = fontToolsPython();
+  if (python.empty()) GTEST_SKIP() << "python3 with fontTools is not available";
+
+  const std::vector<std::uint32_t> codepoints = {0x20,   0x41,    0x7A,   0xDF,   0xE9,
+                                                 0x3A9,  0x3B1,   0x416,  0x44F,  0x2192,
+                                                 0xFB01, 0x10300, 0xE000, 0x1F600};
+  std::string script =
+      "import sys\nfrom fontTools.ttLib import TTFont\nf = TTFont(sys.argv[1])\n"
+      "h, hh = f['head'], f['hhea']\n"
+      "print(h.unitsPerEm, h.xMin, h.yMin, h.xMax, h.yMax, hh.ascent, hh.descent, "
+      "f['maxp'].numGlyphs)\n"
+      "print(' '.join(str(f['hmtx'][n][0]) for n in f.getGlyphOrder()))\n"
+      "m = f.getBestCmap()\n"
+      "for c in sys.argv[2:]:\n"
+      "    n = m.get(int(c))\n"
+      "    print(f.getGlyphID(n) if n else 0)\n";
+  const std::string scriptPath = test::writeTempFile("true_type_oracle.py", script);
+  const std::string outPath = test::tempDirectory() + "/true_type_oracle.txt";
+  std::string command = python + " " + scriptPath + " " + path;
+  for (std::uint32_t c : codepoints) command += " " + std::to_string(c);
+  ASSERT_EQ(test::run(command + " > " + outPath), 0);
+  std::istringstream oracle(test::readFile(outPath));
+
+  const std::string file = test::readFile(path);
+  const TrueType font(Bytes(file.begin(), file.end()));
+  std::vector<long> metrics(8);
+  for (long& value : metrics) oracle >> value;
+  ASSERT_TRUE(oracle);
+  EXPECT_EQ(metrics, (std::vector<long>{font.unitsPerEm, font.xMin, font.yMin, font.xMax, font.yMax,
+                                        font.ascender, font.descender,
+                                        static_cast<long>(font.advances.size())}))
+      << "units per em, bbox, ascender, descender, glyph count";
+  std::vector<std::uint16_t> advances(static_cast<std::size_t>(metrics[7]));
+  for (std::uint16_t& advance : advances) oracle >> advance;
+  EXPECT_EQ(font.advances, advances);
+  for (std::uint32_t c : codepoints) {
+    std::uint16_t glyph = 0;
+    oracle >> glyph;
+    ASSERT_TRUE(oracle);
+    EXPECT_EQ(font.glyph(c), glyph) << c;
+  }
+  EXPECT_NE(font.glyph(0x10300), 0);  // the astral lookup really went through format 12
+}
+
+}  // namespace
+}  // namespace zopra::pdf
