@@ -1,0 +1,151 @@
+#include "pdf/write/value_writer.h"
+
+#include <charconv>
+#include <cmath>
+#include <cstdint>
+
+namespace zopra::pdf {
+
+namespace {
+
+// Values come from the lexer, whose nesting is bounded far below this, or
+// from the engine's own edits; deeper values are cut off as null rather than
+// recursing without limit.
+constexpr int kMaxDepth = 1000;
+
+constexpr char kHexUpper[] = "0123456789ABCDEF";
+constexpr char kHexLower[] = "0123456789abcdef";
+
+// %.{precision}g in the C locale. NaN and infinities have no PDF syntax and
+// would make readers reject the file, so they are written as 0.
+std::string_view formatNumber(double number, int precision, char (&buffer)[64]) {
+  if (!std::isfinite(number)) number = 0.0;
+  auto result = std::to_chars(buffer, buffer + sizeof buffer, number, std::chars_format::general,
+                              precision);
+  return std::string_view(buffer, static_cast<std::size_t>(result.ptr - buffer));
+}
+
+// Unformatted, so that a width or fill left on the caller's stream cannot
+// pad the output.
+void text(std::ostream& out, std::string_view piece) {
+  out.write(piece.data(), static_cast<std::streamsize>(piece.size()));
+}
+
+void writeUnsigned(std::ostream& out, std::uint32_t number) {
+  char buffer[16];
+  auto result = std::to_chars(buffer, buffer + sizeof buffer, number);
+  out.write(buffer, result.ptr - buffer);
+}
+
+bool needsEscape(unsigned char byte) {
+  if (byte < 0x21 || byte > 0x7E) return true;
+  switch (byte) {
+    case '#': case '%': case '(': case ')': case '/':
+    case '<': case '>': case '[': case ']': case '{': case '}':
+      return true;
+    default:
+      return false;
+  }
+}
+
+void writeHexString(std::ostream& out, const std::string& bytes) {
+  char chunk[512];
+  std::size_t used = 0;
+  chunk[used++] = '<';
+  for (char c : bytes) {
+    if (used + 2 > sizeof chunk) {
+      out.write(chunk, static_cast<std::streamsize>(used));
+      used = 0;
+    }
+    auto byte = static_cast<unsigned char>(c);
+    chunk[used++] = kHexLower[byte >> 4];
+    chunk[used++] = kHexLower[byte & 0x0F];
+  }
+  if (used + 1 > sizeof chunk) {
+    out.write(chunk, static_cast<std::streamsize>(used));
+    used = 0;
+  }
+  chunk[used++] = '>';
+  out.write(chunk, static_cast<std::streamsize>(used));
+}
+
+void writeNested(std::ostream& out, const Value& value, int depth) {
+  if (depth > kMaxDepth) {
+    text(out, "null");
+    return;
+  }
+  switch (value.kind) {
+    case Value::Kind::Null:
+      text(out, "null");
+      break;
+    case Value::Kind::Boolean:
+      text(out, (value.boolean ? "true" : "false"));
+      break;
+    case Value::Kind::Number: {
+      char buffer[64];
+      text(out, formatNumber(value.number, 12, buffer));
+      break;
+    }
+    case Value::Kind::String:
+      writeHexString(out, value.text);
+      break;
+    case Value::Kind::Name:
+      text(out, escapeName(value.text));
+      break;
+    case Value::Kind::Array:
+      out.put('[');
+      for (const Value& item : value.array) {
+        writeNested(out, item, depth + 1);
+        out.put(' ');
+      }
+      out.put(']');
+      break;
+    case Value::Kind::Dictionary:
+      text(out, "<<");
+      for (const auto& [key, item] : value.dictionary) {
+        out.put('\n');
+        text(out, escapeName(key));
+        out.put(' ');
+        writeNested(out, item, depth + 1);
+      }
+      text(out, "\n>>");
+      break;
+    case Value::Kind::Reference:
+      writeUnsigned(out, value.objectNumber);
+      out.put(' ');
+      writeUnsigned(out, value.generation);
+      text(out, " R");
+      break;
+    case Value::Kind::Keyword:
+      text(out, value.text);
+      break;
+  }
+}
+
+}  // namespace
+
+void writeValue(std::ostream& out, const Value& value) { writeNested(out, value, 0); }
+
+std::string escapeName(std::string_view name) {
+  std::string result;
+  result.reserve(name.size() + 1);
+  result.push_back('/');
+  for (char c : name) {
+    auto byte = static_cast<unsigned char>(c);
+    if (needsEscape(byte)) {
+      result.push_back('#');
+      result.push_back(kHexUpper[byte >> 4]);
+      result.push_back(kHexUpper[byte & 0x0F]);
+    } else {
+      result.push_back(c);
+    }
+  }
+  return result;
+}
+
+std::string numberText(double number) {
+  char buffer[64];
+  return std::string(formatNumber(number, 10, buffer));
+}
+
+}  // namespace zopra::pdf
