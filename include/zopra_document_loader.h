@@ -276,6 +276,48 @@ ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderGetPageTextSize(ZOPRADocume
 ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderGetPageText(ZOPRADocumentLoader* loader,
                                                                 char* buffer, uint32_t bufferSize);
 
+/*
+ * zopraDocumentLoaderWriteDocumentA
+ *   Writes the open document, with every change made through this handle, to
+ *   a new PDF file. The output is a complete, unencrypted PDF with one classic
+ *   cross-reference table: documents opened from encrypted files are written
+ *   decrypted, objects of object streams become ordinary objects, and streams
+ *   keep their bytes as they are (nothing is recompressed). Header versions
+ *   before 1.4 are written as 1.4.
+ *   The file appears only when it is complete: it is written under a
+ *   temporary name in the same folder and then renamed over path, so a failed
+ *   call leaves no partial file and any earlier file at path untouched.
+ *   Writing to the file the document was read from works, since the whole
+ *   input is held in memory, but the earlier content is then gone.
+ * Parameters
+ *   loader  [in] the handle.
+ *   path    [in] NUL-terminated path of the file to write, in the platform's
+ *           narrow encoding; must not be NULL or empty. An existing file is
+ *           replaced.
+ * Returns
+ *   ZOPRA_STATUS_SUCCESS; ZOPRA_STATUS_INVALID_ARGUMENT when loader or path
+ *   is NULL, path is empty or no document is open;
+ *   ZOPRA_STATUS_BROKEN_STREAM when an object stream of the document cannot
+ *   be decoded; ZOPRA_STATUS_MEMORY_INSUFFICIENT; ZOPRA_STATUS_OTHER_ERROR
+ *   when the file cannot be created or written, or an object of the document
+ *   is damaged.
+ * Ownership
+ *   The caller keeps path; the handle and its document are unchanged and
+ *   stay open.
+ */
+ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderWriteDocumentA(ZOPRADocumentLoader* loader,
+                                                                   const char* path);
+
+/*
+ * zopraDocumentLoaderWriteDocumentW
+ *   The wide-character form is not supported on this platform.
+ * Returns
+ *   Always ZOPRA_STATUS_NOT_SUPPORTED, whatever the arguments (NULL included);
+ *   nothing is touched.
+ */
+ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderWriteDocumentW(ZOPRADocumentLoader* loader,
+                                                                   const wchar_t* path);
+
 #ifdef __cplusplus
 }
 #endif

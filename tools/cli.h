@@ -19,7 +19,8 @@ enum {
   EXIT_BROKEN_STREAM = 5,
   EXIT_NO_MEMORY = 6,
   EXIT_INVALID_ARGUMENT = 7,
-  EXIT_NOT_SUPPORTED = 8
+  EXIT_NOT_SUPPORTED = 8,
+  EXIT_WRITE_FAILED = 9
 };
 
 /* Internal result of argument parsing: help was printed, exit with success. */
@@ -43,5 +44,6 @@ int finishOutput(void);
 
 int runText(int argc, char** argv);
 int runItems(int argc, char** argv);
+int runRewrite(int argc, char** argv);
 
 #endif

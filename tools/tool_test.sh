@@ -76,6 +76,29 @@ expect_run "items" 0 - - items "$sample" --page 2
 printf '282.17\t744\t10\t11.66\t-2-\n' >"$work/item.txt"
 head -n 1 "$work/stdout" | cmp -s - "$work/item.txt" || fail "items: unexpected first line $(head -n 1 "$work/stdout")"
 
+# Rewrite: the copy reads like the original and passes qpdf's check; the
+# input itself is never the output, however its path is spelt.
+cp "$sample" "$work/in.pdf"
+expect_run "rewrite" 0 /dev/null - rewrite "$work/in.pdf" "$work/out.pdf"
+expect_run "rewrite output" 0 "$work/sample.txt" - info "$work/out.pdf"
+"$tool" text "$work/in.pdf" >"$work/in.txt"
+"$tool" text "$work/out.pdf" >"$work/out.txt"
+cmp -s "$work/in.txt" "$work/out.txt" || fail "rewrite: the text of the copy differs"
+if command -v qpdf >/dev/null 2>&1 && ! qpdf --check "$work/out.pdf" >/dev/null 2>&1; then
+  fail "rewrite: qpdf --check rejects the copy"
+fi
+ln -s in.pdf "$work/link.pdf"
+refusal="refusing to overwrite the input file"
+expect_run "rewrite onto the input" 2 /dev/null "in.pdf: $refusal" \
+  rewrite "$work/in.pdf" "$work/in.pdf"
+expect_run "rewrite onto a link to the input" 2 /dev/null "link.pdf: $refusal" \
+  rewrite "$work/in.pdf" "$work/link.pdf"
+expect_run "rewrite onto the input by another path" 2 /dev/null "$refusal" \
+  rewrite "$work/in.pdf" "$work/../$(basename "$work")/in.pdf"
+cmp -s "$sample" "$work/in.pdf" || fail "rewrite changed its input"
+expect_run "rewrite into a missing folder" 9 /dev/null "missing/out.pdf: cannot write the file" \
+  rewrite "$work/in.pdf" "$work/missing/out.pdf"
+
 # Failures: one stderr line naming the file, one exit code per status.
 printf 'not a pdf at all\n' >"$work/text.pdf"
 expect_run "not a PDF" 3 - "$work/text.pdf: not a PDF or damaged" info "$work/text.pdf"
@@ -102,6 +125,7 @@ expect_usage "unknown command" "unknown command: frobnicate" frobnicate
 expect_usage "unknown option" "unknown option: --frob" info --frob "$pdf"
 expect_usage "items without a page" "no page given" items "$sample"
 expect_usage "bad page number" "not a page number: x" text "$sample" -f x
+expect_usage "rewrite without an output" "needs an input and an output" rewrite "$sample"
 expect_run "help" 0 - - --help
 grep -q "needs a password" "$work/stdout" || fail "--help does not list the exit codes"
 

@@ -44,6 +44,9 @@ static const Subcommand kSubcommands[] = {
      "print the text of the pages, each page followed by a form feed", runText},
     {"items", "FILE --page N [--json]",
      "print the text items of one page with position, font size and width", runItems},
+    {"rewrite", "IN OUT",
+     "write IN as a new, unencrypted PDF file OUT with a plain cross-reference table",
+     runRewrite},
 };
 
 #define SUBCOMMAND_COUNT (sizeof kSubcommands / sizeof kSubcommands[0])
@@ -73,6 +76,8 @@ void printHelp(void) {
   printf("  --version  print the library version and exit\n");
   printf("\nPage sizes are in PDF units (1/72 inch), as the page is displayed\n");
   printf("(width and height exchanged for pages rotated by 90 or 270 degrees).\n");
+  printf("\nrewrite never replaces its input: an OUT that is the input file itself,\n");
+  printf("under any name, is refused with exit status %d.\n", EXIT_USAGE);
   printf("\nExit status:\n");
   printf("  %d  success\n", EXIT_OK);
   printf("  %d  unexpected library status\n", EXIT_UNKNOWN_STATUS);
@@ -81,6 +86,9 @@ void printHelp(void) {
     printf("  %d  %s (library status %d)\n", kStatuses[i].exitCode, kStatuses[i].meaning,
            (int)kStatuses[i].status);
   }
+  printf("  %d  rewrite: the output cannot be written, or an object of the input is\n"
+         "     damaged (library status %d)\n",
+         EXIT_WRITE_FAILED, (int)ZOPRA_STATUS_OTHER_ERROR);
 }
 
 int usageError(const char* message, const char* argument) {

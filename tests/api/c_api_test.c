@@ -232,8 +232,54 @@ static void checkValidDocument(void) {
   zopraDocumentLoaderDestroy(loader);
 }
 
+static void checkWriting(void) {
+  ZOPRADocumentLoader* loader = NULL;
+  ZOPRADocumentLoader* reader = NULL;
+  char output[512];
+  char missing[512];
+  uint32_t count = 0;
+  uint32_t rotation = 999;
+  double width = -1.0;
+  double height = -1.0;
+  snprintf(output, sizeof output, "%s/written.pdf", tempDir);
+  snprintf(missing, sizeof missing, "%s/no-such-folder/written.pdf", tempDir);
+  CHECK_STATUS(ZOPRA_STATUS_NOT_SUPPORTED, zopraDocumentLoaderWriteDocumentW(NULL, NULL));
+  CHECK_STATUS(ZOPRA_STATUS_INVALID_ARGUMENT, zopraDocumentLoaderWriteDocumentA(NULL, output));
+  if (zopraDocumentLoaderCreate(&loader) != ZOPRA_STATUS_SUCCESS ||
+      zopraDocumentLoaderCreate(&reader) != ZOPRA_STATUS_SUCCESS) {
+    CHECK(!"create failed");
+    zopraDocumentLoaderDestroy(loader);
+    return;
+  }
+  CHECK_STATUS(ZOPRA_STATUS_NOT_SUPPORTED, zopraDocumentLoaderWriteDocumentW(loader, L"x.pdf"));
+  /* Nothing is open yet. */
+  CHECK_STATUS(ZOPRA_STATUS_INVALID_ARGUMENT, zopraDocumentLoaderWriteDocumentA(loader, output));
+  CHECK(access(output, F_OK) != 0);
+
+  CHECK_STATUS(ZOPRA_STATUS_SUCCESS, zopraDocumentLoaderOpenFileA(loader, writeTwoPageFile()));
+  CHECK_STATUS(ZOPRA_STATUS_INVALID_ARGUMENT, zopraDocumentLoaderWriteDocumentA(loader, NULL));
+  CHECK_STATUS(ZOPRA_STATUS_INVALID_ARGUMENT, zopraDocumentLoaderWriteDocumentA(loader, ""));
+  CHECK_STATUS(ZOPRA_STATUS_OTHER_ERROR, zopraDocumentLoaderWriteDocumentA(loader, missing));
+  CHECK_STATUS(ZOPRA_STATUS_SUCCESS, zopraDocumentLoaderWriteDocumentA(loader, output));
+  /* The document stays open after writing. */
+  CHECK_STATUS(ZOPRA_STATUS_SUCCESS, zopraDocumentLoaderGetPageCount(loader, &count));
+
+  CHECK_STATUS(ZOPRA_STATUS_SUCCESS, zopraDocumentLoaderOpenFileA(reader, output));
+  CHECK_STATUS(ZOPRA_STATUS_SUCCESS, zopraDocumentLoaderGetPageCount(reader, &count));
+  CHECK(count == 2);
+  CHECK_STATUS(ZOPRA_STATUS_SUCCESS,
+               zopraDocumentLoaderGetPageSize(reader, &width, &height, &rotation, 0));
+  CHECK(near(width, 792.0) && near(height, 612.0) && rotation == 90);
+  CHECK_STATUS(ZOPRA_STATUS_SUCCESS,
+               zopraDocumentLoaderGetPageSize(reader, &width, &height, &rotation, 1));
+  CHECK(near(width, 300.5) && near(height, 400.0) && rotation == 0);
+  zopraDocumentLoaderDestroy(reader);
+  zopraDocumentLoaderDestroy(loader);
+}
+
 static void removeTempDir(void) {
-  static const char* names[] = {"short.pdf", "blank-line.pdf", "text.pdf", "two-pages.pdf"};
+  static const char* names[] = {"short.pdf", "blank-line.pdf", "text.pdf", "two-pages.pdf",
+                                "written.pdf"};
   char path[512];
   size_t i;
   for (i = 0; i < sizeof names / sizeof names[0]; ++i) {
@@ -253,6 +299,7 @@ int main(void) {
   checkArgumentHandling();
   checkRejectedFiles();
   checkValidDocument();
+  checkWriting();
   removeTempDir();
   printf("%d passed, %d failed\n", passed, failed);
   return failed == 0 ? 0 : 1;

@@ -57,6 +57,8 @@ class CompressedIndex {
   bool empty() const { return entries_.empty(); }
   std::size_t size() const { return entries_.size(); }
   std::uint32_t highest() const { return entries_.empty() ? 0 : entries_.back().number; }
+  // The object number of the index-th entry, in ascending order (index < size()).
+  std::uint32_t numberAt(std::size_t index) const { return entries_[index].number; }
   void clear() {
     entries_.clear();
     runs_.clear();

@@ -152,6 +152,14 @@ class Document {
   std::shared_ptr<const ObjectStreamData> objectStreamData(std::uint32_t number, std::size_t size);
   void keepObjectStreamData(std::uint32_t number, std::shared_ptr<const ObjectStreamData> data);
 
+  // ---- Writing (write) -------------------------------------------------------
+  // Writes every object to `path` as a new, unencrypted PDF with one classic
+  // cross-reference table. The file appears only when it is complete: it is
+  // written under another name beside the target and renamed at the end.
+  // Returns Error::Io when the file cannot be created or written, or the kind
+  // of a damaged object met on the way.
+  Error save(const std::string& path);
+
   // ---- Streams (filters) ------------------------------------------------------
   // Runs the stream's filter chain and predictors; throws Exception(Error::Stream).
   Bytes decodeStream(const Object& object) const;

@@ -1,0 +1,29 @@
+// Writing the open document to a new file.
+#include <string>
+
+#include "api/loader.h"
+#include "api/status.h"
+#include "zopra_document_loader.h"
+
+using zopra::api::guarded;
+using zopra::api::statusFor;
+
+extern "C" {
+
+ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderWriteDocumentA(ZOPRADocumentLoader* loader,
+                                                                   const char* path) {
+  if (!loader || !path || !loader->opened || path[0] == '\0') {
+    return ZOPRA_STATUS_INVALID_ARGUMENT;
+  }
+  return guarded([&] {
+    std::string ownedPath(path);
+    return statusFor(loader->document.save(ownedPath));
+  });
+}
+
+ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderWriteDocumentW(ZOPRADocumentLoader*,
+                                                                   const wchar_t*) {
+  return ZOPRA_STATUS_NOT_SUPPORTED;
+}
+
+}  // extern "C"

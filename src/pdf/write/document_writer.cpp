@@ -1,0 +1,306 @@
+// Document::save: every object of the document, parsed or not yet parsed,
+// written out in ascending number as one complete, unencrypted file with a
+// classic cross-reference table. Nothing is compressed: streams keep the
+// bytes the document holds for them.
+#include <algorithm>
+#include <charconv>
+#include <cstdint>
+#include <exception>
+#include <locale>
+#include <ostream>
+#include <streambuf>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "pdf/model/document.h"
+#include "pdf/write/output_file.h"
+#include "pdf/write/value_writer.h"
+
+namespace zopra::pdf {
+
+namespace {
+
+// A run of more free numbers than this between two written objects starts a
+// new subsection of the table instead of being listed entry by entry. Real
+// files number their objects densely; a crafted file naming object 4000000000
+// must not turn into 80 GB of free entries.
+constexpr std::uint32_t kMaxFreeRun = 256;
+// Generations above this have no place in a cross-reference entry.
+constexpr std::uint32_t kMaxGeneration = 65535;
+// Ten digits is all a table entry has for an offset.
+constexpr std::uint64_t kMaxOffset = 9999999999ULL;
+
+constexpr const char* kDroppedTrailerKeys[] = {"Encrypt", "Prev",   "XRefStm",     "W",   "Index",
+                                               "Length",  "Filter", "DecodeParms", "Type"};
+
+// Forwards to the file and counts the bytes, so that object offsets are
+// known without asking the file for its position.
+class CountingBuffer final : public std::streambuf {
+ public:
+  explicit CountingBuffer(std::streambuf& sink) : sink_(sink) {}
+  std::uint64_t position() const { return count_; }
+
+ protected:
+  int_type overflow(int_type ch) override {
+    if (traits_type::eq_int_type(ch, traits_type::eof())) return traits_type::not_eof(ch);
+    if (traits_type::eq_int_type(sink_.sputc(traits_type::to_char_type(ch)), traits_type::eof())) {
+      return traits_type::eof();
+    }
+    ++count_;
+    return ch;
+  }
+  std::streamsize xsputn(const char* data, std::streamsize size) override {
+    std::streamsize done = sink_.sputn(data, size);
+    if (done > 0) count_ += static_cast<std::uint64_t>(done);
+    return done;
+  }
+  int sync() override { return sink_.pubsync(); }
+
+ private:
+  std::streambuf& sink_;
+  std::uint64_t count_ = 0;
+};
+
+struct TableEntry {
+  std::uint32_t number;
+  std::uint32_t generation;
+  std::uint64_t offset;
+};
+
+// How an object was held before the writer fetched it; the writer gives it
+// back in the same state, so saving a large file does not leave every one of
+// its objects parsed in memory.
+enum class Held { Parsed, Unparsed, Compressed };
+
+void put(std::ostream& out, std::string_view text) {
+  out.write(text.data(), static_cast<std::streamsize>(text.size()));
+}
+
+void putNumber(std::ostream& out, std::uint64_t number) {
+  char buffer[24];
+  auto result = std::to_chars(buffer, buffer + sizeof buffer, number);
+  out.write(buffer, result.ptr - buffer);
+}
+
+// `number` as exactly `width` digits, zero-padded (the caller keeps it in range).
+void putPadded(std::ostream& out, std::uint64_t number, int width) {
+  char buffer[24];
+  for (int i = width - 1; i >= 0; --i) {
+    buffer[i] = static_cast<char>('0' + number % 10);
+    number /= 10;
+  }
+  out.write(buffer, width);
+}
+
+class DocumentWriter {
+ public:
+  DocumentWriter(Document& document, std::ostream& file)
+      : document_(document), counter_(*file.rdbuf()), out_(&counter_) {
+    out_.imbue(std::locale::classic());
+  }
+
+  // Writes the whole file; false when the output stream failed on the way.
+  bool write() {
+    writeHeader();
+    const std::vector<std::uint32_t> numbers = objectNumbers();
+    for (std::uint32_t number : numbers) writeObject(number);
+    const std::uint64_t tableSize = numbers.empty() ? 1 : std::uint64_t{numbers.back()} + 1;
+    const std::uint64_t tableOffset = counter_.position();
+    writeTable(tableSize);
+    writeTrailer(tableSize, tableOffset);
+    out_.flush();
+    return !out_.fail();
+  }
+
+ private:
+  void writeHeader() {
+    // Readers of 1.4 and later handle everything the writer produces; older
+    // version numbers are raised to it.
+    const std::string& version = document_.version < "1.4" ? std::string("1.4") : document_.version;
+    put(out_, "%PDF-");
+    put(out_, version);
+    put(out_, "\n%\xE2\xE3\xCF\xD3\n");
+  }
+
+  // The numbers of the parsed and unparsed objects and of the objects still
+  // inside object streams, ascending and without repeats. Number 0 heads the
+  // free list of every table and cannot be an object of the new file.
+  std::vector<std::uint32_t> objectNumbers() const {
+    const CompressedIndex& compressed = document_.compressedObjects;
+    std::vector<std::uint32_t> numbers;
+    numbers.reserve(document_.objects.size() + compressed.size());
+    auto parsed = document_.objects.begin();
+    std::size_t index = 0;
+    while (parsed != document_.objects.end() || index < compressed.size()) {
+      std::uint32_t next;
+      if (index >= compressed.size() ||
+          (parsed != document_.objects.end() && parsed->first <= compressed.numberAt(index))) {
+        next = parsed->first;
+        ++parsed;
+      } else {
+        next = compressed.numberAt(index);
+        ++index;
+      }
+      if (next != 0 && (numbers.empty() || numbers.back() != next)) numbers.push_back(next);
+    }
+    return numbers;
+  }
+
+  void writeObject(std::uint32_t number) {
+    // The Encrypt dictionary has no meaning in an unencrypted file.
+    const std::uint32_t encryptObject = document_.encryption.dictionaryObject;
+    if (encryptObject != 0 && number == encryptObject) return;
+    auto slot = document_.objects.find(number);
+    const Held held = slot == document_.objects.end() ? Held::Compressed
+                      : slot->second.loaded           ? Held::Parsed
+                                                      : Held::Unparsed;
+    Object* object = document_.object(number);
+    if (!object) return;
+    const Value* type = object->value.isDictionary() ? object->value.find("Type") : nullptr;
+    // Cross-reference streams describe the input file's layout; the new file
+    // has its own table.
+    if (!(type && type->isName("XRef"))) {
+      const std::uint64_t offset = counter_.position();
+      if (offset > kMaxOffset) throw Exception(Error::Io, "failed while writing output PDF");
+      const std::uint32_t generation = std::min(object->generation, kMaxGeneration);
+      table_.push_back({number, generation, offset});
+      putNumber(out_, number);
+      out_.put(' ');
+      putNumber(out_, generation);
+      put(out_, " obj\n");
+      if (object->isStream) {
+        writeStream(*object);
+      } else {
+        writeValue(out_, object->value);
+        out_.put('\n');
+      }
+      put(out_, "endobj\n");
+    }
+    release(number, held);
+  }
+
+  void writeStream(Object& object) {
+    if (!object.value.isDictionary()) object.value = Value::Dictionary({});
+    ValueDictionary& dictionary = object.value.dictionary;
+    if (object.createdStream) {
+      // Streams made by the engine hold plain bytes.
+      dictionary.erase("Filter");
+      dictionary.erase("DecodeParms");
+    }
+    const std::uint64_t length = object.data.empty() ? object.streamLength : object.data.size();
+    dictionary.insert_or_assign("Length", Value::Number(static_cast<double>(length)));
+    writeValue(out_, object.value);
+    put(out_, "\nstream\n");
+    if (!object.data.empty()) {
+      out_.write(reinterpret_cast<const char*>(object.data.data()),
+                 static_cast<std::streamsize>(object.data.size()));
+    } else if (length != 0) {
+      // Bytes still in the input file are copied straight from it rather
+      // than into memory first.
+      const Bytes& file = document_.file;
+      if (object.streamOffset > file.size() || length > file.size() - object.streamOffset) {
+        throw Exception(Error::Format, "invalid PDF stream range");
+      }
+      out_.write(reinterpret_cast<const char*>(file.data() + object.streamOffset),
+                 static_cast<std::streamsize>(length));
+    }
+    put(out_, "\nendstream\n");
+  }
+
+  // Returns an object fetched only for writing to the state it was in.
+  void release(std::uint32_t number, Held held) {
+    if (held == Held::Compressed) {
+      document_.objects.erase(number);
+    } else if (held == Held::Unparsed) {
+      auto slot = document_.objects.find(number);
+      if (slot == document_.objects.end()) return;
+      Object unparsed;
+      unparsed.number = number;
+      unparsed.offset = slot->second.offset;
+      slot->second = std::move(unparsed);
+    }
+  }
+
+  void writeTable(std::uint64_t tableSize) {
+    // Subsections as [first, end) ranges of object numbers.
+    std::vector<std::pair<std::uint64_t, std::uint64_t>> sections;
+    std::uint64_t first = 0;
+    std::uint64_t end = 1;
+    for (const TableEntry& entry : table_) {
+      if (entry.number - end > kMaxFreeRun) {
+        sections.emplace_back(first, end);
+        first = entry.number;
+      }
+      end = std::uint64_t{entry.number} + 1;
+    }
+    // Trailing objects that were not written (an XRef stream, say) are listed as free.
+    if (tableSize - end <= kMaxFreeRun) end = tableSize;
+    sections.emplace_back(first, end);
+
+    put(out_, "xref\n");
+    auto written = table_.begin();
+    for (const auto& [sectionFirst, sectionEnd] : sections) {
+      putNumber(out_, sectionFirst);
+      out_.put(' ');
+      putNumber(out_, sectionEnd - sectionFirst);
+      out_.put('\n');
+      for (std::uint64_t number = sectionFirst; number < sectionEnd; ++number) {
+        if (number == 0) {
+          put(out_, "0000000000 65535 f \n");
+        } else if (written != table_.end() && written->number == number) {
+          putPadded(out_, written->offset, 10);
+          out_.put(' ');
+          putPadded(out_, written->generation, 5);
+          put(out_, " n \n");
+          ++written;
+        } else {
+          put(out_, "0000000000 00000 f \n");
+        }
+      }
+    }
+  }
+
+  void writeTrailer(std::uint64_t tableSize, std::uint64_t tableOffset) {
+    Value trailer = document_.trailer.isDictionary() ? document_.trailer : Value::Dictionary({});
+    for (const char* key : kDroppedTrailerKeys) trailer.dictionary.erase(key);
+    trailer.dictionary.insert_or_assign("Size", Value::Number(static_cast<double>(tableSize)));
+    put(out_, "trailer\n");
+    writeValue(out_, trailer);
+    put(out_, "\nstartxref\n");
+    putNumber(out_, tableOffset);
+    put(out_, "\n%%EOF\n");
+  }
+
+  Document& document_;
+  CountingBuffer counter_;
+  std::ostream out_;
+  std::vector<TableEntry> table_;
+};
+
+}  // namespace
+
+Error Document::save(const std::string& path) {
+  setError(Error::None, std::string());
+  try {
+    OutputFile output;
+    if (!output.open(path)) {
+      setError(Error::Io, "failed to create output PDF");
+      return Error::Io;
+    }
+    DocumentWriter writer(*this, output.stream());
+    if (!writer.write() || !output.commit()) {
+      setError(Error::Io, "failed while writing output PDF");
+      return Error::Io;
+    }
+    return Error::None;
+  } catch (const Exception& failure) {
+    setError(failure.kind(), failure.message());
+    return failure.kind();
+  } catch (const std::exception& failure) {
+    setError(Error::Io, failure.what());
+    return Error::Io;
+  }
+}
+
+}  // namespace zopra::pdf

@@ -1,0 +1,171 @@
+#include "pdf/write/value_writer.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <cstdint>
+
+namespace zopra::pdf {
+
+namespace {
+
+// Values come from the lexer, whose nesting is bounded far below this, or
+// from the engine's own edits; deeper values are cut off as null rather than
+// recursing without limit.
+constexpr int kMaxDepth = 1000;
+
+constexpr char kHexUpper[] = "0123456789ABCDEF";
+constexpr char kHexLower[] = "0123456789abcdef";
+
+// Room for any double in plain decimals.
+constexpr std::size_t kNumberBuffer = 400;
+// Plain decimals stop here: smaller magnitudes are written as 0.
+constexpr int kMaxDecimals = 20;
+
+// %.{precision}g in the C locale, except that PDF syntax has no exponents: a
+// number that format would write with one (8e-06, 1.2e+12) is written with
+// the same significant digits in plain decimals (0.000008, 1200000000000).
+// NaN and infinities have no PDF syntax either and would make readers
+// reject the file, so they are written as 0.
+std::string_view formatNumber(double number, int precision, char (&buffer)[kNumberBuffer]) {
+  if (!std::isfinite(number)) number = 0.0;
+  auto result = std::to_chars(buffer, buffer + sizeof buffer, number, std::chars_format::general,
+                              precision);
+  std::string_view text(buffer, static_cast<std::size_t>(result.ptr - buffer));
+  if (text.find('e') == std::string_view::npos) return text;
+  int exponent = static_cast<int>(std::floor(std::log10(std::fabs(number))));
+  int decimals = std::clamp(precision - 1 - exponent, 0, kMaxDecimals);
+  result = std::to_chars(buffer, buffer + sizeof buffer, number, std::chars_format::fixed, decimals);
+  text = std::string_view(buffer, static_cast<std::size_t>(result.ptr - buffer));
+  if (text.find('.') != std::string_view::npos) {
+    while (text.back() == '0') text.remove_suffix(1);
+    if (text.back() == '.') text.remove_suffix(1);
+  }
+  if (text == "-0" || text.empty()) text = "0";
+  return text;
+}
+
+// Unformatted, so that a width or fill left on the caller's stream cannot
+// pad the output.
+void text(std::ostream& out, std::string_view piece) {
+  out.write(piece.data(), static_cast<std::streamsize>(piece.size()));
+}
+
+void writeUnsigned(std::ostream& out, std::uint32_t number) {
+  char buffer[16];
+  auto result = std::to_chars(buffer, buffer + sizeof buffer, number);
+  out.write(buffer, result.ptr - buffer);
+}
+
+bool needsEscape(unsigned char byte) {
+  if (byte < 0x21 || byte > 0x7E) return true;
+  switch (byte) {
+    case '#': case '%': case '(': case ')': case '/':
+    case '<': case '>': case '[': case ']': case '{': case '}':
+      return true;
+    default:
+      return false;
+  }
+}
+
+void writeHexString(std::ostream& out, const std::string& bytes) {
+  char chunk[512];
+  std::size_t used = 0;
+  chunk[used++] = '<';
+  for (char c : bytes) {
+    if (used + 2 > sizeof chunk) {
+      out.write(chunk, static_cast<std::streamsize>(used));
+      used = 0;
+    }
+    auto byte = static_cast<unsigned char>(c);
+    chunk[used++] = kHexLower[byte >> 4];
+    chunk[used++] = kHexLower[byte & 0x0F];
+  }
+  if (used + 1 > sizeof chunk) {
+    out.write(chunk, static_cast<std::streamsize>(used));
+    used = 0;
+  }
+  chunk[used++] = '>';
+  out.write(chunk, static_cast<std::streamsize>(used));
+}
+
+void writeNested(std::ostream& out, const Value& value, int depth) {
+  if (depth > kMaxDepth) {
+    text(out, "null");
+    return;
+  }
+  switch (value.kind) {
+    case Value::Kind::Null:
+      text(out, "null");
+      break;
+    case Value::Kind::Boolean:
+      text(out, (value.boolean ? "true" : "false"));
+      break;
+    case Value::Kind::Number: {
+      char buffer[kNumberBuffer];
+      text(out, formatNumber(value.number, 12, buffer));
+      break;
+    }
+    case Value::Kind::String:
+      writeHexString(out, value.text);
+      break;
+    case Value::Kind::Name:
+      text(out, escapeName(value.text));
+      break;
+    case Value::Kind::Array:
+      out.put('[');
+      for (const Value& item : value.array) {
+        writeNested(out, item, depth + 1);
+        out.put(' ');
+      }
+      out.put(']');
+      break;
+    case Value::Kind::Dictionary:
+      text(out, "<<");
+      for (const auto& [key, item] : value.dictionary) {
+        out.put('\n');
+        text(out, escapeName(key));
+        out.put(' ');
+        writeNested(out, item, depth + 1);
+      }
+      text(out, "\n>>");
+      break;
+    case Value::Kind::Reference:
+      writeUnsigned(out, value.objectNumber);
+      out.put(' ');
+      writeUnsigned(out, value.generation);
+      text(out, " R");
+      break;
+    case Value::Kind::Keyword:
+      text(out, value.text);
+      break;
+  }
+}
+
+}  // namespace
+
+void writeValue(std::ostream& out, const Value& value) { writeNested(out, value, 0); }
+
+std::string escapeName(std::string_view name) {
+  std::string result;
+  result.reserve(name.size() + 1);
+  result.push_back('/');
+  for (char c : name) {
+    auto byte = static_cast<unsigned char>(c);
+    if (needsEscape(byte)) {
+      result.push_back('#');
+      result.push_back(kHexUpper[byte >> 4]);
+      result.push_back(kHexUpper[byte & 0x0F]);
+    } else {
+      result.push_back(c);
+    }
+  }
+  return result;
+}
+
+std::string numberText(double number) {
+  char buffer[kNumberBuffer];
+  return std::string(formatNumber(number, 10, buffer));
+}
+
+}  // namespace zopra::pdf

@@ -1,0 +1,23 @@
+// The text form of PDF values as the document writer puts them into a file.
+// Numbers are formatted without any locale, so the output is the same
+// whatever the host program has set.
+#pragma once
+
+#include <ostream>
+#include <string>
+#include <string_view>
+
+#include "pdf/model/value.h"
+
+namespace zopra::pdf {
+
+// Appends the text of one value: strings always as lower-case hex strings,
+// names escaped, numbers with 12 significant digits.
+void writeValue(std::ostream& out, const Value& value);
+// "/" and the name's bytes, with "#XX" for bytes that cannot stand in a name.
+std::string escapeName(std::string_view name);
+// A number with 10 significant digits in the shortest general form
+// (1 is "1", 0.5 is "0.5", 1e-12 is "1e-12").
+std::string numberText(double number);
+
+}  // namespace zopra::pdf

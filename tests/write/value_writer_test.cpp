@@ -1,0 +1,121 @@
+// The text of values as the writer puts them into files.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <locale>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "pdf/write/value_writer.h"
+
+namespace zopra::pdf {
+namespace {
+
+std::string written(const Value& value) {
+  std::ostringstream out;
+  writeValue(out, value);
+  return out.str();
+}
+
+ValueDictionary dictionary(std::vector<std::pair<std::string, Value>> entries) {
+  return ValueDictionary::fromEntries(std::move(entries));
+}
+
+struct Case {
+  const char* name;
+  Value value;
+  std::string text;
+};
+
+std::vector<Case> cases() {
+  const double nan = std::numeric_limits<double>::quiet_NaN();
+  const double inf = std::numeric_limits<double>::infinity();
+  return {
+      {"null", Value(), "null"},
+      {"true", Value::Boolean(true), "true"},
+      {"false", Value::Boolean(false), "false"},
+      {"one", Value::Number(1), "1"},
+      {"half", Value::Number(0.5), "0.5"},
+      {"tiny", Value::Number(1e-12), "0.000000000001"},
+      {"small", Value::Number(8e-06), "0.000008"},
+      {"below the decimals kept", Value::Number(-1e-30), "0"},
+      {"negative", Value::Number(-3.25), "-3.25"},
+      {"twelve digits", Value::Number(123456789012.0), "123456789012"},
+      {"thirteen digits", Value::Number(1234567890123.0), "1234567890123"},
+      {"rounding noise", Value::Number(0.1 + 0.2), "0.3"},
+      {"nan", Value::Number(nan), "0"},
+      {"infinity", Value::Number(-inf), "0"},
+      {"string", Value::String(std::string("Hi\0\xFF", 4)), "<486900ff>"},
+      {"empty string", Value::String(""), "<>"},
+      {"name", Value::Name("Type"), "/Type"},
+      {"name with space", Value::Name("A B"), "/A#20B"},
+      {"name with hash", Value::Name("a#b"), "/a#23b"},
+      {"name with delimiters", Value::Name("x/y(z)<>[]{}%"), "/x#2Fy#28z#29#3C#3E#5B#5D#7B#7D#25"},
+      {"name with non-ASCII", Value::Name("\xC3\xA9\x7F\x01~!"), "/#C3#A9#7F#01~!"},
+      {"array", Value::Array({Value::Number(1), Value::Number(2)}), "[1 2 ]"},
+      {"empty array", Value::Array({}), "[]"},
+      {"nested array", Value::Array({Value::Array({}), Value::Name("N")}), "[[] /N ]"},
+      {"dictionary", Value::Dictionary(dictionary({{"A", Value::Number(1)}})), "<<\n/A 1\n>>"},
+      {"empty dictionary", Value::Dictionary({}), "<<\n>>"},
+      {"dictionary in key order",
+       Value::Dictionary(dictionary({{"b c", Value::Reference(7, 0)},
+                                     {"A", Value::Dictionary({})},
+                                     {"B", Value::String("x")}})),
+       "<<\n/A <<\n>>\n/B <78>\n/b#20c 7 0 R\n>>"},
+      {"reference", Value::Reference(12, 3), "12 3 R"},
+      {"keyword", Value::Keyword("endobj"), "endobj"},
+  };
+}
+
+TEST(ValueWriterTest, EveryKindHasItsWrittenForm) {
+  for (const Case& c : cases()) {
+    EXPECT_EQ(written(c.value), c.text) << c.name;
+  }
+}
+
+TEST(ValueWriterTest, NumberTextUsesTenDigits) {
+  const std::pair<double, const char*> numbers[] = {
+      {1, "1"},
+      {0.5, "0.5"},
+      {1e-12, "0.000000000001"},
+      {-250, "-250"},
+      {1.0 / 3.0, "0.3333333333"},
+      {12345678901.0, "12345678901"},
+      {std::numeric_limits<double>::quiet_NaN(), "0"},
+      {std::numeric_limits<double>::infinity(), "0"},
+  };
+  for (const auto& [number, text] : numbers) {
+    EXPECT_EQ(numberText(number), text) << number;
+  }
+  EXPECT_EQ(escapeName(""), "/");
+}
+
+// A locale with a decimal comma and digit grouping, like de_DE, built here so
+// the check never depends on the locales installed.
+struct CommaPunctuation : std::numpunct<char> {
+  char do_decimal_point() const override { return ','; }
+  char do_thousands_sep() const override { return '.'; }
+  std::string do_grouping() const override { return "\3"; }
+};
+
+TEST(ValueWriterTest, OutputIgnoresTheLocale) {
+  const std::locale comma(std::locale::classic(), new CommaPunctuation);
+  const std::locale previous = std::locale::global(comma);
+  std::ostringstream foreign;
+  foreign.imbue(comma);
+  foreign.width(20);  // a width left on the caller's stream pads nothing either
+  std::string numbers;
+  for (const Case& c : cases()) writeValue(foreign, c.value);
+  for (double n : {0.5, 1234567.25, -3.25}) numbers += numberText(n) + " ";
+  std::locale::global(previous);
+
+  std::string expected;
+  for (const Case& c : cases()) expected += c.text;
+  EXPECT_EQ(foreign.str(), expected);
+  EXPECT_EQ(numbers, "0.5 1234567.25 -3.25 ");
+}
+
+}  // namespace
+}  // namespace zopra::pdf
