@@ -224,6 +224,22 @@ ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderGetPageTextCount(ZOPRADocum
                                                                      uint32_t page);
 
 /*
+ * zopraDocumentLoaderGetText
+ *   Describes one item of the last zopraDocumentLoaderExtractPageText.
+ * Parameters
+ *   loader  [in] the handle.
+ *   info    [out] filled on success; must not be NULL.
+ *   index   [in] item index, below the count of
+ *           zopraDocumentLoaderGetPageTextCount.
+ * Returns
+ *   ZOPRA_STATUS_SUCCESS, or ZOPRA_STATUS_INVALID_ARGUMENT when loader or
+ *   info is NULL, no document is open or index is out of range.
+ */
+ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderGetText(ZOPRADocumentLoader* loader,
+                                                            ZOPRADocumentLoaderTextInfo* info,
+                                                            uint32_t index);
+
+/*
  * zopraDocumentLoaderGetPageTextSize
  *   Extracts the text of one page as a single UTF-8 string, one text item per
  *   line, every line (the last included) ended by a line feed, and keeps it in
@@ -240,22 +256,6 @@ ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderGetPageTextCount(ZOPRADocum
  *   ZOPRA_STATUS_BROKEN_STREAM, ZOPRA_STATUS_OTHER_ERROR when extraction fails
  *   (the kept string is then unchanged).
  */
-/*
- * zopraDocumentLoaderGetText
- *   Describes one item of the last zopraDocumentLoaderExtractPageText.
- * Parameters
- *   loader  [in] the handle.
- *   info    [out] filled on success; must not be NULL.
- *   index   [in] item index, below the count of
- *           zopraDocumentLoaderGetPageTextCount.
- * Returns
- *   ZOPRA_STATUS_SUCCESS, or ZOPRA_STATUS_INVALID_ARGUMENT when loader or
- *   info is NULL, no document is open or index is out of range.
- */
-ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderGetText(ZOPRADocumentLoader* loader,
-                                                            ZOPRADocumentLoaderTextInfo* info,
-                                                            uint32_t index);
-
 ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderGetPageTextSize(ZOPRADocumentLoader* loader,
                                                                     uint32_t* size, uint32_t page);
 
@@ -275,6 +275,58 @@ ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderGetPageTextSize(ZOPRADocume
  */
 ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderGetPageText(ZOPRADocumentLoader* loader,
                                                                 char* buffer, uint32_t bufferSize);
+
+/*
+ * zopraDocumentLoaderRemoveOriginalText
+ *   Removes every text-showing operator (Tj, TJ, ' and ") inside BT ... ET
+ *   from the page's content and from the Form XObjects it uses. Everything
+ *   else (text state operators, graphics, images) is kept byte for byte. The
+ *   page's content streams and Form XObjects are first copied into new
+ *   objects, so other pages that share them are not changed; the copies hold
+ *   the content decoded, the page's whole content in its first stream.
+ *   Write the document (zopraDocumentLoaderWriteDocumentA) to keep the
+ *   result. Does not refresh the items of the last text extraction.
+ * Parameters
+ *   loader  [in] the handle.
+ *   page    [in] page index, below the page count.
+ * Returns
+ *   ZOPRA_STATUS_SUCCESS; ZOPRA_STATUS_INVALID_ARGUMENT when loader is NULL,
+ *   no document is open or page is out of range; ZOPRA_STATUS_BROKEN_STREAM
+ *   when a content stream cannot be decoded (changes made until then stay);
+ *   ZOPRA_STATUS_MEMORY_INSUFFICIENT; ZOPRA_STATUS_OTHER_ERROR.
+ */
+ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderRemoveOriginalText(ZOPRADocumentLoader* loader,
+                                                                       uint32_t page);
+
+/*
+ * zopraDocumentLoaderRemoveOriginalTextByIndex
+ *   Removes the glyphs of chosen items of the last
+ *   zopraDocumentLoaderExtractPageText, which must be of this page. Each
+ *   removed string becomes a TJ adjustment of the same advance, so that the
+ *   glyphs after it, and every item not chosen, keep their places; graphics
+ *   and images are untouched. Content and Form XObjects are copied first, as
+ *   zopraDocumentLoaderRemoveOriginalText does (also with no item chosen).
+ *   Glyphs that a Form XObject draws more than once on the page go only when
+ *   the items of all those drawings are chosen; removing one drawing alone
+ *   would remove the others. Text that the content shows in ways the removal
+ *   cannot rewrite (outside BT ... ET, or "BT" run into the next token) stays.
+ *   The items are not refreshed: their indices still name the same text
+ *   afterwards, and calling again with the same or other indices is safe.
+ * Parameters
+ *   loader   [in] the handle.
+ *   page     [in] the page of the last successful text extraction.
+ *   indices  [in] item indices (repeats allowed), each below the item count;
+ *            may be NULL only when count is 0. The caller keeps the array.
+ *   count    [in] number of indices.
+ * Returns
+ *   ZOPRA_STATUS_SUCCESS; ZOPRA_STATUS_INVALID_ARGUMENT when loader is NULL,
+ *   no document is open, the last extraction failed or was of another page,
+ *   an index is out of range, or indices is NULL with count above 0 (nothing
+ *   is changed then); ZOPRA_STATUS_BROKEN_STREAM, ZOPRA_STATUS_MEMORY_INSUFFICIENT,
+ *   ZOPRA_STATUS_OTHER_ERROR as for zopraDocumentLoaderRemoveOriginalText.
+ */
+ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderRemoveOriginalTextByIndex(
+    ZOPRADocumentLoader* loader, uint32_t page, const uint32_t* indices, uint32_t count);
 
 /*
  * zopraDocumentLoaderWriteDocumentA

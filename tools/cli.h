@@ -45,5 +45,6 @@ int finishOutput(void);
 int runText(int argc, char** argv);
 int runItems(int argc, char** argv);
 int runRewrite(int argc, char** argv);
+int runErase(int argc, char** argv);
 
 #endif

@@ -131,12 +131,14 @@ int runItems(int argc, char** argv) {
     formatNumber(info.fontSize, size, sizeof size);
     /* The item's advance in page units. */
     formatNumber(info.width * sqrt(info.a * info.a + info.b * info.b), width, sizeof width);
+    /* Items are numbered from 1, as pages are; erase --items takes these numbers. */
     if (json) {
-      printf("%s{\"text\":", index ? "," : "");
+      printf("%s{\"page\":%lu,\"item\":%lu,\"text\":", index ? "," : "", pageNumber,
+             (unsigned long)index + 1);
       printJsonString(info.text);
       printf(",\"x\":%s,\"y\":%s,\"font_size\":%s,\"width\":%s}", x, y, size, width);
     } else {
-      printf("%s\t%s\t%s\t%s\t%s\n", x, y, size, width, info.text);
+      printf("%lu\t%s\t%s\t%s\t%s\t%s\n", (unsigned long)index + 1, x, y, size, width, info.text);
     }
   }
   if (json) fputs("]}\n", stdout);

@@ -73,7 +73,7 @@ if ! head -n 1 "$work/stdout" | grep -q -- "-2-" || [ "$(tail -c 1 "$work/stdout
   fail "text -f 2 -l 2: expected page 2 only, ended by a form feed"
 fi
 expect_run "items" 0 - - items "$sample" --page 2
-printf '282.17\t744\t10\t11.66\t-2-\n' >"$work/item.txt"
+printf '1\t282.17\t744\t10\t11.66\t-2-\n' >"$work/item.txt"
 head -n 1 "$work/stdout" | cmp -s - "$work/item.txt" || fail "items: unexpected first line $(head -n 1 "$work/stdout")"
 
 # Rewrite: the copy reads like the original and passes qpdf's check; the

@@ -47,6 +47,8 @@ static const Subcommand kSubcommands[] = {
     {"rewrite", "IN OUT",
      "write IN as a new, unencrypted PDF file OUT with a plain cross-reference table",
      runRewrite},
+    {"erase", "IN OUT [--pages LIST] [--items PAGE:I,J,...]",
+     "write IN as OUT without the text of the pages (default all) or of the items", runErase},
 };
 
 #define SUBCOMMAND_COUNT (sizeof kSubcommands / sizeof kSubcommands[0])
@@ -72,11 +74,14 @@ void printHelp(void) {
   printf("  --json     print the result as one JSON object\n");
   printf("  -f, -l     first and last page to print (from 1)\n");
   printf("  --page N   the page whose items to print (from 1)\n");
+  printf("  --pages L  erase: the pages whose text goes, as 1,3-5 (from 1)\n");
+  printf("  --items P:I,J  erase: items I, J, ... of page P, numbered as items prints\n");
+  printf("             them (from 1); may be given for several pages\n");
   printf("  --help     print this help and exit\n");
   printf("  --version  print the library version and exit\n");
   printf("\nPage sizes are in PDF units (1/72 inch), as the page is displayed\n");
   printf("(width and height exchanged for pages rotated by 90 or 270 degrees).\n");
-  printf("\nrewrite never replaces its input: an OUT that is the input file itself,\n");
+  printf("\nrewrite and erase never replace their input: an OUT that is the input file itself,\n");
   printf("under any name, is refused with exit status %d.\n", EXIT_USAGE);
   printf("\nExit status:\n");
   printf("  %d  success\n", EXIT_OK);

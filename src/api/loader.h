@@ -20,5 +20,8 @@ struct ZOPRADocumentLoader {
   // Page text built by the last zopraDocumentLoaderGetPageTextSize, without NUL.
   std::string pageText;
   std::vector<zopra::pdf::TextEntry> textEntries;
+  // Counts the extractions into textEntries, so that text removal can tell
+  // whether the items it is given are those of its earlier removals.
+  std::uint64_t extraction = 0;
   std::vector<std::uint32_t> imageObjects;
 };

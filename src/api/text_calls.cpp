@@ -30,6 +30,7 @@ ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderExtractPageText(ZOPRADocume
   // Cleared first: an extraction that runs out of memory leaves part of the
   // new page in the cache, which must not pass for the previous page's items.
   loader->textExtracted = false;
+  ++loader->extraction;
   return guarded([&] {
     Error kind = loader->document.extractText(page, loader->textEntries, nullptr);
     loader->textExtracted = kind == Error::None;

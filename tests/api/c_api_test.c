@@ -232,6 +232,35 @@ static void checkValidDocument(void) {
   zopraDocumentLoaderDestroy(loader);
 }
 
+static void checkRemoval(void) {
+  ZOPRADocumentLoader* loader = NULL;
+  uint32_t indices[2] = {0, 7};
+  CHECK_STATUS(ZOPRA_STATUS_INVALID_ARGUMENT, zopraDocumentLoaderRemoveOriginalText(NULL, 0));
+  CHECK_STATUS(ZOPRA_STATUS_INVALID_ARGUMENT,
+               zopraDocumentLoaderRemoveOriginalTextByIndex(NULL, 0, NULL, 0));
+  if (zopraDocumentLoaderCreate(&loader) != ZOPRA_STATUS_SUCCESS) {
+    CHECK(!"create failed");
+    return;
+  }
+  /* Nothing is open yet. */
+  CHECK_STATUS(ZOPRA_STATUS_INVALID_ARGUMENT, zopraDocumentLoaderRemoveOriginalText(loader, 0));
+  CHECK_STATUS(ZOPRA_STATUS_SUCCESS, zopraDocumentLoaderOpenFileA(loader, writeTwoPageFile()));
+  CHECK_STATUS(ZOPRA_STATUS_INVALID_ARGUMENT, zopraDocumentLoaderRemoveOriginalText(loader, 2));
+  /* Chosen items need an extraction of that very page. */
+  CHECK_STATUS(ZOPRA_STATUS_INVALID_ARGUMENT,
+               zopraDocumentLoaderRemoveOriginalTextByIndex(loader, 0, NULL, 0));
+  CHECK_STATUS(ZOPRA_STATUS_SUCCESS, zopraDocumentLoaderExtractPageText(loader, 0));
+  CHECK_STATUS(ZOPRA_STATUS_INVALID_ARGUMENT,
+               zopraDocumentLoaderRemoveOriginalTextByIndex(loader, 1, NULL, 0));
+  CHECK_STATUS(ZOPRA_STATUS_INVALID_ARGUMENT,
+               zopraDocumentLoaderRemoveOriginalTextByIndex(loader, 0, NULL, 1));
+  CHECK_STATUS(ZOPRA_STATUS_INVALID_ARGUMENT,
+               zopraDocumentLoaderRemoveOriginalTextByIndex(loader, 0, indices, 2));
+  CHECK_STATUS(ZOPRA_STATUS_SUCCESS, zopraDocumentLoaderRemoveOriginalTextByIndex(loader, 0, NULL, 0));
+  CHECK_STATUS(ZOPRA_STATUS_SUCCESS, zopraDocumentLoaderRemoveOriginalText(loader, 1));
+  zopraDocumentLoaderDestroy(loader);
+}
+
 static void checkWriting(void) {
   ZOPRADocumentLoader* loader = NULL;
   ZOPRADocumentLoader* reader = NULL;
@@ -299,6 +328,7 @@ int main(void) {
   checkArgumentHandling();
   checkRejectedFiles();
   checkValidDocument();
+  checkRemoval();
   checkWriting();
   removeTempDir();
   printf("%d passed, %d failed\n", passed, failed);

@@ -42,7 +42,7 @@ class InterpreterTest : public ::testing::Test {
   InterpreterTest() : interpreter(document, page, &entries, nullptr, &images, 0, Rectangle{0, 0, 612, 792}) {}
 
   void op(const std::string& name, std::vector<Token> operands = {}) {
-    interpreter.execute(name, resources, stream, counter, stack, operands, nullptr);
+    interpreter.execute(name, resources, stream, ordinals, 0, stack, operands, nullptr);
   }
 
   Document document;
@@ -52,7 +52,7 @@ class InterpreterTest : public ::testing::Test {
   Interpreter interpreter;
   Value resources;
   std::uint32_t stream = 0;
-  std::uint32_t counter = 0;
+  TextOperatorOrdinals ordinals;
   StateStack stack;
 };
 
@@ -139,9 +139,9 @@ TEST_F(InterpreterTest, TextOperatorsRecordTheirSources) {
   op("Tf", {name("F1"), num(10)});
   op("Tc", {num(1)});
   op("Tj");  // no operand: not counted
-  EXPECT_EQ(counter, 0u);
+  EXPECT_EQ(ordinals.counted, 0u);
   op("TJ", {array({str("AB"), num(-120), str("CD")})});
-  EXPECT_EQ(counter, 1u);
+  EXPECT_EQ(ordinals.counted, 1u);
   EXPECT_EQ(interpreter.fonts.count(0), 1u);
   ASSERT_EQ(entries.size(), 1u);
   const TextEntry& entry = entries[0];
@@ -166,7 +166,7 @@ TEST_F(InterpreterTest, TextOperatorsRecordTheirSources) {
   // " sets the spacing, moves to the next line and is counted as well.
   op("TL", {num(14)});
   op("\"", {num(2), num(0.5), str("x y")});
-  EXPECT_EQ(counter, 2u);
+  EXPECT_EQ(ordinals.counted, 2u);
   ASSERT_EQ(entries.size(), 2u);
   EXPECT_EQ(entries[1].text, "x y");
   EXPECT_DOUBLE_EQ(entries[1].f, -14);
@@ -179,12 +179,12 @@ TEST_F(InterpreterTest, TextOperatorsRecordTheirSources) {
   EXPECT_DOUBLE_EQ(interpreter.state.textMatrix.e, 0.5 * 3 + 2);
 
   // Inside a form, another stream counts from its own counter.
-  std::uint32_t formCounter = 0;
+  TextOperatorOrdinals formOrdinals;
   StateStack formStack;
   std::vector<Token> operands{str("in form")};
-  interpreter.execute("Tj", resources, 12, formCounter, formStack, operands, nullptr);
-  EXPECT_EQ(formCounter, 1u);
-  EXPECT_EQ(counter, 2u);
+  interpreter.execute("Tj", resources, 12, formOrdinals, 0, formStack, operands, nullptr);
+  EXPECT_EQ(formOrdinals.counted, 1u);
+  EXPECT_EQ(ordinals.counted, 2u);
   // It touches the line, so it is merged and the item now spans two streams.
   EXPECT_EQ(entries.back().text, "x yin form");
   EXPECT_FALSE(entries.back().rangeValid);
@@ -221,14 +221,14 @@ TEST_F(InterpreterTest, ImagesAndFormsFromResources) {
 
   // While the form runs, drawing it again is refused; afterwards it is allowed.
   interpreter.activeForms.insert(7);
-  interpreter.drawXObject(resources, "Fm", counter);
+  interpreter.drawXObject(resources, "Fm");
   EXPECT_EQ(interpreter.activeForms.size(), 1u);
   interpreter.activeForms.clear();
   op("cm", {num(1), num(0), num(0), num(1), num(3), num(4)});
   op("Do", {name("Fm")});
   EXPECT_TRUE(interpreter.activeForms.empty());
   EXPECT_DOUBLE_EQ(interpreter.state.ctm.e, 3);
-  EXPECT_EQ(counter, 0u);
+  EXPECT_EQ(ordinals.counted, 0u);
 }
 
 }  // namespace

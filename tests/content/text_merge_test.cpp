@@ -184,7 +184,8 @@ TEST(TextMerge, TrimmedSpacesAndBookkeeping) {
   EXPECT_DOUBLE_EQ(entries[0].endX, 25);
   EXPECT_DOUBLE_EQ(entries[0].spaceScale, 0.01);
 
-  // A space-only run makes no item but marks the previous one.
+  // A space-only run makes no item but marks the previous one, and its
+  // glyphs go with it.
   appendTextRun(entries, makeRun("  ", 25, 700, 5, 10, record(1)));
   ASSERT_EQ(entries.size(), 1u);
   EXPECT_TRUE(entries[0].trailingSpace);
@@ -199,15 +200,16 @@ TEST(TextMerge, TrimmedSpacesAndBookkeeping) {
   EXPECT_TRUE(entries[0].rangeValid);
   EXPECT_EQ(entries[0].firstOperator, 0u);
   EXPECT_EQ(entries[0].lastOperator, 4u);
-  ASSERT_EQ(entries[0].sources.size(), 4u);
-  EXPECT_EQ(entries[0].sources[1].source->ordinal, 2u);
+  ASSERT_EQ(entries[0].sources.size(), 5u);
+  EXPECT_EQ(entries[0].sources[1].source->ordinal, 1u);
+  EXPECT_EQ(entries[0].sources[2].source->ordinal, 2u);
   EXPECT_DOUBLE_EQ(entries[0].width, 60.5);
 
   // A run from another stream keeps merging but spoils the range.
   appendTextRun(entries, makeRun("form", 62, 700, 20, 10, record(0, 9)));
   EXPECT_EQ(entries[0].text, "Hello world!. form");
   EXPECT_FALSE(entries[0].rangeValid);
-  EXPECT_EQ(entries[0].sources.size(), 5u);
+  EXPECT_EQ(entries[0].sources.size(), 6u);
 }
 
 }  // namespace

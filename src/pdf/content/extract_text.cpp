@@ -4,6 +4,7 @@
 
 #include "pdf/content/interpreter.h"
 #include "pdf/content/text_entry.h"
+#include "pdf/content/text_operator_scanner.h"
 #include "pdf/model/document.h"
 
 namespace zopra::pdf {
@@ -18,12 +19,18 @@ void Interpreter::runPage() {
 
   StateStack stateStack;
   std::vector<Token> operands;
-  std::uint32_t counter = 0;
+  // The text-showing operators are numbered over the page's streams joined
+  // with a line feed, as text removal joins them.
+  TextOperatorFinder finder;
+  TextOperatorOrdinals ordinals{&finder.positions()};
   for (std::uint32_t number : contents) {
     const Object* content = document.object(number);
     if (!content) continue;
     Bytes data = document.decodeStream(*content);
-    run(data, resources, 0, counter, stateStack, operands);
+    if (finder.offset() > 0) finder.feed(reinterpret_cast<const std::uint8_t*>("\n"), 1);
+    ordinals.base = finder.offset();
+    finder.feed(data);
+    run(data, resources, 0, ordinals, stateStack, operands);
   }
 }
 

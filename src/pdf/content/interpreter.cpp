@@ -1,7 +1,10 @@
 #include "pdf/content/interpreter.h"
 
 #include <cstdint>
+#include <algorithm>
 #include <utility>
+
+#include "pdf/content/text_operator_scanner.h"
 
 #include "pdf/fonts/font_builder.h"
 
@@ -21,7 +24,7 @@ Interpreter::Interpreter(Document& doc, const Page& currentPage, std::vector<Tex
 }
 
 void Interpreter::run(const Bytes& bytes, const Value& resources, std::uint32_t streamNumber,
-                      std::uint32_t& counter, StateStack& stateStack,
+                      TextOperatorOrdinals& ordinals, StateStack& stateStack,
                       std::vector<Token>& operands) {
   chargeContent(bytes.size());
   ContentLexer lexer(bytes);
@@ -37,7 +40,7 @@ void Interpreter::run(const Bytes& bytes, const Value& resources, std::uint32_t 
       continue;
     }
     chargeOperator();
-    execute(token.text, resources, streamNumber, counter, stateStack, operands, &lexer);
+    execute(token.text, resources, streamNumber, ordinals, token.end, stateStack, operands, &lexer);
     operands.clear();
   }
 }
@@ -62,10 +65,15 @@ void Interpreter::chargeText(std::size_t bytes) {
   if (++textRuns_ > kMaxTextRuns || textBytes_ > kMaxTextBytes) tooComplex();
 }
 
-void Interpreter::drawXObject(const Value& resources, const std::string& name,
-                              std::uint32_t& counter) {
-  (void)counter;  // a form counts its own text operators from 0
-  const Value* xobjects = document.dictionaryValue(&resources, "XObject");
+std::uint32_t TextOperatorOrdinals::ordinalAt(std::uint64_t end) {
+  if (!positions) return counted++;
+  std::uint64_t last = base + end - 1;
+  auto it = std::lower_bound(positions->begin(), positions->end(), last);
+  if (it == positions->end() || *it != last) return TextSource::kNoOrdinal;
+  return static_cast<std::uint32_t>(it - positions->begin());
+}
+
+void Interpreter::drawXObject(const Value& resources, const std::string& name) {  const Value* xobjects = document.dictionaryValue(&resources, "XObject");
   if (!xobjects || !xobjects->isDictionary()) return;
   const Value* entry = xobjects->find(name);
   if (!entry) return;
@@ -107,10 +115,17 @@ void Interpreter::drawXObject(const Value& resources, const std::string& name,
 
   try {
     Bytes data = document.decodeStream(*object);
+    // A form numbers its text-showing operators from 0 over its own stream.
+    auto found = formOperators_.find(objectNumber);
+    if (found == formOperators_.end()) {
+      TextOperatorFinder finder;
+      finder.feed(data);
+      found = formOperators_.emplace(objectNumber, finder.positions()).first;
+    }
+    TextOperatorOrdinals formOrdinals{&found->second};
     StateStack formStack;
     std::vector<Token> formOperands;
-    std::uint32_t formCounter = 0;
-    run(data, formResources, objectNumber, formCounter, formStack, formOperands);
+    run(data, formResources, objectNumber, formOrdinals, formStack, formOperands);
   } catch (...) {
     activeForms.erase(objectNumber);
     throw;

@@ -62,9 +62,9 @@ void Interpreter::moveTextLine(double tx, double ty) {
 void Interpreter::nextLine() { moveTextLine(0, -state.leading); }
 
 void Interpreter::execute(const std::string& op, const Value& resources,
-                          std::uint32_t streamNumber, std::uint32_t& counter,
-                          StateStack& stateStack, std::vector<Token>& operands,
-                          ContentLexer* lexer) {
+                          std::uint32_t streamNumber, TextOperatorOrdinals& ordinals,
+                          std::uint64_t end, StateStack& stateStack,
+                          std::vector<Token>& operands, ContentLexer* lexer) {
   const std::size_t count = operands.size();
   auto pagePoint = [this](double x, double y) { return state.ctm.point(x, y); };
   auto openSubpath = [this] {
@@ -170,8 +170,7 @@ void Interpreter::execute(const std::string& op, const Value& resources,
           state.charSpacing = number(operands, 2);
         }
         nextLine();
-        show(operands.back(), resources, streamNumber, counter, op);
-        ++counter;
+        show(operands.back(), resources, streamNumber, ordinals.ordinalAt(end), op);
         return;
       default:
         return;
@@ -234,8 +233,7 @@ void Interpreter::execute(const std::string& op, const Value& resources,
     case twoCharacters('T', 'j'):
     case twoCharacters('T', 'J'):
       if (count == 0) return;
-      show(operands.back(), resources, streamNumber, counter, op);
-      ++counter;
+      show(operands.back(), resources, streamNumber, ordinals.ordinalAt(end), op);
       return;
     case twoCharacters('r', 'g'):
       state.fillColor = rgb(operands);
@@ -268,7 +266,7 @@ void Interpreter::execute(const std::string& op, const Value& resources,
     case twoCharacters('D', 'o'): {
       std::string name;
       if (count > 0 && operands.back().kind == Token::Kind::Name) name = operands.back().text;
-      drawXObject(resources, name, counter);
+      drawXObject(resources, name);
       return;
     }
     case twoCharacters('B', 'I'):

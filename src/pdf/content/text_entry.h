@@ -12,6 +12,10 @@
 namespace zopra::pdf {
 
 struct TextSource {
+  // The ordinal of an operator that text removal would not find (see
+  // TextOperatorOrdinals): its glyphs cannot be removed one by one.
+  static constexpr std::uint32_t kNoOrdinal = 0xFFFFFFFFu;
+
   // One element of a text-showing operator's operand: a string (raw bytes and
   // its index in the operand) or a TJ adjustment number.
   struct OperatorElement {
@@ -25,7 +29,8 @@ struct TextSource {
   struct Operator {
     // 0 for the page's own content, else the Form XObject's object number.
     std::uint32_t stream = 0;
-    // Position among the text-showing operators of that stream, from 0.
+    // Position among the text-showing operators of that stream, from 0, as
+    // text removal counts them; kNoOrdinal when removal would not find it.
     std::uint32_t ordinal = 0;
     std::string name;
     // Operands of the " operator.
@@ -38,7 +43,8 @@ struct TextSource {
   struct Run {
     std::shared_ptr<const Operator> source;
     std::uint32_t element = 0;
-    // Advance of the run's glyphs in unscaled text space.
+    // How far the string moved the text matrix: the advance of all its
+    // glyphs, those without text included, in unscaled text space.
     double width = 0;
     double fontSize = 0;
     double horizontalScale = 1;
@@ -47,7 +53,10 @@ struct TextSource {
 
 // Metrics of one shown string, used by the spacing rules.
 struct RunMetrics {
+  // Advance of the glyphs that produced text (the spacing rules' measure) ...
   double advance = 0;
+  // ... and of all the string's glyphs: how far the text matrix moved.
+  double glyphAdvance = 0;
   double negativeSpacing = 0;
   bool hasFirst = false;
   std::uint32_t firstCode = 0;

@@ -109,7 +109,7 @@ TextEntry newEntry(TextRun& run, const RunGeometry& g, bool leadingSpace, bool t
   entry.stream = run.stream;
   entry.firstOperator = run.operatorIndex;
   entry.lastOperator = run.operatorIndex;
-  entry.rangeValid = true;
+  entry.rangeValid = run.operatorIndex != TextSource::kNoOrdinal;
   entry.operatorName = run.operatorName;
   entry.sources.push_back(std::move(run.source));
   entry.fontName = run.fontName;
@@ -214,7 +214,8 @@ void merge(TextEntry& previous, TextRun& run, const RunGeometry& g, double gap, 
   previous.trailingSpace = trailingSpace;
   previous.lastWidth = run.metrics.lastWidth;
   previous.spaceScale = std::fabs(run.fontSize * run.horizontalScale) / 1000.0;
-  if (previous.rangeValid && previous.stream == run.stream) {
+  if (previous.rangeValid && previous.stream == run.stream &&
+      run.operatorIndex != TextSource::kNoOrdinal) {
     previous.lastOperator = run.operatorIndex;
   } else {
     previous.rangeValid = false;
@@ -243,34 +244,37 @@ void appendTextRun(std::vector<TextEntry>& entries, TextRun run) {
   trim(run, leadingSpace, trailingSpace);
   // NUL would cut the item's text short at the C interface.
   run.text.erase(std::remove(run.text.begin(), run.text.end(), '\0'), run.text.end());
-  if (run.text.empty()) {
-    if (trailingSpace && !entries.empty()) entries.back().trailingSpace = true;
-    return;
-  }
 
   RunGeometry g = geometryOf(run);
-  if (entries.empty()) {
+  bool continues = false;
+  double gap = 0;
+  if (!entries.empty()) {
+    const TextEntry& previous = entries.back();
+    constexpr double kInfinity = std::numeric_limits<double>::infinity();
+    double dx = previous.a, dy = previous.b;
+    double ux = run.matrix.a, uy = run.matrix.b;
+    double dNorm = dx * dx + dy * dy;
+    double uNorm = ux * ux + uy * uy;
+    double offsetX = g.startX - previous.endX;
+    double offsetY = g.startY - previous.endY;
+    gap = (dNorm > 1e-12 && uNorm > 1e-12) ? (offsetX * ux + offsetY * uy) / uNorm : kInfinity;
+    double perpendicular =
+        dNorm > 1e-12 ? std::fabs(offsetX * dy - offsetY * dx) / std::sqrt(dNorm) : kInfinity;
+    continues = !startsNewItem(previous, run, gap, perpendicular);
+  }
+
+  if (run.text.empty()) {
+    if (trailingSpace && !entries.empty()) entries.back().trailingSpace = true;
+    // Glyphs without text (spaces, codes that no map names) stay with the
+    // item they continue, so that removing the item removes them too.
+    if (continues) entries.back().sources.push_back(std::move(run.source));
+    return;
+  }
+  if (!continues) {
     entries.push_back(newEntry(run, g, leadingSpace, trailingSpace));
     return;
   }
-  TextEntry& previous = entries.back();
-
-  constexpr double kInfinity = std::numeric_limits<double>::infinity();
-  double dx = previous.a, dy = previous.b;
-  double ux = run.matrix.a, uy = run.matrix.b;
-  double dNorm = dx * dx + dy * dy;
-  double uNorm = ux * ux + uy * uy;
-  double offsetX = g.startX - previous.endX;
-  double offsetY = g.startY - previous.endY;
-  double gap = (dNorm > 1e-12 && uNorm > 1e-12) ? (offsetX * ux + offsetY * uy) / uNorm : kInfinity;
-  double perpendicular =
-      dNorm > 1e-12 ? std::fabs(offsetX * dy - offsetY * dx) / std::sqrt(dNorm) : kInfinity;
-
-  if (startsNewItem(previous, run, gap, perpendicular)) {
-    entries.push_back(newEntry(run, g, leadingSpace, trailingSpace));
-    return;
-  }
-  merge(previous, run, g, gap, leadingSpace, trailingSpace);
+  merge(entries.back(), run, g, gap, leadingSpace, trailingSpace);
 }
 
 }  // namespace zopra::pdf

@@ -92,7 +92,7 @@ void Interpreter::show(const Token& operand, const Value& resources, std::uint32
     TextSource::Run source;
     source.source = shared;
     source.element = index;
-    source.width = metrics.advance;
+    source.width = metrics.glyphAdvance;
     source.fontSize = state.fontSize;
     source.horizontalScale = state.horizontalScale;
     emitText(runMatrix, fontInfo, std::move(text), metrics, streamNumber, ordinal, operatorName,
@@ -141,6 +141,7 @@ void Interpreter::showString(const FontInfo& fontInfo, const std::string& bytes,
       }
       metrics.lastWidth = width;
     }
+    metrics.glyphAdvance += tx;
     state.textMatrix = Matrix{1, 0, 0, 1, tx, 0} * state.textMatrix;
   }
 }

@@ -37,6 +37,7 @@ void Document::reset() {
   fontCache.clear();
   objectStreams_.clear();
   endstreams_.reset();
+  textEdits.clear();
 }
 
 void Document::setError(Error kind, std::string message) {

@@ -14,6 +14,7 @@
 #include <utility>
 #include <vector>
 
+#include "pdf/edit/page_text_edits.h"
 #include "pdf/fonts/font_cache.h"
 #include "pdf/model/compressed_index.h"
 #include "pdf/model/error.h"
@@ -151,6 +152,17 @@ class Document {
   // it (or all of it), from a cache bounded in bytes (see object_streams.cpp).
   std::shared_ptr<const ObjectStreamData> objectStreamData(std::uint32_t number, std::size_t size);
   void keepObjectStreamData(std::uint32_t number, std::shared_ptr<const ObjectStreamData> data);
+
+  // ---- Editing (edit) -------------------------------------------------------
+  // Removes text from a page: all of it when `indices` is null, else the
+  // glyphs of the chosen items of `entries`, the page's items from the
+  // extraction numbered `extraction` (any number that tells the caller's
+  // extractions apart). Removals with items of one extraction add up.
+  // InvalidArgument for a page or index out of range, with nothing changed.
+  Error removeText(std::uint32_t page, const std::set<std::uint32_t>* indices,
+                   const std::vector<TextEntry>& entries, std::uint64_t extraction = 0);
+  // Per page index, what removeText has done there.
+  std::map<std::uint32_t, PageTextEdits> textEdits;
 
   // ---- Writing (write) -------------------------------------------------------
   // Writes every object to `path` as a new, unencrypted PDF with one classic

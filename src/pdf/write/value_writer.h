@@ -16,8 +16,9 @@ namespace zopra::pdf {
 void writeValue(std::ostream& out, const Value& value);
 // "/" and the name's bytes, with "#XX" for bytes that cannot stand in a name.
 std::string escapeName(std::string_view name);
-// A number with 10 significant digits in the shortest general form
-// (1 is "1", 0.5 is "0.5", 1e-12 is "1e-12").
+// A number with 10 significant digits in the shortest general form, but in
+// plain decimals where that form has an exponent, which PDF syntax lacks
+// (1 is "1", 0.5 is "0.5", 1e-12 is "0.000000000001").
 std::string numberText(double number);
 
 }  // namespace zopra::pdf
