@@ -184,7 +184,6 @@ void runDocument(const FilterInput& input) {
   dictionary["Length"] = Value::Number(static_cast<double>(input.data.size()));
 
   zopra::pdf::Object stream;
-  stream.number = document.createObject(Value()).number;
   stream.loaded = true;
   stream.isStream = true;
   stream.value = Value::Dictionary(std::move(dictionary));

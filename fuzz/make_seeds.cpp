@@ -209,7 +209,8 @@ std::string type0Font(const std::string& encoding, const std::string& content) {
   return b.bytes();
 }
 
-// Objects 1 to 4 in object stream 5, listed by a cross-reference stream.
+// Objects 1 to 4 in object stream 5, listed by a cross-reference stream that
+// is compressed with a PNG predictor, as most producers write it.
 std::string objectStreams() {
   const std::string objects[] = {
       "<< /Type /Catalog /Pages 2 0 R >>",
@@ -239,9 +240,53 @@ std::string objectStreams() {
   put(1, b.offsetOf(5), 0);
   put(1, b.offsetOf(6), 0);
   put(1, xrefOffset, 0);
-  b.raw("7 0 obj\n<< /Type /XRef /Size 8 /W [1 4 2] /Root 1 0 R /Length " +
+  data = deflate(pngPredicted(data, 7, 1));
+  b.raw("7 0 obj\n<< /Type /XRef /Size 8 /W [1 4 2] /Root 1 0 R /Filter /FlateDecode "
+        "/DecodeParms << /Predictor 12 /Columns 7 >> /Length " +
         std::to_string(data.size()) + " >>\nstream\n" + data + "\nendstream\nendobj\nstartxref\n" +
         std::to_string(xrefOffset) + "\n%%EOF\n");
+  return b.bytes();
+}
+
+// Forms that draw other forms several times each: small here, but the shape
+// that makes the work grow with every level.
+std::string formFanOut() {
+  PdfBuilder b;
+  b.object(1, "<< /Type /Catalog /Pages 2 0 R >>");
+  b.object(2, "<< /Type /Pages /Kids [3 0 R] /Count 1 >>");
+  b.object(3, "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 612 792] /Resources "
+              "<< /XObject << /A 5 0 R >> >> /Contents 4 0 R >>");
+  b.stream(4, "", "/A Do /A Do");
+  b.stream(5, "/Type /XObject /Subtype /Form /BBox [0 0 10 10] /Resources << /XObject << /B 6 0 R >> >>",
+           "/B Do 1 0 0 1 5 0 cm /B Do /B Do");
+  b.stream(6, "/Type /XObject /Subtype /Form /BBox [0 0 10 10] /Resources "
+              "<< /XObject << /C 7 0 R >> /Font << /F1 8 0 R >> >>",
+           "/C Do /C Do BT /F1 4 Tf (b) Tj ET");
+  b.stream(7, "/Type /XObject /Subtype /Form /BBox [0 0 10 10] /Resources << /Font << /F1 8 0 R >> >>",
+           "BT /F1 4 Tf (c) Tj ET");
+  b.object(8, "<< /Type /Font /Subtype /Type1 /BaseFont /Helvetica >>");
+  b.finishWithTable("/Root 1 0 R");
+  return b.bytes();
+}
+
+// A page tree that reaches the same node along several paths.
+std::string sharedPageTree() {
+  PdfBuilder b = PdfBuilder::simple({kPageText});
+  b.object(2, "<< /Type /Pages /Kids [6 0 R 6 0 R 4 0 R] /Count 5 >>");
+  b.object(6, "<< /Type /Pages /Parent 2 0 R /Kids [4 0 R 4 0 R] /Count 2 >>");
+  b.finishWithTable("/Root 1 0 R");
+  return b.bytes();
+}
+
+// Many objects and no cross-reference data: the whole file is scanned.
+std::string manyObjectsWithoutCrossReference() {
+  PdfBuilder b = PdfBuilder::simple({kPageText});
+  for (std::uint32_t number = 10; number < 210; ++number) {
+    b.object(number, "<< /Index " + std::to_string(number) + " /Next " + std::to_string(number + 1) +
+                         " 0 R /Data [1 2 3 (text)] >>");
+  }
+  b.raw("trailer\n<< /Root 1 0 R /Size 210 >>\n");
+  b.finishWithoutXref();
   return b.bytes();
 }
 
@@ -348,6 +393,9 @@ void writeDocuments(Seeds& seeds, bool withCorpus) {
   seeds.write(target, "filtered_content.pdf", filteredContent());
   seeds.write(target, "shifted_offsets.pdf", shiftedOffsets());
   seeds.write(target, "no_xref.pdf", withoutCrossReference());
+  seeds.write(target, "form_fan_out.pdf", formFanOut());
+  seeds.write(target, "shared_page_tree.pdf", sharedPageTree());
+  seeds.write(target, "many_objects_no_xref.pdf", manyObjectsWithoutCrossReference());
 
   if (zopra::test::haveProgram("qpdf")) {
     const std::pair<const char*, const char*> kinds[] = {
