@@ -248,23 +248,26 @@ std::string objectStreams() {
   return b.bytes();
 }
 
-// Forms that draw other forms several times each: small here, but the shape
-// that makes the work grow with every level.
+// A chain of forms, each drawing the next one twice (1024 leaves): small
+// here, but the shape whose work multiplies with every level.
 std::string formFanOut() {
+  constexpr std::uint32_t kLevels = 10;
+  constexpr std::uint32_t kFirstForm = 6;
   PdfBuilder b;
   b.object(1, "<< /Type /Catalog /Pages 2 0 R >>");
   b.object(2, "<< /Type /Pages /Kids [3 0 R] /Count 1 >>");
   b.object(3, "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 612 792] /Resources "
-              "<< /XObject << /A 5 0 R >> >> /Contents 4 0 R >>");
-  b.stream(4, "", "/A Do /A Do");
-  b.stream(5, "/Type /XObject /Subtype /Form /BBox [0 0 10 10] /Resources << /XObject << /B 6 0 R >> >>",
-           "/B Do 1 0 0 1 5 0 cm /B Do /B Do");
-  b.stream(6, "/Type /XObject /Subtype /Form /BBox [0 0 10 10] /Resources "
-              "<< /XObject << /C 7 0 R >> /Font << /F1 8 0 R >> >>",
-           "/C Do /C Do BT /F1 4 Tf (b) Tj ET");
-  b.stream(7, "/Type /XObject /Subtype /Form /BBox [0 0 10 10] /Resources << /Font << /F1 8 0 R >> >>",
-           "BT /F1 4 Tf (c) Tj ET");
-  b.object(8, "<< /Type /Font /Subtype /Type1 /BaseFont /Helvetica >>");
+              "<< /XObject << /L 6 0 R >> >> /Contents 4 0 R >>");
+  b.stream(4, "", "/L Do");
+  b.object(5, "<< /Type /Font /Subtype /Type1 /BaseFont /Helvetica >>");
+  for (std::uint32_t level = 0; level < kLevels; ++level) {
+    const std::uint32_t number = kFirstForm + level;
+    const bool leaf = level + 1 == kLevels;
+    const std::string resources =
+        leaf ? "/Font << /F1 5 0 R >>" : "/XObject << /L " + std::to_string(number + 1) + " 0 R >>";
+    b.stream(number, "/Type /XObject /Subtype /Form /BBox [0 0 10 10] /Resources << " + resources + " >>",
+             leaf ? "BT /F1 4 Tf (leaf) Tj ET" : "/L Do 1 0 0 1 1 0 cm /L Do");
+  }
   b.finishWithTable("/Root 1 0 R");
   return b.bytes();
 }
