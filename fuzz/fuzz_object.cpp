@@ -1,0 +1,65 @@
+// Fuzz target: the object syntax of the file body. The input is read as a
+// sequence of values, and as an indirect object ("N G obj ... endobj") both
+// with the whole input and with the limit the recovery scan sets.
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+
+#include "pdf/model/error.h"
+#include "pdf/model/object.h"
+#include "pdf/parse/lexer.h"
+
+namespace {
+
+using zopra::pdf::Bytes;
+
+void require(bool condition) {
+  if (!condition) std::abort();
+}
+
+void readValues(const Bytes& data) {
+  zopra::pdf::Lexer lexer(data.data(), data.size());
+  try {
+    for (;;) {
+      lexer.skipWhiteSpace();
+      if (lexer.atEnd()) return;
+      const std::uint64_t before = lexer.position();
+      lexer.value(0);
+      // A value that consumed nothing would make any reading loop spin.
+      require(lexer.position() > before);
+    }
+  } catch (const zopra::pdf::Exception&) {
+  }
+}
+
+// A successful read ends, and its stream lies, within the bytes it may use.
+void readObject(const Bytes& data, zopra::pdf::ScanBounds* bounds) {
+  const std::uint64_t size =
+      bounds && bounds->limit < data.size() ? bounds->limit : std::uint64_t{data.size()};
+  zopra::pdf::Object object;
+  std::uint64_t end = 0;
+  bool ok = false;
+  try {
+    ok = zopra::pdf::parseObjectAt(data, 0, object, end, bounds);
+  } catch (const zopra::pdf::Exception&) {
+  }
+  if (ok) {
+    require(end <= size);
+    if (object.isStream) {
+      require(object.streamOffset <= size && object.streamLength <= size - object.streamOffset);
+    }
+  }
+  if (bounds) require(bounds->reached <= size);
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  const Bytes bytes(data, data + size);
+  readValues(bytes);
+  readObject(bytes, nullptr);
+  zopra::pdf::ScanBounds bounds;
+  bounds.limit = size / 2;
+  readObject(bytes, &bounds);
+  return 0;
+}

@@ -1,0 +1,108 @@
+// Fuzz target: the input is a PDF file. It is opened and read through the C
+// interface the way an application does, and the answers of the different
+// calls are checked against each other.
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "temp_file.h"
+#include "zopra_document_loader.h"
+
+namespace {
+
+// A few pages reach every code path; visiting thousands would only make each
+// run slow.
+constexpr std::uint32_t kMaxPages = 50;
+
+void require(bool condition) {
+  if (!condition) std::abort();
+}
+
+// Reads every byte up to `size`, so that a pointer into freed or too short
+// storage is reported by the sanitizer here rather than in the caller.
+std::size_t touch(const char* bytes, std::size_t size) {
+  std::size_t sum = 0;
+  for (std::size_t i = 0; i < size; ++i) sum += static_cast<unsigned char>(bytes[i]);
+  return sum;
+}
+
+volatile std::size_t gSink;
+
+void readPage(ZOPRADocumentLoader* loader, std::uint32_t page) {
+  double width = 0;
+  double height = 0;
+  std::uint32_t rotation = 0;
+  require(zopraDocumentLoaderGetPageSize(loader, &width, &height, &rotation, page) ==
+          ZOPRA_STATUS_SUCCESS);
+
+  // The item list, one item at a time.
+  const std::int32_t extracted = zopraDocumentLoaderExtractPageText(loader, page);
+  std::string joined;
+  std::uint32_t count = 0;
+  if (extracted == ZOPRA_STATUS_SUCCESS) {
+    require(zopraDocumentLoaderGetPageTextCount(loader, &count, page) == ZOPRA_STATUS_SUCCESS);
+    for (std::uint32_t index = 0; index < count; ++index) {
+      ZOPRADocumentLoaderTextInfo info;
+      require(zopraDocumentLoaderGetText(loader, &info, index) == ZOPRA_STATUS_SUCCESS);
+      require(info.text != nullptr);
+      std::size_t length = std::strlen(info.text);
+      gSink = gSink + touch(info.text, length + 1);
+      joined.append(info.text, length);
+      joined += '\n';
+    }
+  } else {
+    require(zopraDocumentLoaderGetPageTextCount(loader, &count, page) ==
+            ZOPRA_STATUS_INVALID_ARGUMENT);
+  }
+
+  // Graphics calls go here (page graphics, their count and each item) once
+  // the C interface has them.
+
+  // Image calls go here (the page's image count, each image's bytes and
+  // format) once the C interface has them.
+
+  // The whole page as one string. The same extraction runs again, now with
+  // the fonts cached from the first run, so it must end the same way.
+  std::uint32_t size = 0;
+  const std::int32_t sized = zopraDocumentLoaderGetPageTextSize(loader, &size, page);
+  require(sized == extracted);
+  if (sized != ZOPRA_STATUS_SUCCESS) return;
+  require(size >= 1);
+  std::vector<char> buffer(size, '\x7F');
+  require(zopraDocumentLoaderGetPageText(loader, buffer.data(), size) == ZOPRA_STATUS_SUCCESS);
+  require(buffer[size - 1] == '\0');
+  gSink = gSink + touch(buffer.data(), size);
+  // Without NUL bytes in the text, every item's C string is its whole text,
+  // and the page string is exactly the items joined line by line.
+  const std::string pageText(buffer.data(), size - 1);
+  if (pageText.find('\0') == std::string::npos) require(pageText == joined);
+
+  // Removal of original text goes here (remove some of the extracted items,
+  // chosen from the input, then extract the page again) once the C
+  // interface has it.
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  static zopra::fuzz::TempFile file;
+  file.write(data, size);
+
+  ZOPRADocumentLoader* loader = nullptr;
+  require(zopraDocumentLoaderCreate(&loader) == ZOPRA_STATUS_SUCCESS);
+  if (zopraDocumentLoaderOpenFileA(loader, file.path().c_str()) == ZOPRA_STATUS_SUCCESS) {
+    std::uint32_t pages = 0;
+    require(zopraDocumentLoaderGetPageCount(loader, &pages) == ZOPRA_STATUS_SUCCESS);
+    for (std::uint32_t page = 0; page < pages && page < kMaxPages; ++page) readPage(loader, page);
+    require(zopraDocumentLoaderExtractPageText(loader, pages) == ZOPRA_STATUS_INVALID_ARGUMENT);
+
+    // Drawing new text and writing the document go here (set a text, measure
+    // it, draw it on the first page, write to a second temporary file and
+    // open that copy again) once the C interface has them.
+  }
+  zopraDocumentLoaderDestroy(loader);
+  return 0;
+}
