@@ -23,6 +23,7 @@
 
 #include <array>
 #include <cstddef>
+#include <algorithm>
 #include <cstdint>
 
 #include "pdf/filters/filters.h"
@@ -76,7 +77,7 @@ std::uint8_t indexOf(const std::array<std::int64_t, N>& table, std::int64_t valu
 }
 
 inline pdf::Bytes writeFilterInput(const FilterInput& input) {
-  pdf::Bytes out(kFilterHeaderSize, 0);
+  pdf::Bytes out(kFilterHeaderSize + input.data.size(), 0);
   out[0] = static_cast<std::uint8_t>((input.filter & 3) | (input.throughDocument ? 4 : 0));
   out[1] = indexOf(kPredictors, input.predictor.predictor);
   out[2] = static_cast<std::uint8_t>((input.predictor.colors - 1) & 3);
@@ -85,7 +86,7 @@ inline pdf::Bytes writeFilterInput(const FilterInput& input) {
   out[5] = static_cast<std::uint8_t>((input.secondFilter & 7) | (input.abbreviated ? 8 : 0) |
                                      (static_cast<std::uint8_t>(input.parameters) << 4) |
                                      (input.loneName ? 64 : 0));
-  out.insert(out.end(), input.data.begin(), input.data.end());
+  std::copy(input.data.begin(), input.data.end(), out.begin() + kFilterHeaderSize);
   return out;
 }
 

@@ -5,6 +5,8 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
+#include <memory>
+#include <utility>
 #include <string>
 #include <string_view>
 
@@ -59,16 +61,29 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const zopra::pdf::Bytes cmap(data, data + size);
   const std::string shown = shownBytes(cmap);
 
+  auto map = std::make_shared<const zopra::pdf::ToUnicodeMap>(zopra::pdf::readToUnicodeCMap(cmap));
+  // The compact map is sorted by (byte length, code), one entry per code,
+  // and every target lies inside the code point pool.
+  for (std::size_t i = 0; i < map->entries.size(); ++i) {
+    const auto& entry = map->entries[i];
+    require(std::size_t{entry.offset} + entry.count <= map->points.size());
+    if (i > 0) {
+      const auto& previous = map->entries[i - 1];
+      require(std::make_pair(previous.byteLength, previous.code) < std::make_pair(entry.byteLength, entry.code));
+    }
+  }
+
   zopra::pdf::FontInfo simple;
-  zopra::pdf::readToUnicodeCMap(cmap, simple);
+  simple.toUnicode = map;
   showString(simple, shown);
 
-  // A Type0 font with Identity-H: two-byte codes unless the CMap's code
-  // space says otherwise.
+  // A Type0 font without a predefined CMap: two-byte codes unless the
+  // CMap's code space says otherwise.
   zopra::pdf::FontInfo composite;
   composite.composite = true;
   composite.codeLengths = {2};
-  zopra::pdf::readToUnicodeCMap(cmap, composite);
+  composite.toUnicode = map;
+  for (const zopra::pdf::CodeSpaceRange& range : map->codeSpace) zopra::pdf::addCodeSpaceRange(composite, range);
   showString(composite, shown);
   return 0;
 }

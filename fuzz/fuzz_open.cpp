@@ -80,9 +80,43 @@ void readPage(ZOPRADocumentLoader* loader, std::uint32_t page) {
   const std::string pageText(buffer.data(), size - 1);
   if (pageText.find('\0') == std::string::npos) require(pageText == joined);
 
-  // Removal of original text goes here (remove some of the extracted items,
-  // chosen from the input, then extract the page again) once the C
-  // interface has it.
+}
+
+// Removes some items of the first page (which ones, the input decides), all
+// text of the second, writes the document and opens the copy again.
+void editAndWrite(ZOPRADocumentLoader* loader, std::uint32_t pages, std::uint8_t choice) {
+  static zopra::fuzz::TempFile copy;
+  if (zopraDocumentLoaderExtractPageText(loader, 0) == ZOPRA_STATUS_SUCCESS) {
+    std::uint32_t count = 0;
+    require(zopraDocumentLoaderGetPageTextCount(loader, &count, 0) == ZOPRA_STATUS_SUCCESS);
+    std::vector<std::uint32_t> chosen;
+    for (std::uint32_t index = 0; index < count; ++index) {
+      if ((index + choice) % 3 == 0) chosen.push_back(index);
+    }
+    const std::int32_t removed =
+        zopraDocumentLoaderRemoveOriginalTextByIndex(loader, 0, chosen.data(), static_cast<std::uint32_t>(chosen.size()));
+    require(removed != ZOPRA_STATUS_INVALID_ARGUMENT);
+    if (count > 0) {
+      require(zopraDocumentLoaderRemoveOriginalTextByIndex(loader, 0, &count, 1) ==
+              ZOPRA_STATUS_INVALID_ARGUMENT);
+    }
+  }
+  if (pages > 1) {
+    require(zopraDocumentLoaderRemoveOriginalText(loader, 1) != ZOPRA_STATUS_INVALID_ARGUMENT);
+  }
+  // Drawing new text goes here once the C interface has it.
+  if (zopraDocumentLoaderWriteDocumentA(loader, copy.path().c_str()) != ZOPRA_STATUS_SUCCESS) return;
+  ZOPRADocumentLoader* reader = nullptr;
+  require(zopraDocumentLoaderCreate(&reader) == ZOPRA_STATUS_SUCCESS);
+  // The copy is a complete file with a plain cross-reference table: it opens
+  // with the same pages.
+  if (zopraDocumentLoaderOpenFileA(reader, copy.path().c_str()) == ZOPRA_STATUS_SUCCESS) {
+    std::uint32_t copied = 0;
+    require(zopraDocumentLoaderGetPageCount(reader, &copied) == ZOPRA_STATUS_SUCCESS);
+    require(copied == pages);
+    if (copied > 0) gSink = gSink + static_cast<std::size_t>(zopraDocumentLoaderExtractPageText(reader, 0));
+  }
+  zopraDocumentLoaderDestroy(reader);
 }
 
 }  // namespace
@@ -98,10 +132,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     require(zopraDocumentLoaderGetPageCount(loader, &pages) == ZOPRA_STATUS_SUCCESS);
     for (std::uint32_t page = 0; page < pages && page < kMaxPages; ++page) readPage(loader, page);
     require(zopraDocumentLoaderExtractPageText(loader, pages) == ZOPRA_STATUS_INVALID_ARGUMENT);
-
-    // Drawing new text and writing the document go here (set a text, measure
-    // it, draw it on the first page, write to a second temporary file and
-    // open that copy again) once the C interface has them.
+    editAndWrite(loader, pages, size > 0 ? data[size / 2] : 0);
   }
   zopraDocumentLoaderDestroy(loader);
   return 0;

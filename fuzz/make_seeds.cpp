@@ -449,7 +449,10 @@ void writeContent(Seeds& seeds) {
   };
   int index = 0;
   for (const char* stream : kStreams) {
-    seeds.write("fuzz_content", "content_" + std::to_string(index++) + ".txt", stream);
+    std::string name = "content_" + std::to_string(index++) + ".txt";
+    seeds.write("fuzz_content", name, stream);
+    // The removal scanner reads the same streams.
+    seeds.write("fuzz_removal", name, stream);
   }
 }
 
@@ -555,6 +558,53 @@ void writeObjects(Seeds& seeds) {
   }
 }
 
+// ---- TrueType fonts ------------------------------------------------------------------
+
+std::string be16(unsigned value) {
+  std::string bytes(2, '\0');
+  bytes[0] = static_cast<char>((value >> 8) & 0xFF);
+  bytes[1] = static_cast<char>(value & 0xFF);
+  return bytes;
+}
+std::string be32(unsigned value) { return be16(value >> 16) + be16(value & 0xFFFF); }
+
+// A font of the given tables, with its table directory.
+std::string trueType(const std::vector<std::pair<std::string, std::string>>& tables) {
+  std::string font = be32(0x00010000) + be16(static_cast<unsigned>(tables.size())) + be16(0) + be16(0) + be16(0);
+  std::size_t offset = 12 + 16 * tables.size();
+  std::string data;
+  for (const auto& [tag, table] : tables) {
+    font += tag + be32(0) + be32(static_cast<unsigned>(offset + data.size())) +
+            be32(static_cast<unsigned>(table.size()));
+    data += table;
+    while (data.size() % 4) data += '\0';
+  }
+  return font + data;
+}
+
+void writeFonts(Seeds& seeds) {
+  std::string head = be32(0x00010000) + be32(0) + be32(0) + be32(0x5F0F3CF5) + be16(0) + be16(2048) +
+                     std::string(16, '\0') + be16(0xFF00) + be16(0xFE00) + be16(1200) + be16(1900) +
+                     std::string(10, '\0');
+  std::string hhea = be32(0x00010000) + be16(1900) + be16(0xFE00) + std::string(26, '\0') + be16(3);
+  std::string maxp = be32(0x00005000) + be16(5);
+  std::string hmtx = be16(500) + be16(0) + be16(600) + be16(0) + be16(700) + be16(0);
+  // Format 4: 'A'..'C' to glyphs 1..3 by delta, and the final segment.
+  std::string format4 = be16(4) + be16(32) + be16(0) + be16(4) + be16(4) + be16(1) + be16(0) +
+                        be16('C') + be16(0xFFFF) + be16(0) + be16('A') + be16(0xFFFF) +
+                        be16(static_cast<unsigned>(1 - 'A') & 0xFFFF) + be16(1) + be16(0) + be16(0);
+  // Format 12: one group from U+1F600.
+  std::string format12 = be16(12) + be16(0) + be32(28) + be32(0) + be32(1) + be32(0x1F600) + be32(0x1F602) + be32(1);
+  std::string cmap = be16(0) + be16(2) + be16(3) + be16(1) + be32(20) + be16(3) + be16(10) +
+                     be32(static_cast<unsigned>(20 + format4.size()));
+  cmap += format4 + format12;
+  seeds.write("fuzz_true_type", "both_cmaps.ttf",
+              trueType({{"cmap", cmap}, {"head", head}, {"hhea", hhea}, {"hmtx", hmtx}, {"maxp", maxp}}));
+  seeds.write("fuzz_true_type", "no_cmap.ttf",
+              trueType({{"head", head}, {"hhea", hhea}, {"hmtx", hmtx}, {"maxp", maxp}}));
+  seeds.write("fuzz_true_type", "otto.otf", "OTTO" + std::string(8, '\0'));
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -568,6 +618,7 @@ int main(int argc, char** argv) {
   writeCMaps(seeds);
   writeFilterInputs(seeds);
   writeObjects(seeds);
+  writeFonts(seeds);
   std::printf("wrote %d seeds to %s\n", seeds.count(), argv[1]);
   return 0;
 }

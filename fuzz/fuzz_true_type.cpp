@@ -1,0 +1,44 @@
+// Fuzz target: the input is a TrueType font file. A font that loads must
+// answer every glyph lookup, from a glyph index within its table or 0, or
+// with the reader's own exception.
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <memory>
+
+#include "pdf/edit/true_type.h"
+#include "pdf/model/error.h"
+
+namespace {
+
+void require(bool condition) {
+  if (!condition) std::abort();
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  std::unique_ptr<zopra::pdf::TrueType> font;
+  try {
+    font = std::make_unique<zopra::pdf::TrueType>(zopra::pdf::Bytes(data, data + size));
+  } catch (const zopra::pdf::Exception&) {
+    return 0;
+  }
+  require(!font->advances.empty() && font->advances.size() <= 65535);
+  require(font->bytes.size() == size);
+  // A spread of code points: ASCII, Latin, CJK, the last of the BMP, astral
+  // ones and values no font can have, plus a few taken from the input.
+  std::uint32_t points[] = {0, 32, 65, 0xE9, 0x20AC, 0x4E00, 0xFFFF, 0x10000, 0x1F600, 0x10FFFF, 0xFFFFFFFF, 0, 0, 0};
+  for (std::size_t i = 0; i < 3 && i * 4 + 3 < size; ++i) {
+    points[11 + i] = static_cast<std::uint32_t>(data[i * 4]) << 24 | data[i * 4 + 1] << 16 |
+                     data[i * 4 + 2] << 8 | data[i * 4 + 3];
+  }
+  for (std::uint32_t point : points) {
+    try {
+      volatile std::uint16_t glyph = font->glyph(point);
+      (void)glyph;
+    } catch (const zopra::pdf::Exception&) {
+    }
+  }
+  return 0;
+}
