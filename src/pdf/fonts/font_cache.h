@@ -65,8 +65,8 @@ class BoundedCache {
 };
 
 struct FontCache {
-  static constexpr std::size_t kFontBudget = std::size_t{32} << 20;
-  static constexpr std::size_t kToUnicodeBudget = std::size_t{32} << 20;
+  static constexpr std::size_t kFontBudget = std::size_t{8} << 20;
+  static constexpr std::size_t kToUnicodeBudget = std::size_t{8} << 20;
 
   BoundedCache<FontInfo> fonts{kFontBudget};
   BoundedCache<const ToUnicodeMap> toUnicode{kToUnicodeBudget};

@@ -201,7 +201,7 @@ class Document {
   std::vector<std::uint32_t>* transientLog_ = nullptr;
   // Decoded object streams. A stream larger than the budget is still kept
   // alone, as the most recent one.
-  static constexpr std::size_t kObjectStreamBudget = std::size_t{32} << 20;
+  static constexpr std::size_t kObjectStreamBudget = std::size_t{1} << 20;
   BoundedCache<const ObjectStreamData> objectStreams_{kObjectStreamBudget};
   mutable std::unique_ptr<KeywordIndex> endstreams_;
 };

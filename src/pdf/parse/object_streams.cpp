@@ -45,7 +45,8 @@ class ObjectStreamReader {
                      std::uint64_t count, NumberSet& recorded,
                      std::vector<CompressedObject>& found)
       : document_(document), streamNumber_(stream.number), recorded_(recorded), found_(found) {
-    constexpr std::size_t kHeaderWindow = 64 << 10;
+    // Most object streams are smaller than this and are decoded once.
+    constexpr std::size_t kHeaderWindow = std::size_t{1} << 20;
     auto data = std::make_shared<ObjectStreamData>();
     data->bytes = document.decodeStreamPrefix(stream, clampSize(first + kHeaderWindow), data->complete);
     if (data->bytes.size() < first) fail("invalid object stream header");

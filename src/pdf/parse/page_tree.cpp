@@ -77,10 +77,6 @@ class PageTreeWalker {
         maxPages_(std::clamp(document.file.size() / kBytesPerPage, kMinPageBudget, kMaxPageBudget)) {}
 
   void collectPages(Value& node, Attributes attributes);
-  // Page objects from object streams are dropped once the walk is over (they
-  // are parsed anew when needed, see pageDictionary): they carry the
-  // annotation lists, most of a large document's page tree.
-  void dropParsedPages();
 
  private:
   void addPage(Value& dictionary, std::uint32_t number, bool wasParsed, const Attributes& attributes);
@@ -95,7 +91,6 @@ class PageTreeWalker {
   const std::size_t maxPages_;
   std::set<std::uint32_t> path_;
   std::size_t nodes_ = 0;
-  std::vector<std::uint32_t> toDrop_;
   std::map<std::tuple<bool, std::uintptr_t, int>, std::shared_ptr<const Value>> copies_;
 };
 
@@ -136,7 +131,7 @@ void PageTreeWalker::collectPages(Value& node, Attributes attributes) {
   if (!kids || !kids->isArray()) return;
   // The kids are walked where the document holds them: resolving a kid may
   // parse other objects, which never moves values already in the map, and
-  // nothing is dropped until the walk is over.
+  // the only objects dropped during the walk are pages, which hold no kids.
   for (Value& kid : kids->array) collectPages(kid, attributes);
 }
 
@@ -173,17 +168,15 @@ void PageTreeWalker::addPage(Value& dictionary, std::uint32_t number, bool wasPa
   page.rotation = static_cast<std::uint32_t>(rotation);
   if (page.rotation == 90 || page.rotation == 270) std::swap(page.width, page.height);
   page.resources = attributes[kResources];
-  if (page.objectNumber != 0) {
-    page.dictionary = nullptr;
-    if (!wasParsed && document_.compressedObjects.contains(page.objectNumber)) {
-      toDrop_.push_back(page.objectNumber);
-    }
-  }
+  const std::uint32_t held = page.objectNumber;
+  if (held != 0) page.dictionary = nullptr;
   document_.pages.push_back(std::move(page));
-}
-
-void PageTreeWalker::dropParsedPages() {
-  for (std::uint32_t number : toDrop_) document_.objects.erase(number);
+  // A page object that came out of an object stream is dropped again: it is
+  // parsed anew whenever it is needed (see pageDictionary). Page objects carry
+  // the annotation lists, most of a large document's page tree. Nothing of
+  // the walk points into a page object (its own entries were copied above,
+  // and a page has no kids to walk).
+  if (held != 0 && !wasParsed && document_.compressedObjects.contains(held)) document_.objects.erase(held);
 }
 
 void contentWalk(const Document& document, const Value& value, std::set<std::uint32_t>& path,
@@ -219,7 +212,6 @@ Error Document::buildPages() {
   }
   PageTreeWalker walker(*this);
   walker.collectPages(*root, Attributes());
-  walker.dropParsedPages();
   if (pages.empty()) {
     setError(Error::Format, "PDF contains no pages");
     return Error::Format;
