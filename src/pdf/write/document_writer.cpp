@@ -73,16 +73,6 @@ struct TableEntry {
 // its objects parsed in memory.
 enum class Held { Parsed, Unparsed, Compressed };
 
-void put(std::ostream& out, std::string_view text) {
-  out.write(text.data(), static_cast<std::streamsize>(text.size()));
-}
-
-void putNumber(std::ostream& out, std::uint64_t number) {
-  char buffer[24];
-  auto result = std::to_chars(buffer, buffer + sizeof buffer, number);
-  out.write(buffer, result.ptr - buffer);
-}
-
 // `number` as exactly `width` digits, zero-padded (the caller keeps it in range).
 void putPadded(std::ostream& out, std::uint64_t number, int width) {
   char buffer[24];
@@ -118,9 +108,9 @@ class DocumentWriter {
     // Readers of 1.4 and later handle everything the writer produces; older
     // version numbers are raised to it.
     const std::string& version = document_.version < "1.4" ? std::string("1.4") : document_.version;
-    put(out_, "%PDF-");
-    put(out_, version);
-    put(out_, "\n%\xE2\xE3\xCF\xD3\n");
+    writeText(out_, "%PDF-");
+    writeText(out_, version);
+    writeText(out_, "\n%\xE2\xE3\xCF\xD3\n");
   }
 
   // The numbers of the parsed and unparsed objects and of the objects still
@@ -165,17 +155,17 @@ class DocumentWriter {
       if (offset > kMaxOffset) throw Exception(Error::Io, "failed while writing output PDF");
       const std::uint32_t generation = std::min(object->generation, kMaxGeneration);
       table_.push_back({number, generation, offset});
-      putNumber(out_, number);
+      writeUnsigned(out_, number);
       out_.put(' ');
-      putNumber(out_, generation);
-      put(out_, " obj\n");
+      writeUnsigned(out_, generation);
+      writeText(out_, " obj\n");
       if (object->isStream) {
         writeStream(*object);
       } else {
         writeValue(out_, object->value);
         out_.put('\n');
       }
-      put(out_, "endobj\n");
+      writeText(out_, "endobj\n");
     }
     release(number, held);
   }
@@ -191,7 +181,7 @@ class DocumentWriter {
     const std::uint64_t length = object.data.empty() ? object.streamLength : object.data.size();
     dictionary.insert_or_assign("Length", Value::Number(static_cast<double>(length)));
     writeValue(out_, object.value);
-    put(out_, "\nstream\n");
+    writeText(out_, "\nstream\n");
     if (!object.data.empty()) {
       out_.write(reinterpret_cast<const char*>(object.data.data()),
                  static_cast<std::streamsize>(object.data.size()));
@@ -205,7 +195,7 @@ class DocumentWriter {
       out_.write(reinterpret_cast<const char*>(file.data() + object.streamOffset),
                  static_cast<std::streamsize>(length));
     }
-    put(out_, "\nendstream\n");
+    writeText(out_, "\nendstream\n");
   }
 
   // Returns an object fetched only for writing to the state it was in.
@@ -238,24 +228,24 @@ class DocumentWriter {
     if (tableSize - end <= kMaxFreeRun) end = tableSize;
     sections.emplace_back(first, end);
 
-    put(out_, "xref\n");
+    writeText(out_, "xref\n");
     auto written = table_.begin();
     for (const auto& [sectionFirst, sectionEnd] : sections) {
-      putNumber(out_, sectionFirst);
+      writeUnsigned(out_, sectionFirst);
       out_.put(' ');
-      putNumber(out_, sectionEnd - sectionFirst);
+      writeUnsigned(out_, sectionEnd - sectionFirst);
       out_.put('\n');
       for (std::uint64_t number = sectionFirst; number < sectionEnd; ++number) {
         if (number == 0) {
-          put(out_, "0000000000 65535 f \n");
+          writeText(out_, "0000000000 65535 f \n");
         } else if (written != table_.end() && written->number == number) {
           putPadded(out_, written->offset, 10);
           out_.put(' ');
           putPadded(out_, written->generation, 5);
-          put(out_, " n \n");
+          writeText(out_, " n \n");
           ++written;
         } else {
-          put(out_, "0000000000 00000 f \n");
+          writeText(out_, "0000000000 00000 f \n");
         }
       }
     }
@@ -265,11 +255,11 @@ class DocumentWriter {
     Value trailer = document_.trailer.isDictionary() ? document_.trailer : Value::Dictionary({});
     for (const char* key : kDroppedTrailerKeys) trailer.dictionary.erase(key);
     trailer.dictionary.insert_or_assign("Size", Value::Number(static_cast<double>(tableSize)));
-    put(out_, "trailer\n");
+    writeText(out_, "trailer\n");
     writeValue(out_, trailer);
-    put(out_, "\nstartxref\n");
-    putNumber(out_, tableOffset);
-    put(out_, "\n%%EOF\n");
+    writeText(out_, "\nstartxref\n");
+    writeUnsigned(out_, tableOffset);
+    writeText(out_, "\n%%EOF\n");
   }
 
   Document& document_;

@@ -45,17 +45,7 @@ std::string_view formatNumber(double number, int precision, char (&buffer)[kNumb
   return text;
 }
 
-// Unformatted, so that a width or fill left on the caller's stream cannot
-// pad the output.
-void text(std::ostream& out, std::string_view piece) {
-  out.write(piece.data(), static_cast<std::streamsize>(piece.size()));
-}
-
-void writeUnsigned(std::ostream& out, std::uint32_t number) {
-  char buffer[16];
-  auto result = std::to_chars(buffer, buffer + sizeof buffer, number);
-  out.write(buffer, result.ptr - buffer);
-}
+void text(std::ostream& out, std::string_view piece) { writeText(out, piece); }
 
 bool needsEscape(unsigned char byte) {
   if (byte < 0x21 || byte > 0x7E) return true;
@@ -143,6 +133,16 @@ void writeNested(std::ostream& out, const Value& value, int depth) {
 }
 
 }  // namespace
+
+void writeText(std::ostream& out, std::string_view piece) {
+  out.write(piece.data(), static_cast<std::streamsize>(piece.size()));
+}
+
+void writeUnsigned(std::ostream& out, std::uint64_t number) {
+  char buffer[24];
+  auto result = std::to_chars(buffer, buffer + sizeof buffer, number);
+  out.write(buffer, result.ptr - buffer);
+}
 
 void writeValue(std::ostream& out, const Value& value) { writeNested(out, value, 0); }
 

@@ -11,6 +11,12 @@
 
 namespace zopra::pdf {
 
+// Writes the bytes unformatted, so that a width or fill left on the caller's
+// stream cannot pad the output.
+void writeText(std::ostream& out, std::string_view piece);
+// A whole number in decimal, independent of the stream's locale.
+void writeUnsigned(std::ostream& out, std::uint64_t number);
+
 // Appends the text of one value: strings always as lower-case hex strings,
 // names escaped, numbers with 12 significant digits.
 void writeValue(std::ostream& out, const Value& value);
