@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "pdf/content/graphics_entry.h"
 #include "pdf/content/text_entry.h"
 #include "pdf/model/document.h"
 
@@ -20,5 +21,9 @@ struct ZOPRADocumentLoader {
   // Page text built by the last zopraDocumentLoaderGetPageTextSize, without NUL.
   std::string pageText;
   std::vector<zopra::pdf::TextEntry> textEntries;
+  // Entries of the last zopraDocumentLoaderExtractPageGraphics, whatever page
+  // it was for.
+  std::vector<zopra::pdf::GraphicsEntry> graphicsEntries;
+  // Images drawn by the page of the last image call.
   std::vector<std::uint32_t> imageObjects;
 };
