@@ -163,7 +163,9 @@ int runGraphics(int argc, char** argv) {
   for (page = first; page < last; ++page) {
     int32_t status;
     if (progress) showProgress(page + 1, last);
-    if (json) printf("%s{\"page\":%lu,\"entries\":[", page > first ? "," : "", (unsigned long)page + 1);
+    if (json) {
+      printf("%s{\"page\":%lu,\"entries\":[", page > first ? "," : "", (unsigned long)page + 1);
+    }
     status = printPage(loader, page, minimumSize, json, slice);
     if (json) fputs("]}", stdout);
     if (status != ZOPRA_STATUS_SUCCESS) result = reportPageFailure(path, page, status);

@@ -14,7 +14,9 @@ using zopra::pdf::GraphicsEntry;
 namespace {
 
 // Kinds the record knows; anything else is reported as no colour.
-uint32_t colorType(const Color& color) { return color.kind >= 1 && color.kind <= 3 ? color.kind : 0; }
+uint32_t colorType(const Color& color) {
+  return color.kind >= 1 && color.kind <= 3 ? color.kind : 0;
+}
 
 void copyGraphics(ZOPRADocumentLoaderGraphicsInfo& info, const GraphicsEntry& entry) {
   info.type = entry.type == GraphicsEntry::kImage ? 1 : 0;

@@ -42,10 +42,12 @@ TEST(Hostile, EveryFileEndsWithItsExpectedStatus) {
     std::vector<TextEntry> entries;
     std::vector<GraphicsEntry> graphics;
     std::vector<std::uint32_t> images;
-    auto text = worstOf([&](std::uint32_t page) { return loaded->extractText(page, entries, nullptr); });
+    auto text =
+        worstOf([&](std::uint32_t page) { return loaded->extractText(page, entries, nullptr); });
     EXPECT_EQ(text.first, hostile.pageStatus);
     EXPECT_EQ(text.second, hostile.pageMessage);
-    auto painted = worstOf([&](std::uint32_t page) { return loaded->extractGraphics(page, 0, graphics); });
+    auto painted =
+        worstOf([&](std::uint32_t page) { return loaded->extractGraphics(page, 0, graphics); });
     EXPECT_EQ(painted.first, hostile.graphicsStatus);
     EXPECT_EQ(painted.second, hostile.graphicsMessage);
     auto drawn = worstOf([&](std::uint32_t page) { return loaded->extractImages(page, images); });

@@ -325,15 +325,15 @@ HostileFile fontProgramBomb() {
   return readable("font-program-bomb", b.bytes());
 }
 
-// One fill of a path of single points, as many as a path may hold, drawn
-// four times by a form: each point is a graphics entry of its own. And an image
-// drawn a hundred and forty thousand times. Text extraction makes no entries
+// A form fills a path of a hundred thousand single points, each a graphics
+// entry of its own, and the page draws it four times. Another form draws an
+// image a hundred and forty thousand times. Text extraction makes no entries
 // and reads the page.
 HostileFile graphicsEntries() {
   PdfBuilder b = onePage(rawStream("", repeat("/P Do ", 4) + "/I Do"),
                          "/XObject << /P 6 0 R /I 7 0 R >>");
   b.object(6, flateStream("/Type /XObject /Subtype /Form /BBox [0 0 10 10]",
-                          repeat("1 1 m ", std::size_t{1} << 18) + "f"));
+                          repeat("1 1 m ", 100000) + "f"));
   b.object(7, flateStream("/Type /XObject /Subtype /Form /BBox [0 0 10 10] "
                           "/Resources << /XObject << /Im 8 0 R >> >>",
                           repeat("/Im Do ", 140000)));
