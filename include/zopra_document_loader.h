@@ -66,6 +66,15 @@
 /* Any other failure: not a PDF, a damaged file, a file that cannot be read. */
 #define ZOPRA_STATUS_OTHER_ERROR (-128)
 
+/* Image formats written by zopraDocumentLoaderGetImageFormat. */
+/* No filter the library recognises: the bytes are the stream data as stored
+ * (raw samples, or samples still encoded by Flate, CCITT, JBIG2, ...). */
+#define ZOPRA_IMAGE_FORMAT_UNKNOWN 0
+/* The image has a DCTDecode filter: the bytes are a JPEG file. */
+#define ZOPRA_IMAGE_FORMAT_JPEG 1
+/* The image has a JPXDecode filter: the bytes are a JPEG 2000 file. */
+#define ZOPRA_IMAGE_FORMAT_JPEG2000 2
+
 #ifdef __cplusplus
 extern "C" {
 #endif
@@ -92,6 +101,46 @@ typedef struct ZOPRADocumentLoaderTextInfo {
   /* The text leading in force for the item. */
   double leading;
 } ZOPRADocumentLoaderTextInfo;
+
+/*
+ * One graphics entry of the last zopraDocumentLoaderExtractPageGraphics: a
+ * painted piece of a path (each subpath of a painted path is one entry) or a
+ * drawn image. Coordinates are in PDF units in page space (origin at the
+ * lower left as the page's box gives it, y upwards), before any page
+ * rotation. Curves are not flattened: their control points count as points,
+ * so the box of a curved piece can be larger than the drawn shape. Clipping
+ * is reduced to a rectangle.
+ */
+typedef struct ZOPRADocumentLoaderGraphicsInfo {
+  /* 1 for an image, 0 for a path piece. */
+  uint32_t type;
+  /* The entry's box cut to the clip. A horizontal or vertical line has a
+   * width or height of 0. */
+  double x, y, width, height;
+  /* A line (isLine 1): its first and last point. Anything else: the lower
+   * left and upper right corners of its box before clipping (for an image,
+   * the box of the image on the page). */
+  double startX, startY, endX, endY;
+  /* The clip rectangle in force when the entry was painted. */
+  double clipX, clipY, clipWidth, clipHeight;
+  /* 1 or 0: a piece of exactly two points that is not closed; a rectangle
+   * of `re` (always 1 for images); stroked; filled. A path piece that is
+   * neither stroked nor filled is never reported. */
+  uint32_t isLine, closed, stroke, fill;
+  /* The line width in force, in user-space units as the content set it
+   * (not scaled to the page); 1 for images. */
+  double lineWidth;
+  /* 0 when the content set no colour (and for images), 1 grey, 2 RGB,
+   * 3 CMYK; the components in that order, unused ones -1. Colours set
+   * through colour spaces (cs, sc, scn) are not tracked. */
+  uint32_t fillColorType;
+  double fillColor[4];
+  uint32_t strokeColorType;
+  double strokeColor[4];
+  /* Images: the image XObject's object number, as
+   * zopraDocumentLoaderGetImageCount lists it; paths: 0. */
+  uint32_t objectNumber;
+} ZOPRADocumentLoaderGraphicsInfo;
 
 /*
  * zopraDocumentLoaderCreate
@@ -327,6 +376,170 @@ ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderRemoveOriginalText(ZOPRADoc
  */
 ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderRemoveOriginalTextByIndex(
     ZOPRADocumentLoader* loader, uint32_t page, const uint32_t* indices, uint32_t count);
+
+/*
+ * zopraDocumentLoaderExtractPageGraphics
+ *   Interprets one page and keeps its graphics entries in the handle, in
+ *   painting order, replacing those of any earlier graphics extraction.
+ *   Entries that lie wholly outside the clip are left out, and so are those
+ *   whose width and height (after clipping) are both below minimumSize.
+ *   Inline images are not reported.
+ * Parameters
+ *   loader       [in] the handle.
+ *   page         [in] page index, below the page count.
+ *   minimumSize  [in] in PDF units, 0 or more; 0 keeps every entry.
+ * Returns
+ *   ZOPRA_STATUS_SUCCESS; ZOPRA_STATUS_INVALID_ARGUMENT when loader is NULL,
+ *   no document is open, page is out of range, or minimumSize is negative
+ *   or not a number; ZOPRA_STATUS_BROKEN_STREAM when a content stream or
+ *   font stream cannot be decoded; ZOPRA_STATUS_ENCRYPTED_DOCUMENT;
+ *   ZOPRA_STATUS_MEMORY_INSUFFICIENT; ZOPRA_STATUS_OTHER_ERROR for a damaged
+ *   object or a page too complex to finish. After an engine failure the
+ *   handle keeps the entries made before it.
+ */
+ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderExtractPageGraphics(
+    ZOPRADocumentLoader* loader, uint32_t page, double minimumSize);
+
+/*
+ * zopraDocumentLoaderGetPageGraphicsCount
+ *   The number of entries kept by the last
+ *   zopraDocumentLoaderExtractPageGraphics, whatever page that was for (0
+ *   after opening a document).
+ * Parameters
+ *   loader  [in] the handle.
+ *   count   [out] receives the entry count; must not be NULL.
+ *   page    [in] page index, below the page count; only checked against it.
+ * Returns
+ *   ZOPRA_STATUS_SUCCESS, or ZOPRA_STATUS_INVALID_ARGUMENT when loader or
+ *   count is NULL, no document is open or page is out of range.
+ */
+ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderGetPageGraphicsCount(
+    ZOPRADocumentLoader* loader, uint32_t* count, uint32_t page);
+
+/*
+ * zopraDocumentLoaderGetGraphics
+ *   Copies one kept graphics entry into a caller's record.
+ * Parameters
+ *   loader  [in] the handle.
+ *   info    [out] caller-owned record, filled on success; must not be NULL.
+ *   index   [in] entry index, below the count.
+ * Returns
+ *   ZOPRA_STATUS_SUCCESS, or ZOPRA_STATUS_INVALID_ARGUMENT (nothing written)
+ *   when loader or info is NULL, no document is open or index is out of
+ *   range.
+ */
+ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderGetGraphics(
+    ZOPRADocumentLoader* loader, ZOPRADocumentLoaderGraphicsInfo* info, uint32_t index);
+
+/*
+ * zopraDocumentLoaderGetGraphicsArray
+ *   Copies the kept entries start to start + count - 1 into infos[0] to
+ *   infos[count - 1].
+ * Parameters
+ *   loader  [in] the handle.
+ *   infos   [out] caller-owned array of at least count records; must not be
+ *           NULL, even when count is 0.
+ *   count   [in] number of entries to copy; 0 succeeds without writing.
+ *   start   [in] index of the first entry; start + count must not exceed
+ *           the entry count.
+ * Returns
+ *   ZOPRA_STATUS_SUCCESS, or ZOPRA_STATUS_INVALID_ARGUMENT (nothing written)
+ *   when loader or infos is NULL, no document is open or the range runs
+ *   past the last entry.
+ */
+ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderGetGraphicsArray(
+    ZOPRADocumentLoader* loader, ZOPRADocumentLoaderGraphicsInfo* infos, uint32_t count,
+    uint32_t start);
+
+/*
+ * Image calls
+ *   The images of a page are the image XObjects its content draws (in forms
+ *   too), one per drawing in drawing order: an image drawn twice is listed
+ *   twice, and index i names the i-th drawing. Inline images are not listed.
+ *   Every image call interprets the page again to list its images; only the
+ *   list of the last call is kept, so asking about n images costs about
+ *   3n + 1 page interpretations.
+ *   An image's bytes are its stream data as stored in the file, decrypted
+ *   but with no filter undone: a JPEG (DCTDecode) or JPEG 2000 (JPXDecode)
+ *   image is a complete file, anything else is handed out still encoded.
+ *
+ *   Statuses common to the four image calls:
+ *   ZOPRA_STATUS_INVALID_ARGUMENT when loader or the output pointer is NULL,
+ *   no document is open, page is out of range, or (for the calls taking an
+ *   index) index is not below the count or names no object;
+ *   ZOPRA_STATUS_BROKEN_STREAM when a content stream or font stream cannot
+ *   be decoded; ZOPRA_STATUS_ENCRYPTED_DOCUMENT; ZOPRA_STATUS_MEMORY_INSUFFICIENT;
+ *   ZOPRA_STATUS_OTHER_ERROR for a damaged object, a page too complex to
+ *   finish, or image data that lies outside the file.
+ */
+
+/*
+ * zopraDocumentLoaderGetImageCount
+ *   The number of images the page draws.
+ * Parameters
+ *   loader  [in] the handle.
+ *   count   [out] receives the count; must not be NULL.
+ *   page    [in] page index, below the page count.
+ * Returns
+ *   ZOPRA_STATUS_SUCCESS, or a status of the image calls (above).
+ */
+ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderGetImageCount(ZOPRADocumentLoader* loader,
+                                                                  uint32_t* count, uint32_t page);
+
+/*
+ * zopraDocumentLoaderGetImageFormat
+ *   The format of one image of the page, from its Filter entry: one of the
+ *   ZOPRA_IMAGE_FORMAT_* values. With a chain of filters the last DCTDecode
+ *   or JPXDecode decides, so [/FlateDecode /DCTDecode] is
+ *   ZOPRA_IMAGE_FORMAT_JPEG although its bytes are Flate data.
+ * Parameters
+ *   loader  [in] the handle.
+ *   format  [out] receives the format; must not be NULL.
+ *   page    [in] page index, below the page count.
+ *   index   [in] image index, below the page's image count.
+ * Returns
+ *   ZOPRA_STATUS_SUCCESS, or a status of the image calls (above).
+ */
+ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderGetImageFormat(ZOPRADocumentLoader* loader,
+                                                                   uint32_t* format,
+                                                                   uint32_t page, uint32_t index);
+
+/*
+ * zopraDocumentLoaderGetImageBufferSize
+ *   The length in bytes of one image's stored data.
+ * Parameters
+ *   loader  [in] the handle.
+ *   size    [out] receives the length; must not be NULL.
+ *   page    [in] page index, below the page count.
+ *   index   [in] image index, below the page's image count.
+ * Returns
+ *   ZOPRA_STATUS_SUCCESS, ZOPRA_STATUS_MEMORY_INSUFFICIENT (nothing written)
+ *   for an image of more than 4294967295 bytes, or a status of the image
+ *   calls (above).
+ */
+ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderGetImageBufferSize(
+    ZOPRADocumentLoader* loader, uint32_t* size, uint32_t page, uint32_t index);
+
+/*
+ * zopraDocumentLoaderGetImageBuffer
+ *   Copies one image's stored data to the start of a caller's buffer. Note
+ *   the order of the arguments: the buffer and its size come before the page
+ *   and the index.
+ * Parameters
+ *   loader      [in] the handle.
+ *   buffer      [out] caller-owned buffer; must not be NULL.
+ *   bufferSize  [in] its size in bytes, at least the size reported by
+ *               zopraDocumentLoaderGetImageBufferSize.
+ *   page        [in] page index, below the page count.
+ *   index       [in] image index, below the page's image count.
+ * Returns
+ *   ZOPRA_STATUS_SUCCESS; ZOPRA_STATUS_INVALID_ARGUMENT (nothing copied)
+ *   when the buffer is too small; or a status of the image calls (above).
+ */
+ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderGetImageBuffer(ZOPRADocumentLoader* loader,
+                                                                   uint8_t* buffer,
+                                                                   uint32_t bufferSize,
+                                                                   uint32_t page, uint32_t index);
 
 /*
  * zopraDocumentLoaderWriteDocumentA

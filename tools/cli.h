@@ -36,6 +36,27 @@ void formatNumber(double value, char* out, size_t size);
 /* Writes `text` as a JSON string literal to stdout. */
 void printJsonString(const char* text);
 
+/* Reads a page number from 1; 0 when `text` is not one. */
+unsigned long parsePageNumber(const char* text);
+/* An argument that is not a subcommand's own option: --help (printed, then
+ * EXIT_HELP_SHOWN), an unknown option (a usage error) or the file, which may
+ * be given once. */
+int takeArgument(const char* argument, const char** path);
+
+/* Reads a size such as 2 or 0.5 (digits, at most one point, no sign) into
+ * `value`; 0 when `text` is not one. */
+int parseSize(const char* text, double* value);
+/* Prints the failure report for one page ("FILE, page N") and returns the
+ * exit code. */
+int reportPageFailure(const char* path, uint32_t page, int32_t status);
+
+/* Progress over many pages goes to stderr when it is a terminal and does not
+ * share it with the output (`quietStdout`: nothing is printed on stdout). */
+int progressWanted(int quietStdout);
+/* "page P of LAST", rewritten in place; endProgress clears the line. */
+void showProgress(uint32_t page, uint32_t last);
+void endProgress(void);
+
 /* Creates a handle and opens `path`; on failure reports it and returns the
  * exit code (the handle is then already released). */
 int openDocument(const char* path, ZOPRADocumentLoader** loader);
@@ -46,5 +67,7 @@ int runText(int argc, char** argv);
 int runItems(int argc, char** argv);
 int runRewrite(int argc, char** argv);
 int runErase(int argc, char** argv);
+int runGraphics(int argc, char** argv);
+int runImages(int argc, char** argv);
 
 #endif

@@ -7,28 +7,6 @@
 #include "cli.h"
 #include "zopra_document_loader.h"
 
-/* Reads a page number from 1; 0 when `text` is not one. */
-static unsigned long parsePageNumber(const char* text) {
-  char* end = NULL;
-  unsigned long value;
-  if (!text || text[0] < '0' || text[0] > '9') return 0;
-  value = strtoul(text, &end, 10);
-  if (*end != '\0' || value > 0xFFFFFFFFul) return 0;
-  return value;
-}
-
-/* An argument that is not a subcommand's own option: --help, or the file. */
-static int takeArgument(const char* argument, const char** path) {
-  if (strcmp(argument, "--help") == 0 || strcmp(argument, "-h") == 0) {
-    printHelp();
-    return EXIT_HELP_SHOWN;
-  }
-  if (argument[0] == '-' && argument[1] != '\0') return usageError("unknown option", argument);
-  if (*path) return usageError("more than one file given", argument);
-  *path = argument;
-  return EXIT_OK;
-}
-
 int runText(int argc, char** argv) {
   const char* path = NULL;
   unsigned long first = 1;

@@ -76,6 +76,66 @@ expect_run "items" 0 - - items "$sample" --page 2
 printf '1\t282.17\t744\t10\t11.66\t-2-\n' >"$work/item.txt"
 head -n 1 "$work/stdout" | cmp -s - "$work/item.txt" || fail "items: unexpected first line $(head -n 1 "$work/stdout")"
 
+# Graphics and images: page 1 strokes a line, fills a red rectangle and draws
+# one image twice; page 2 is empty.
+pdf=$work/graphics.pdf
+printf '%%PDF-1.4\n' >"$pdf"
+offsets=""
+content='0 0 m 100 0 l S 1 0 0 rg 10 20 30 40 re f q 100 0 0 50 200 300 cm /Im Do Q q 100 0 0 50 0 0 cm /Im Do Q'
+add_object 1 "<< /Type /Catalog /Pages 2 0 R >>"
+add_object 2 "<< /Type /Pages /Kids [3 0 R 4 0 R] /Count 2 >>"
+add_object 3 "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 612 792] /Contents 6 0 R /Resources << /XObject << /Im 5 0 R >> >> >>"
+add_object 4 "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 612 792] >>"
+add_object 5 "$(printf '<< /Type /XObject /Subtype /Image /Width 1 /Height 1 /ColorSpace /DeviceGray /BitsPerComponent 8 /Filter /DCTDecode /Length 9 >>\nstream\nJPEG DATA\nendstream')"
+add_object 6 "$(printf '<< /Length %d >>\nstream\n%s\nendstream' ${#content} "$content")"
+xref=$(wc -c <"$pdf")
+{
+  printf 'xref\n0 7\n0000000000 65535 f \n'
+  for offset in $offsets; do printf '%010d 00000 n \n' "$offset"; done
+  printf 'trailer\n<< /Size 7 /Root 1 0 R >>\nstartxref\n%s\n%%%%EOF\n' "$xref"
+} >>"$pdf"
+
+tab=$(printf '\t')
+cat >"$work/graphics.txt" <<END
+1${tab}line${tab}0${tab}0${tab}100${tab}0${tab}stroke${tab}1${tab}-${tab}-${tab}0
+1${tab}rect${tab}10${tab}20${tab}30${tab}40${tab}fill${tab}1${tab}rgb:1,0,0${tab}-${tab}0
+1${tab}image${tab}200${tab}300${tab}100${tab}50${tab}-${tab}1${tab}-${tab}-${tab}5
+1${tab}image${tab}0${tab}0${tab}100${tab}50${tab}-${tab}1${tab}-${tab}-${tab}5
+END
+expect_run "graphics" 0 "$work/graphics.txt" - graphics "$pdf"
+expect_run "graphics --page 1" 0 "$work/graphics.txt" - graphics "$pdf" --page 1
+grep -v rect "$work/graphics.txt" >"$work/graphics-min.txt"
+expect_run "graphics --min" 0 "$work/graphics-min.txt" - graphics "$pdf" --page 1 --min 40.5
+printf '{"file":"%s","pages":[{"page":2,"entries":[]}]}\n' "$pdf" >"$work/graphics-empty.json"
+expect_run "graphics --json, empty page" 0 "$work/graphics-empty.json" - graphics --json "$pdf" --page 2
+if command -v python3 >/dev/null 2>&1; then
+  expect_run "graphics --json" 0 - - graphics --json "$pdf"
+  python3 -c '
+import json, sys
+pages = json.load(open(sys.argv[1]))["pages"]
+rect = pages[0]["entries"][1]
+assert [len(p["entries"]) for p in pages] == [4, 0]
+assert rect["kind"] == "rect" and rect["fill"] and not rect["stroke"] and rect["end"] == [40, 60]
+assert rect["fill_color"] == {"space": "rgb", "components": [1, 0, 0]} and rect["stroke_color"] is None
+assert pages[0]["entries"][3]["object"] == 5
+' "$work/stdout" || fail "graphics --json: unexpected JSON"
+fi
+expect_run "graphics on a missing page" 7 - "graphics.pdf, page 3: invalid argument" \
+  graphics "$pdf" --page 3
+
+{
+  printf '%5s %6s %7s %-6s %10s %9s %9s %9s %9s\n' page index object format bytes x y width height
+  printf '%5s %6s %7s %-6s %10s %9s %9s %9s %9s\n' 1 1 5 jpeg 9 200 300 100 50
+  printf '%5s %6s %7s %-6s %10s %9s %9s %9s %9s\n' 1 2 5 jpeg 9 0 0 100 50
+} >"$work/images.txt"
+expect_run "images" 0 "$work/images.txt" - images "$pdf"
+expect_run "images --list -l 1" 0 "$work/images.txt" - images --list "$pdf" -l 1
+expect_run "images -o" 0 /dev/null - images "$pdf" -o "$work/images"
+printf 'JPEG DATA' | cmp -s - "$work/images/page-1-image-1.jpg" || fail "images -o: wrong bytes"
+[ "$(ls "$work/images")" = "page-1-image-1.jpg" ] || fail "images -o: the image drawn twice is written twice"
+expect_run "images -o into a missing folder" 9 - "cannot create the folder" \
+  images "$pdf" -o "$work/missing/images"
+
 # Rewrite: the copy reads like the original and passes qpdf's check; the
 # input itself is never the output, however its path is spelt.
 cp "$sample" "$work/in.pdf"
@@ -126,6 +186,8 @@ expect_usage "unknown option" "unknown option: --frob" info --frob "$pdf"
 expect_usage "items without a page" "no page given" items "$sample"
 expect_usage "bad page number" "not a page number: x" text "$sample" -f x
 expect_usage "rewrite without an output" "needs an input and an output" rewrite "$sample"
+expect_usage "bad size" "not a size: -1" graphics "$sample" --min -1
+expect_usage "images without a file" "no file given" images --list
 expect_run "help" 0 - - --help
 grep -q "needs a password" "$work/stdout" || fail "--help does not list the exit codes"
 

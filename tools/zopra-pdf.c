@@ -5,11 +5,14 @@
  * subcommand is one entry of the table below; a subcommand receives the
  * arguments that follow its name.
  */
+#define _POSIX_C_SOURCE 200809L
+
 #include <math.h>
 #include <stdint.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <unistd.h>
 
 #include "cli.h"
 #include "zopra_document_loader.h"
@@ -44,6 +47,10 @@ static const Subcommand kSubcommands[] = {
      "print the text of the pages, each page followed by a form feed", runText},
     {"items", "FILE --page N [--json]",
      "print the text items of one page with position, font size and width", runItems},
+    {"graphics", "FILE [--page N] [--min SIZE] [--json]",
+     "print the painted path pieces and drawn images of the pages, one per line", runGraphics},
+    {"images", "FILE [-f FIRST] [-l LAST] [--list] [-o DIR]",
+     "list the images the pages draw, or write their stored bytes to DIR", runImages},
     {"rewrite", "IN OUT",
      "write IN as a new, unencrypted PDF file OUT with a plain cross-reference table",
      runRewrite},
@@ -68,21 +75,35 @@ void printHelp(void) {
   printUsage(stdout);
   printf("\nCommands:\n");
   for (i = 0; i < SUBCOMMAND_COUNT; ++i) {
-    printf("  %-8s %s\n", kSubcommands[i].name, kSubcommands[i].summary);
+    printf("  %-9s %s\n", kSubcommands[i].name, kSubcommands[i].summary);
   }
   printf("\nOptions:\n");
   printf("  --json     print the result as one JSON object\n");
   printf("  -f, -l     first and last page to print (from 1)\n");
-  printf("  --page N   the page whose items to print (from 1)\n");
   printf("  --pages L  erase: the pages whose text goes, as 1,3-5 (from 1)\n");
   printf("  --items P:I,J  erase: items I, J, ... of page P, numbered as items prints\n");
   printf("             them (from 1); may be given for several pages\n");
+  printf("  --page N   the page whose items or graphics to print (from 1); graphics\n"
+         "             prints every page without it\n");
+  printf("  --min SIZE graphics: leave out pieces whose width and height are both below\n"
+         "             SIZE (PDF units, after clipping)\n");
+  printf("  --list     images: one row per drawn image (the default without -o)\n");
+  printf("  -o DIR     images: write each image to DIR/page-P-image-I.jpg, .jp2 (JPEG 2000)\n"
+         "             or .bin (any other image, its stream data as stored); an image\n"
+         "             drawn again is written once\n");
   printf("  --help     print this help and exit\n");
   printf("  --version  print the library version and exit\n");
   printf("\nPage sizes are in PDF units (1/72 inch), as the page is displayed\n");
   printf("(width and height exchanged for pages rotated by 90 or 270 degrees).\n");
-  printf("\nrewrite and erase never replace their input: an OUT that is the input file itself,\n");
-  printf("under any name, is refused with exit status %d.\n", EXIT_USAGE);
+  printf("\ngraphics prints per line: page, kind (line, rect, path or image), x, y,\n"
+         "width and height of the box cut to the clip, paint (stroke, fill,\n"
+         "fill+stroke, - for images), line width, fill and stroke colour (gray:G,\n"
+         "rgb:R,G,B, cmyk:C,M,Y,K, or - when unset) and the image's object number.\n"
+         "images --list prints per image: page, index on the page (from 1, in\n"
+         "drawing order), object number, format (jpeg, jpx, other), size of the\n"
+         "stored bytes, and the box where the page shows it (- when unknown).\n");
+  printf("\nrewrite and erase never replace their input: an OUT that is the input file\n");
+  printf("itself, under any name, is refused with exit status %d.\n", EXIT_USAGE);
   printf("\nExit status:\n");
   printf("  %d  success\n", EXIT_OK);
   printf("  %d  unexpected library status\n", EXIT_UNKNOWN_STATUS);
@@ -91,8 +112,8 @@ void printHelp(void) {
     printf("  %d  %s (library status %d)\n", kStatuses[i].exitCode, kStatuses[i].meaning,
            (int)kStatuses[i].status);
   }
-  printf("  %d  rewrite: the output cannot be written, or an object of the input is\n"
-         "     damaged (library status %d)\n",
+  printf("  %d  rewrite, erase: the output cannot be written, or an object of the input\n"
+         "     is damaged (library status %d); images: a file cannot be written\n",
          EXIT_WRITE_FAILED, (int)ZOPRA_STATUS_OTHER_ERROR);
 }
 
@@ -109,6 +130,7 @@ int usageError(const char* message, const char* argument) {
 /* Prints the one-line failure report and returns the matching exit code. */
 int reportFailure(const char* path, int32_t status) {
   size_t i;
+  endProgress();
   for (i = 0; i < STATUS_COUNT; ++i) {
     if (kStatuses[i].status == status) {
       fprintf(stderr, PROGRAM ": %s: %s (status %d)\n", path, kStatuses[i].meaning, (int)status);
@@ -173,6 +195,76 @@ void printJsonString(const char* text) {
     }
   }
   putchar('"');
+}
+
+unsigned long parsePageNumber(const char* text) {
+  char* end = NULL;
+  unsigned long value;
+  if (!text || text[0] < '0' || text[0] > '9') return 0;
+  value = strtoul(text, &end, 10);
+  if (*end != '\0' || value > 0xFFFFFFFFul) return 0;
+  return value;
+}
+
+int takeArgument(const char* argument, const char** path) {
+  if (strcmp(argument, "--help") == 0 || strcmp(argument, "-h") == 0) {
+    printHelp();
+    return EXIT_HELP_SHOWN;
+  }
+  if (argument[0] == '-' && argument[1] != '\0') return usageError("unknown option", argument);
+  if (*path) return usageError("more than one file given", argument);
+  *path = argument;
+  return EXIT_OK;
+}
+
+int parseSize(const char* text, double* value) {
+  double digitsValue = 0.0;
+  double divisor = 1.0;
+  int digits = 0;
+  const char* p = text;
+  /* Digits are read one by one rather than with strtod, whose decimal point
+   * follows the locale; one division at the end rounds 0.1 as the literal. */
+  for (; *p >= '0' && *p <= '9'; ++p, ++digits) digitsValue = digitsValue * 10.0 + (*p - '0');
+  if (*p == '.') {
+    for (++p; *p >= '0' && *p <= '9'; ++p, ++digits) {
+      digitsValue = digitsValue * 10.0 + (*p - '0');
+      divisor *= 10.0;
+    }
+  }
+  if (digits == 0 || *p != '\0') return 0;
+  *value = digitsValue / divisor;
+  return 1;
+}
+
+int progressWanted(int quietStdout) {
+  return isatty(STDERR_FILENO) && (quietStdout || !isatty(STDOUT_FILENO));
+}
+
+/* True while a progress line stands on stderr, to be cleared before any
+ * other message goes there. */
+static int progressShown = 0;
+
+void showProgress(uint32_t page, uint32_t last) {
+  fprintf(stderr, "\r" PROGRAM ": page %lu of %lu", (unsigned long)page, (unsigned long)last);
+  fflush(stderr);
+  progressShown = 1;
+}
+
+void endProgress(void) {
+  if (!progressShown) return;
+  fputs("\r                                              \r", stderr);
+  progressShown = 0;
+}
+
+int reportPageFailure(const char* path, uint32_t page, int32_t status) {
+  size_t length = strlen(path) + 32;
+  char* where = malloc(length);
+  int result;
+  fflush(stdout);
+  if (where) snprintf(where, length, "%s, page %lu", path, (unsigned long)page + 1);
+  result = reportFailure(where ? where : path, status);
+  free(where);
+  return result;
 }
 
 int openDocument(const char* path, ZOPRADocumentLoader** loader) {

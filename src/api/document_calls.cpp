@@ -33,6 +33,7 @@ ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderOpenFileA(ZOPRADocumentLoad
     loader->opened = kind == Error::None;
     loader->textExtracted = false;
     loader->textEntries.clear();
+    loader->graphicsEntries.clear();
     loader->imageObjects.clear();
     return statusFor(kind);
   });

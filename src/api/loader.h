@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "pdf/content/graphics_entry.h"
 #include "pdf/content/text_entry.h"
 #include "pdf/model/document.h"
 
@@ -23,5 +24,9 @@ struct ZOPRADocumentLoader {
   // Counts the extractions into textEntries, so that text removal can tell
   // whether the items it is given are those of its earlier removals.
   std::uint64_t extraction = 0;
+  // Entries of the last zopraDocumentLoaderExtractPageGraphics, whatever page
+  // it was for.
+  std::vector<zopra::pdf::GraphicsEntry> graphicsEntries;
+  // Images drawn by the page of the last image call.
   std::vector<std::uint32_t> imageObjects;
 };

@@ -4,12 +4,19 @@
  */
 #define _POSIX_C_SOURCE 200809L
 
+#include <math.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 #include <unistd.h>
 
 #include "zopra_document_loader.h"
+
+/* The record's layout is part of the interface: 216 bytes with natural
+ * alignment on x86-64. */
+#if defined(__x86_64__) || defined(_M_X64)
+typedef char graphicsInfoIs216Bytes[sizeof(ZOPRADocumentLoaderGraphicsInfo) == 216 ? 1 : -1];
+#endif
 
 static int passed = 0;
 static int failed = 0;
@@ -132,6 +139,28 @@ static const char* writeLeadingBlankLineFile(void) {
   addObject(&writer, "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 612 792] >>");
   endDocument(&writer);
   return writeFile("blank-line.pdf", writer.data, writer.length);
+}
+
+/* One page: a stroked line, then a 4-byte "JPEG" image placed at (30, 40)
+ * with a size of 10 x 20. */
+static const char* writeGraphicsFile(void) {
+  PdfWriter writer;
+  static const char content[] = "0 0 m 100 0 l S q 10 0 0 20 30 40 cm /Im Do Q";
+  char body[256];
+  beginDocument(&writer, "");
+  addObject(&writer, "<< /Type /Catalog /Pages 2 0 R >>");
+  addObject(&writer, "<< /Type /Pages /Kids [3 0 R] /Count 1 >>");
+  addObject(&writer,
+            "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 612 792] /Contents 4 0 R"
+            " /Resources << /XObject << /Im 5 0 R >> >> >>");
+  snprintf(body, sizeof body, "<< /Length %lu >>\nstream\n%s\nendstream",
+           (unsigned long)strlen(content), content);
+  addObject(&writer, body);
+  addObject(&writer,
+            "<< /Type /XObject /Subtype /Image /Width 1 /Height 1 /ColorSpace /DeviceGray"
+            " /BitsPerComponent 8 /Filter /DCTDecode /Length 4 >>\nstream\n\xFF\xD8\xFF\xD9\nendstream");
+  endDocument(&writer);
+  return writeFile("graphics.pdf", writer.data, writer.length);
 }
 
 static int near(double a, double b) { return a - b < 1e-6 && b - a < 1e-6; }
@@ -306,9 +335,100 @@ static void checkWriting(void) {
   zopraDocumentLoaderDestroy(loader);
 }
 
+/* Every graphics and image call refuses a NULL handle, a handle with no
+ * document, NULL outputs and indexes out of range, and writes nothing then. */
+static void checkGraphicsAndImages(void) {
+  ZOPRADocumentLoader* loader = NULL;
+  ZOPRADocumentLoaderGraphicsInfo infos[2];
+  uint32_t count = 77;
+  uint32_t value = 77;
+  uint8_t buffer[8] = {0};
+
+  CHECK_STATUS(ZOPRA_STATUS_INVALID_ARGUMENT, zopraDocumentLoaderExtractPageGraphics(NULL, 0, 0.0));
+  CHECK_STATUS(ZOPRA_STATUS_INVALID_ARGUMENT,
+               zopraDocumentLoaderGetPageGraphicsCount(NULL, &count, 0));
+  CHECK_STATUS(ZOPRA_STATUS_INVALID_ARGUMENT, zopraDocumentLoaderGetGraphics(NULL, infos, 0));
+  CHECK_STATUS(ZOPRA_STATUS_INVALID_ARGUMENT,
+               zopraDocumentLoaderGetGraphicsArray(NULL, infos, 0, 0));
+  CHECK_STATUS(ZOPRA_STATUS_INVALID_ARGUMENT, zopraDocumentLoaderGetImageCount(NULL, &count, 0));
+  CHECK_STATUS(ZOPRA_STATUS_INVALID_ARGUMENT,
+               zopraDocumentLoaderGetImageFormat(NULL, &value, 0, 0));
+  CHECK_STATUS(ZOPRA_STATUS_INVALID_ARGUMENT,
+               zopraDocumentLoaderGetImageBufferSize(NULL, &value, 0, 0));
+  CHECK_STATUS(ZOPRA_STATUS_INVALID_ARGUMENT,
+               zopraDocumentLoaderGetImageBuffer(NULL, buffer, sizeof buffer, 0, 0));
+  if (zopraDocumentLoaderCreate(&loader) != ZOPRA_STATUS_SUCCESS) {
+    CHECK(!"create failed");
+    return;
+  }
+  /* Nothing open yet. */
+  CHECK_STATUS(ZOPRA_STATUS_INVALID_ARGUMENT,
+               zopraDocumentLoaderExtractPageGraphics(loader, 0, 0.0));
+  CHECK_STATUS(ZOPRA_STATUS_INVALID_ARGUMENT,
+               zopraDocumentLoaderGetPageGraphicsCount(loader, &count, 0));
+  CHECK_STATUS(ZOPRA_STATUS_INVALID_ARGUMENT,
+               zopraDocumentLoaderGetGraphicsArray(loader, infos, 0, 0));
+  CHECK_STATUS(ZOPRA_STATUS_INVALID_ARGUMENT, zopraDocumentLoaderGetImageCount(loader, &count, 0));
+
+  CHECK_STATUS(ZOPRA_STATUS_SUCCESS, zopraDocumentLoaderOpenFileA(loader, writeGraphicsFile()));
+  CHECK_STATUS(ZOPRA_STATUS_INVALID_ARGUMENT,
+               zopraDocumentLoaderExtractPageGraphics(loader, 1, 0.0));
+  CHECK_STATUS(ZOPRA_STATUS_INVALID_ARGUMENT,
+               zopraDocumentLoaderExtractPageGraphics(loader, 0, -0.5));
+  CHECK_STATUS(ZOPRA_STATUS_INVALID_ARGUMENT,
+               zopraDocumentLoaderExtractPageGraphics(loader, 0, NAN));
+  CHECK_STATUS(ZOPRA_STATUS_SUCCESS, zopraDocumentLoaderExtractPageGraphics(loader, 0, 0.0));
+  CHECK_STATUS(ZOPRA_STATUS_INVALID_ARGUMENT,
+               zopraDocumentLoaderGetPageGraphicsCount(loader, NULL, 0));
+  CHECK_STATUS(ZOPRA_STATUS_INVALID_ARGUMENT,
+               zopraDocumentLoaderGetPageGraphicsCount(loader, &count, 1));
+  CHECK_STATUS(ZOPRA_STATUS_SUCCESS, zopraDocumentLoaderGetPageGraphicsCount(loader, &count, 0));
+  CHECK(count == 2);
+  infos[0].type = 99;
+  CHECK_STATUS(ZOPRA_STATUS_INVALID_ARGUMENT, zopraDocumentLoaderGetGraphics(loader, NULL, 0));
+  CHECK_STATUS(ZOPRA_STATUS_INVALID_ARGUMENT, zopraDocumentLoaderGetGraphics(loader, infos, 2));
+  CHECK_STATUS(ZOPRA_STATUS_INVALID_ARGUMENT,
+               zopraDocumentLoaderGetGraphicsArray(loader, NULL, 0, 0));
+  CHECK_STATUS(ZOPRA_STATUS_INVALID_ARGUMENT,
+               zopraDocumentLoaderGetGraphicsArray(loader, infos, 2, 1));
+  CHECK_STATUS(ZOPRA_STATUS_INVALID_ARGUMENT,
+               zopraDocumentLoaderGetGraphicsArray(loader, infos, 1, 0xFFFFFFFFu));
+  CHECK_STATUS(ZOPRA_STATUS_SUCCESS, zopraDocumentLoaderGetGraphicsArray(loader, infos, 0, 2));
+  CHECK(infos[0].type == 99);
+  CHECK_STATUS(ZOPRA_STATUS_SUCCESS, zopraDocumentLoaderGetGraphicsArray(loader, infos, 2, 0));
+  CHECK(infos[0].type == 0 && infos[0].isLine == 1 && infos[1].type == 1 &&
+        infos[1].objectNumber == 5 && near(infos[1].x, 30.0) && near(infos[1].height, 20.0));
+
+  CHECK_STATUS(ZOPRA_STATUS_INVALID_ARGUMENT, zopraDocumentLoaderGetImageCount(loader, NULL, 0));
+  CHECK_STATUS(ZOPRA_STATUS_INVALID_ARGUMENT, zopraDocumentLoaderGetImageCount(loader, &count, 1));
+  CHECK_STATUS(ZOPRA_STATUS_INVALID_ARGUMENT,
+               zopraDocumentLoaderGetImageFormat(loader, NULL, 0, 0));
+  CHECK_STATUS(ZOPRA_STATUS_INVALID_ARGUMENT,
+               zopraDocumentLoaderGetImageFormat(loader, &value, 0, 1));
+  CHECK_STATUS(ZOPRA_STATUS_INVALID_ARGUMENT,
+               zopraDocumentLoaderGetImageBufferSize(loader, NULL, 0, 0));
+  CHECK_STATUS(ZOPRA_STATUS_INVALID_ARGUMENT,
+               zopraDocumentLoaderGetImageBufferSize(loader, &value, 1, 0));
+  CHECK_STATUS(ZOPRA_STATUS_INVALID_ARGUMENT,
+               zopraDocumentLoaderGetImageBuffer(loader, NULL, sizeof buffer, 0, 0));
+  CHECK_STATUS(ZOPRA_STATUS_INVALID_ARGUMENT,
+               zopraDocumentLoaderGetImageBuffer(loader, buffer, 3, 0, 0));
+  CHECK_STATUS(ZOPRA_STATUS_INVALID_ARGUMENT,
+               zopraDocumentLoaderGetImageBuffer(loader, buffer, 4, 0, 1));
+  CHECK(buffer[0] == 0);
+  CHECK_STATUS(ZOPRA_STATUS_SUCCESS, zopraDocumentLoaderGetImageBuffer(loader, buffer, 4, 0, 0));
+  CHECK(memcmp(buffer, "\xFF\xD8\xFF\xD9", 4) == 0);
+
+  /* Opening a document empties the graphics cache. */
+  CHECK_STATUS(ZOPRA_STATUS_SUCCESS, zopraDocumentLoaderOpenFileA(loader, writeGraphicsFile()));
+  CHECK_STATUS(ZOPRA_STATUS_SUCCESS, zopraDocumentLoaderGetPageGraphicsCount(loader, &count, 0));
+  CHECK(count == 0);
+  zopraDocumentLoaderDestroy(loader);
+}
+
 static void removeTempDir(void) {
   static const char* names[] = {"short.pdf", "blank-line.pdf", "text.pdf", "two-pages.pdf",
-                                "written.pdf"};
+                                "written.pdf", "graphics.pdf"};
   char path[512];
   size_t i;
   for (i = 0; i < sizeof names / sizeof names[0]; ++i) {
@@ -330,6 +450,7 @@ int main(void) {
   checkValidDocument();
   checkRemoval();
   checkWriting();
+  checkGraphicsAndImages();
   removeTempDir();
   printf("%d passed, %d failed\n", passed, failed);
   return failed == 0 ? 0 : 1;

@@ -3,6 +3,7 @@
 // trips. Time and memory are measured by bench_hostile, not here.
 #include <gtest/gtest.h>
 
+#include "pdf/content/graphics_entry.h"
 #include "pdf/content/text_entry.h"
 #include "support/hostile_files.h"
 #include "support/load_helpers.h"
@@ -29,18 +30,29 @@ TEST(Hostile, EveryFileEndsWithItsExpectedStatus) {
       EXPECT_EQ(loaded->errorMessage, hostile.openMessage);
       continue;
     }
-    int worst = 0;
-    std::string message;
-    std::vector<TextEntry> entries;
-    for (std::uint32_t page = 0; page < loaded->pages.size(); ++page) {
-      Error kind = loaded->extractText(page, entries, nullptr);
-      if (kind != Error::None && worst == 0) {
-        worst = statusOf(kind);
-        message = loaded->errorMessage;
+    // The first failure over all pages of one kind of extraction.
+    auto worstOf = [&](auto extract) {
+      std::pair<int, std::string> worst{0, ""};
+      for (std::uint32_t page = 0; page < loaded->pages.size(); ++page) {
+        Error kind = extract(page);
+        if (kind != Error::None && worst.first == 0) worst = {statusOf(kind), loaded->errorMessage};
       }
-    }
-    EXPECT_EQ(worst, hostile.pageStatus);
-    EXPECT_EQ(message, hostile.pageMessage);
+      return worst;
+    };
+    std::vector<TextEntry> entries;
+    std::vector<GraphicsEntry> graphics;
+    std::vector<std::uint32_t> images;
+    auto text =
+        worstOf([&](std::uint32_t page) { return loaded->extractText(page, entries, nullptr); });
+    EXPECT_EQ(text.first, hostile.pageStatus);
+    EXPECT_EQ(text.second, hostile.pageMessage);
+    auto painted =
+        worstOf([&](std::uint32_t page) { return loaded->extractGraphics(page, 0, graphics); });
+    EXPECT_EQ(painted.first, hostile.graphicsStatus);
+    EXPECT_EQ(painted.second, hostile.graphicsMessage);
+    auto drawn = worstOf([&](std::uint32_t page) { return loaded->extractImages(page, images); });
+    EXPECT_EQ(drawn.first, hostile.graphicsStatus);
+    EXPECT_EQ(drawn.second, hostile.graphicsMessage);
   }
 }
 

@@ -67,6 +67,9 @@ HostileFile file(std::string name, const std::string& bytes, int openStatus, std
   f.openMessage = std::move(openMessage);
   f.pageStatus = pageStatus;
   f.pageMessage = std::move(pageMessage);
+  // Graphics run the same content with the same budgets.
+  f.graphicsStatus = f.pageStatus;
+  f.graphicsMessage = f.pageMessage;
   return f;
 }
 
@@ -322,6 +325,28 @@ HostileFile fontProgramBomb() {
   return readable("font-program-bomb", b.bytes());
 }
 
+// A form fills a path of a hundred thousand single points, each a graphics
+// entry of its own, and the page draws it four times. Another form draws an
+// image a hundred and forty thousand times. Text extraction makes no entries
+// and reads the page.
+HostileFile graphicsEntries() {
+  PdfBuilder b = onePage(rawStream("", repeat("/P Do ", 4) + "/I Do"),
+                         "/XObject << /P 6 0 R /I 7 0 R >>");
+  b.object(6, flateStream("/Type /XObject /Subtype /Form /BBox [0 0 10 10]",
+                          repeat("1 1 m ", 100000) + "f"));
+  b.object(7, flateStream("/Type /XObject /Subtype /Form /BBox [0 0 10 10] "
+                          "/Resources << /XObject << /Im 8 0 R >> >>",
+                          repeat("/Im Do ", 140000)));
+  b.object(8, rawStream("/Type /XObject /Subtype /Image /Width 1 /Height 1 /ColorSpace "
+                        "/DeviceGray /BitsPerComponent 8",
+                        "x"));
+  b.finishWithTable("/Root 1 0 R");
+  HostileFile f = readable("graphics-entries", b.bytes());
+  f.graphicsStatus = kOtherError;
+  f.graphicsMessage = "page content is too complex";
+  return f;
+}
+
 // A page tree that declares a million pages and holds one.
 HostileFile millionPagesDeclared() {
   PdfBuilder b;
@@ -378,7 +403,8 @@ std::vector<HostileFile> hostileFiles() {
           manyOperators(),    recoveryTrailers(),  recoveryStreams(), longBaseFont(),
           identityFonts(),    sharedToUnicode(),   objectStreamBombs(), predictorRows(),
           crossReferenceEntries(), crossReferenceIndex(), contentBomb(), hugeLength(),
-          nestedArrays(),     manySaves(),         fontProgramBomb(), millionPagesDeclared()};
+          nestedArrays(),     manySaves(),         fontProgramBomb(), millionPagesDeclared(),
+          graphicsEntries()};
 }
 
 }  // namespace zopra::test

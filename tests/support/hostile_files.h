@@ -19,6 +19,9 @@ struct HostileFile {
   // every page reads), and the engine's message for that failure.
   int pageStatus = 0;
   std::string pageMessage;
+  // Likewise for the graphics extraction and the image list of every page.
+  int graphicsStatus = 0;
+  std::string graphicsMessage;
   // When the open fails: the engine's message.
   std::string openMessage;
 };

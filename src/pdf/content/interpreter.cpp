@@ -88,8 +88,7 @@ void Interpreter::drawXObject(const Value& resources, const std::string& name) {
   if (!subtype || !subtype->isName()) return;
 
   if (subtype->text == "Image") {
-    if (images) images->push_back(objectNumber);
-    // Image entries of the graphics collector are made by the graphics extraction.
+    drawImage(objectNumber);
     return;
   }
   if (subtype->text != "Form") return;
@@ -175,14 +174,8 @@ void Interpreter::chargeFont(std::size_t bytes) {
   if (fontBytes_ > kMaxFontBytes) tooComplex();
 }
 
-void Interpreter::paint(bool stroke, bool fill) {
-  // Painted pieces are reported by the graphics extraction; text extraction
-  // only needs the path discarded.
-  (void)stroke;
-  (void)fill;
-  clipPending = false;
-  path.clear();
-  pathPoints = 0;
+void Interpreter::chargeGraphics() {
+  if (++graphicsEntries_ > kMaxGraphicsEntries) tooComplex();
 }
 
 }  // namespace zopra::pdf

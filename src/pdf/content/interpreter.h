@@ -117,6 +117,8 @@ class Interpreter {
   double operatorSpaceThreshold(FontInfo& fontInfo, const RunMetrics& metrics) const;
   // Paints (or only discards) the current path.
   void paint(bool stroke, bool fill);
+  // One Do of an image XObject, for the image list and the graphics collector.
+  void drawImage(std::uint32_t objectNumber);
 
   Document& document;
   const Page& page;
@@ -138,6 +140,10 @@ class Interpreter {
   static constexpr std::uint64_t kMaxTextBytes = std::uint64_t{64} << 20;
   // Fonts this run has used (see font()); they count against the budget.
   static constexpr std::uint64_t kMaxFontBytes = std::uint64_t{256} << 20;
+  // Graphics entries and listed images. One paint of a full path can make
+  // kMaxPathPoints entries, and forms repeat it; this many entries take
+  // 27 MB, beside the path itself.
+  static constexpr std::uint64_t kMaxGraphicsEntries = std::uint64_t{1} << 17;
   std::unordered_map<std::uint64_t, std::shared_ptr<FontInfo>> fonts;
   std::vector<Subpath> path;
   // Points in `path`, bounded by kMaxPathPoints.
@@ -158,12 +164,14 @@ class Interpreter {
   void chargeContent(std::size_t bytes);
   void chargeText(std::size_t bytes);
   void chargeFont(std::size_t bytes);
+  void chargeGraphics();
 
   std::uint64_t operators_ = 0;
   std::uint64_t contentBytes_ = 0;
   std::uint64_t textRuns_ = 0;
   std::uint64_t textBytes_ = 0;
   std::uint64_t fontBytes_ = 0;
+  std::uint64_t graphicsEntries_ = 0;
   std::unordered_set<const ToUnicodeMap*> countedMaps_;
   // The text-showing operators of each Form XObject drawn, by object number.
   std::unordered_map<std::uint32_t, std::vector<std::uint64_t>> formOperators_;

@@ -25,6 +25,7 @@
 namespace zopra::pdf {
 
 struct TextEntry;
+struct GraphicsEntry;
 class KeywordIndex;
 
 // Ciphers of the standard security handler.
@@ -192,6 +193,14 @@ class Document {
   // numbers of the image XObjects it draws.
   Error extractText(std::uint32_t page, std::vector<TextEntry>& entries,
                     std::vector<std::uint32_t>* images);
+  // Painted path pieces and drawn images of a page (replacing `entries`),
+  // cut to the clip; pieces narrower and lower than `minimumSize` are left out.
+  Error extractGraphics(std::uint32_t page, double minimumSize,
+                        std::vector<GraphicsEntry>& entries);
+  // The object numbers of the image XObjects a page draws, one per Do in
+  // drawing order (replacing `images`). Fails exactly where extractText with
+  // an image list fails.
+  Error extractImages(std::uint32_t page, std::vector<std::uint32_t>& images);
 
  private:
   Object* loadCompressed(std::uint32_t number);

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <algorithm>
+#include <span>
 #include <utility>
 
 namespace zopra::pdf {
@@ -39,5 +40,19 @@ struct Rectangle {
     return r;
   }
 };
+
+// The smallest rectangle holding every point; (0, 0, 0, 0) for none.
+inline Rectangle pointsBounds(std::span<const std::pair<double, double>> points) {
+  if (points.empty()) return Rectangle{};
+  double minX = points[0].first, maxX = minX;
+  double minY = points[0].second, maxY = minY;
+  for (const auto& [x, y] : points.subspan(1)) {
+    minX = std::min(minX, x);
+    maxX = std::max(maxX, x);
+    minY = std::min(minY, y);
+    maxY = std::max(maxY, y);
+  }
+  return Rectangle{minX, minY, maxX - minX, maxY - minY};
+}
 
 }  // namespace zopra::pdf

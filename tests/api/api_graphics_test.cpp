@@ -1,0 +1,183 @@
+// The graphics and image calls, driven through the public header only.
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "support/hostile_files.h"
+#include "support/pdf_builder.h"
+#include "support/test_files.h"
+#include "zopra_document_loader.h"
+
+namespace {
+
+using zopra::test::PdfBuilder;
+
+class Handle {
+ public:
+  Handle() { EXPECT_EQ(zopraDocumentLoaderCreate(&loader_), ZOPRA_STATUS_SUCCESS); }
+  ~Handle() { zopraDocumentLoaderDestroy(loader_); }
+  ZOPRADocumentLoader* get() { return loader_; }
+
+ private:
+  ZOPRADocumentLoader* loader_ = nullptr;
+};
+
+const std::string kJpeg = "\xFF\xD8\xFF\xE0 not really a JPEG \xFF\xD9";
+// Literals with NUL bytes, taken whole.
+template <std::size_t N>
+std::string bytes(const char (&literal)[N]) {
+  return std::string(literal, N - 1);
+}
+const std::string kJpeg2000 = bytes("\0\0\0\x0CjP  \r\n\x87\n rest");
+const std::string kSamples = bytes("\x00\x7F\xFF\x10");
+
+struct Image {
+  std::uint32_t object;
+  std::uint32_t format;
+  std::string bytes;
+};
+
+// Page 1 draws, in order: a DCT image, a JPX image, a DCT image stored
+// Flate-compressed, raw samples, the DCT image again, and a form that draws
+// an image whose filter array holds a reference; then an inline image. Page
+// 2 paints a rectangle and a line and draws nothing; page 3's content stream
+// cannot be decoded.
+std::vector<Image> images() {
+  return {{10, ZOPRA_IMAGE_FORMAT_JPEG, kJpeg},
+          {11, ZOPRA_IMAGE_FORMAT_JPEG2000, kJpeg2000},
+          {12, ZOPRA_IMAGE_FORMAT_JPEG, zopra::test::deflate(kJpeg)},
+          {13, ZOPRA_IMAGE_FORMAT_UNKNOWN, kSamples},
+          {10, ZOPRA_IMAGE_FORMAT_JPEG, kJpeg},
+          {15, ZOPRA_IMAGE_FORMAT_JPEG, kJpeg}};
+}
+
+std::string imageFile() {
+  const std::string image = "/Type /XObject /Subtype /Image /Width 2 /Height 2 /ColorSpace "
+                            "/DeviceGray /BitsPerComponent 8 ";
+  PdfBuilder b;
+  b.object(1, "<< /Type /Catalog /Pages 2 0 R >>");
+  b.object(2, "<< /Type /Pages /Kids [3 0 R 4 0 R 5 0 R] /Count 3 >>");
+  const std::string resources =
+      " /Resources << /XObject << /A 10 0 R /B 11 0 R /C 12 0 R /D 13 0 R /F 14 0 R >> >>";
+  b.object(3, "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 612 792] /Contents 6 0 R" + resources +
+                  " >>");
+  b.object(4, "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 612 792] /Contents 7 0 R >>");
+  b.object(5, "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 612 792] /Contents 8 0 R >>");
+  b.stream(6, "", "q 100 0 0 100 0 0 cm /A Do /B Do /C Do /D Do /A Do /F Do Q "
+                  "BI /W 1 /H 1 /CS /G /BPC 8 ID \x80 EI");
+  b.stream(7, "", "0 0 10 20 re f 0 0 m 5 0 l S");
+  b.stream(8, "/Filter /FlateDecode", "not Flate data");
+  b.stream(10, image + "/Filter /DCTDecode", kJpeg);
+  b.stream(11, image + "/Filter /JPXDecode", kJpeg2000);
+  b.stream(12, image + "/Filter [/FlateDecode /DCTDecode]", zopra::test::deflate(kJpeg));
+  b.stream(13, image, kSamples);
+  b.stream(14, "/Type /XObject /Subtype /Form /BBox [0 0 1 1] /Resources << /XObject << /E 15 0 R >> >>",
+           "/E Do");
+  b.stream(15, image + "/Filter [16 0 R]", kJpeg);
+  b.object(16, "/DCTDecode");
+  b.finishWithTable("/Root 1 0 R");
+  return zopra::test::writeTempFile("images.pdf", b.bytes());
+}
+
+// Checks every image call on page 1 against `expected` (object numbers are
+// not visible through the image calls; the graphics records carry them).
+void expectImages(ZOPRADocumentLoader* loader, const std::vector<Image>& expected,
+                  bool checkObjects) {
+  uint32_t count = 0;
+  ASSERT_EQ(zopraDocumentLoaderGetImageCount(loader, &count, 0), ZOPRA_STATUS_SUCCESS);
+  ASSERT_EQ(count, expected.size());
+  for (uint32_t index = 0; index < count; ++index) {
+    SCOPED_TRACE(index);
+    uint32_t format = 99, size = 0;
+    EXPECT_EQ(zopraDocumentLoaderGetImageFormat(loader, &format, 0, index), ZOPRA_STATUS_SUCCESS);
+    EXPECT_EQ(format, expected[index].format);
+    ASSERT_EQ(zopraDocumentLoaderGetImageBufferSize(loader, &size, 0, index), ZOPRA_STATUS_SUCCESS);
+    ASSERT_EQ(size, expected[index].bytes.size());
+    std::string buffer(size + 1, '#');
+    auto* bytes = reinterpret_cast<uint8_t*>(buffer.data());
+    EXPECT_EQ(zopraDocumentLoaderGetImageBuffer(loader, bytes, size - 1, 0, index),
+              ZOPRA_STATUS_INVALID_ARGUMENT);
+    EXPECT_EQ(buffer, std::string(size + 1, '#'));
+    EXPECT_EQ(zopraDocumentLoaderGetImageBuffer(loader, bytes, size, 0, index), ZOPRA_STATUS_SUCCESS);
+    EXPECT_EQ(buffer, expected[index].bytes + "#");
+  }
+  uint32_t format = 0;
+  EXPECT_EQ(zopraDocumentLoaderGetImageFormat(loader, &format, 0, count),
+            ZOPRA_STATUS_INVALID_ARGUMENT);
+
+  // Each drawing is also a graphics record, with the object number.
+  ASSERT_EQ(zopraDocumentLoaderExtractPageGraphics(loader, 0, 0.0), ZOPRA_STATUS_SUCCESS);
+  std::vector<ZOPRADocumentLoaderGraphicsInfo> infos(count);
+  ASSERT_EQ(zopraDocumentLoaderGetPageGraphicsCount(loader, &count, 0), ZOPRA_STATUS_SUCCESS);
+  ASSERT_EQ(count, expected.size());
+  ASSERT_EQ(zopraDocumentLoaderGetGraphicsArray(loader, infos.data(), count, 0), ZOPRA_STATUS_SUCCESS);
+  for (uint32_t index = 0; index < count && checkObjects; ++index) {
+    EXPECT_EQ(infos[index].type, 1u);
+    EXPECT_EQ(infos[index].objectNumber, expected[index].object);
+    EXPECT_DOUBLE_EQ(infos[index].width, 100.0);
+  }
+}
+
+TEST(ApiImages, FormatsBytesAndFailures) {
+  Handle handle;
+  std::string path = imageFile();
+  ASSERT_EQ(zopraDocumentLoaderOpenFileA(handle.get(), path.c_str()), ZOPRA_STATUS_SUCCESS);
+  expectImages(handle.get(), images(), true);
+
+  uint32_t count = 99, format = 99;
+  EXPECT_EQ(zopraDocumentLoaderGetImageCount(handle.get(), &count, 1), ZOPRA_STATUS_SUCCESS);
+  EXPECT_EQ(count, 0u);
+  EXPECT_EQ(zopraDocumentLoaderGetImageFormat(handle.get(), &format, 1, 0),
+            ZOPRA_STATUS_INVALID_ARGUMENT);
+  EXPECT_EQ(zopraDocumentLoaderGetImageCount(handle.get(), &count, 2), ZOPRA_STATUS_BROKEN_STREAM);
+  EXPECT_EQ(zopraDocumentLoaderGetImageFormat(handle.get(), &format, 2, 0),
+            ZOPRA_STATUS_BROKEN_STREAM);
+  EXPECT_EQ(zopraDocumentLoaderGetImageCount(handle.get(), &count, 3), ZOPRA_STATUS_INVALID_ARGUMENT);
+}
+
+TEST(ApiImages, EncryptedFileGivesDecryptedStoredBytes) {
+  if (!zopra::test::haveProgram("qpdf")) GTEST_SKIP() << "qpdf not installed";
+  std::string plain = imageFile();
+  std::string locked = zopra::test::tempDirectory() + "/images-aes256.pdf";
+  // Streams are kept as they are, only encrypted; objects may be renumbered.
+  ASSERT_EQ(zopra::test::run("qpdf --stream-data=preserve --encrypt '' owner 256 -- '" + plain +
+                             "' '" + locked + "'"),
+            0);
+  ASSERT_EQ(zopra::test::readFile(locked).find("not really a JPEG"), std::string::npos);
+  Handle handle;
+  ASSERT_EQ(zopraDocumentLoaderOpenFileA(handle.get(), locked.c_str()), ZOPRA_STATUS_SUCCESS);
+  expectImages(handle.get(), images(), false);
+}
+
+TEST(ApiGraphics, CacheBelongsToTheLastExtraction) {
+  Handle handle;
+  std::string path = imageFile();
+  ASSERT_EQ(zopraDocumentLoaderOpenFileA(handle.get(), path.c_str()), ZOPRA_STATUS_SUCCESS);
+  uint32_t count = 0;
+  ASSERT_EQ(zopraDocumentLoaderExtractPageGraphics(handle.get(), 1, 0.0), ZOPRA_STATUS_SUCCESS);
+  // Any page in range answers with page 2's count.
+  ASSERT_EQ(zopraDocumentLoaderGetPageGraphicsCount(handle.get(), &count, 2), ZOPRA_STATUS_SUCCESS);
+  ASSERT_EQ(count, 2u);
+  ZOPRADocumentLoaderGraphicsInfo line{};
+  ASSERT_EQ(zopraDocumentLoaderGetGraphics(handle.get(), &line, 1), ZOPRA_STATUS_SUCCESS);
+  EXPECT_EQ(line.type, 0u);
+  EXPECT_EQ(line.isLine, 1u);
+  EXPECT_EQ(line.stroke, 1u);
+  EXPECT_EQ(line.fill, 0u);
+  EXPECT_EQ(line.closed, 0u);
+  EXPECT_DOUBLE_EQ(line.endX, 5.0);
+  EXPECT_DOUBLE_EQ(line.clipHeight, 792.0);
+  EXPECT_DOUBLE_EQ(line.lineWidth, 1.0);
+
+  // The minimum size leaves the 5 x 0 line out; a failed extraction keeps
+  // what it made before failing (here nothing).
+  ASSERT_EQ(zopraDocumentLoaderExtractPageGraphics(handle.get(), 1, 6.0), ZOPRA_STATUS_SUCCESS);
+  ASSERT_EQ(zopraDocumentLoaderGetPageGraphicsCount(handle.get(), &count, 0), ZOPRA_STATUS_SUCCESS);
+  EXPECT_EQ(count, 1u);
+  EXPECT_EQ(zopraDocumentLoaderExtractPageGraphics(handle.get(), 2, 0.0), ZOPRA_STATUS_BROKEN_STREAM);
+  ASSERT_EQ(zopraDocumentLoaderGetPageGraphicsCount(handle.get(), &count, 0), ZOPRA_STATUS_SUCCESS);
+  EXPECT_EQ(count, 0u);
+}
+
+}  // namespace
