@@ -32,7 +32,7 @@ namespace {
 namespace fs = std::filesystem;
 
 // The bound the README documents for every file of the suite.
-constexpr double kMaxSeconds = 1.0;
+constexpr double kMaxSeconds = 2.0;
 constexpr double kMaxExtraMiB = 64.0;
 // A child that runs longer than this is stopped and reported.
 constexpr unsigned kKillSeconds = 120;
