@@ -24,6 +24,25 @@ prefix=$work/prefix
   exit 1
 }
 
+# The installed tool runs from the prefix with nothing else set: it finds the
+# library beside it. The prefix is moved first, so that no path of the build
+# or of the install step can be what makes it work.
+mv "$prefix" "$work/moved"
+prefix=$work/moved
+tool=$(find "$prefix" -name zopra-pdf -type f | head -n 1)
+if [ -n "$tool" ]; then
+  env -u LD_LIBRARY_PATH "$tool" --version >"$work/version.txt" 2>&1 || {
+    cat "$work/version.txt"
+    echo "the installed zopra-pdf does not run"
+    exit 1
+  }
+  sample=$(dirname "$0")/../../examples/sample.pdf
+  env -u LD_LIBRARY_PATH "$tool" info "$sample" | grep -q "pages: 2" || {
+    echo "the installed zopra-pdf does not read the sample"
+    exit 1
+  }
+fi
+
 pc_file=$(find "$prefix" -name zopra_document_loader.pc | head -n 1)
 [ -n "$pc_file" ] || { echo "zopra_document_loader.pc not installed"; exit 1; }
 [ -f "$prefix/include/zopra_document_loader.h" ] || { echo "header not installed"; exit 1; }
