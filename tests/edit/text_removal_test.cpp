@@ -123,6 +123,32 @@ TEST(TextRemoval, ChosenItemsGoAndEverythingElseKeepsItsPlace) {
   EXPECT_EQ(items(*loaded.document, 0), (std::vector<Item>{before[2]}));
 }
 
+TEST(TextRemoval, SeveralContentStreamsAreJoinedIntoTheFirst) {
+  test::PdfBuilder b;
+  b.object(1, "<< /Type /Catalog /Pages 2 0 R >>");
+  b.object(2, "<< /Type /Pages /Kids [3 0 R] >>");
+  b.object(3, "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 612 792] /Contents [4 0 R 6 0 R 7 0 R] "
+              "/Resources << /Font << /F1 5 0 R >> >> >>");
+  b.stream(4, "", "BT /F1 10 Tf 14 TL 1 0 0 1 72 700 Tm (one) Tj");
+  b.object(5, "<< /Type /Font /Subtype /Type1 /BaseFont /Helvetica >>");
+  b.stream(6, "", "(two) ' ET");
+  b.stream(7, "", "BT /F1 10 Tf 1 0 0 1 72 600 Tm (three) Tj ET");
+  b.finishWithTable("/Root 1 0 R");
+  test::Loaded loaded = test::loadBuilder(b, "streams.pdf");
+  ASSERT_EQ(loaded.result, Error::None);
+  std::vector<TextEntry> entries;
+  std::vector<Item> before = items(*loaded.document, 0, &entries);
+  ASSERT_EQ(before.size(), 3u);
+  std::set<std::uint32_t> chosen{1};
+  ASSERT_EQ(loaded->removeText(0, &chosen, entries, 1), Error::None);
+  EXPECT_EQ(items(*loaded.document, 0), (std::vector<Item>{before[0], before[2]}));
+  std::vector<std::uint32_t> contents = loaded->pageContentObjects(loaded->pages[0]);
+  ASSERT_EQ(contents.size(), 3u);
+  EXPECT_FALSE(loaded->object(contents[0])->data.empty());
+  EXPECT_TRUE(loaded->object(contents[1])->data.empty());
+  EXPECT_TRUE(loaded->object(contents[2])->data.empty());
+}
+
 TEST(TextRemoval, FormsAreCopiedAndDrawnTwiceOnlyGoWithBothDrawings) {
   std::string form = "<< /Type /XObject /Subtype /Form /BBox [0 0 500 500] /Resources << /Font << /F1 5 0 R >> >> "
                      "/Length 38 >>\nstream\nBT /F1 10 Tf 1 0 0 1 0 0 Tm (F) Tj ET\nendstream";

@@ -105,6 +105,33 @@ Saved saveAndCheck(Document& document, const std::string& name) {
   return saved;
 }
 
+TEST(SaveTest, ExactBytesOfASmallDocument) {
+  Document document;
+  document.createObject(Value::Dictionary({{"Type", Value::Name("Catalog")}, {"Pages", Value::Reference(2, 0)}}));
+  document.createObject(Value::Dictionary(
+      {{"Type", Value::Name("Pages")}, {"Kids", Value::Array({})}, {"Count", Value::Number(0)}}));
+  document.createStream(Value::Dictionary({{"Filter", Value::Name("FlateDecode")}}), {'a', 'b', 'c'});
+  document.trailer = Value::Dictionary({{"Root", Value::Reference(1, 0)}, {"Prev", Value::Number(9)}});
+  const std::string path = test::tempDirectory() + "/exact.pdf";
+  ASSERT_EQ(document.save(path), Error::None) << document.errorMessage;
+  const std::string objects[] = {
+      "1 0 obj\n<<\n/Pages 2 0 R\n/Type /Catalog\n>>\nendobj\n",
+      "2 0 obj\n<<\n/Count 0\n/Kids []\n/Type /Pages\n>>\nendobj\n",
+      "3 0 obj\n<<\n/Length 3\n>>\nstream\nabc\nendstream\nendobj\n",
+  };
+  std::string expected = "%PDF-1.4" + kBinaryLine;
+  std::string table = "xref\n0 4\n0000000000 65535 f \n";
+  for (const std::string& object : objects) {
+    char entry[32];
+    std::snprintf(entry, sizeof entry, "%010zu 00000 n \n", expected.size());
+    table += entry;
+    expected += object;
+  }
+  expected += table + "trailer\n<<\n/Root 1 0 R\n/Size 4\n>>\nstartxref\n" +
+              std::to_string(expected.size()) + "\n%%EOF\n";
+  EXPECT_EQ(test::readFile(path), expected);
+}
+
 TEST(SaveTest, WritesEveryObjectWithAPlainTable) {
   test::PdfBuilder b("%PDF-1.3\n");
   b.object(1, "<< /Type /Catalog /Pages 2 0 R >>");
@@ -301,6 +328,11 @@ TEST(SaveTest, FailuresLeaveNoFileBehind) {
   EXPECT_EQ(test::readFile(target.string()).substr(0, 5), "%PDF-");
   EXPECT_EQ(fs::status(target).permissions(),
             fs::perms::owner_read | fs::perms::owner_write | fs::perms::group_read);
+  // A device is written in place; a full one fails at the end.
+  if (fs::exists("/dev/full")) {
+    EXPECT_EQ(source->save("/dev/full"), Error::Io);
+    EXPECT_EQ(source->errorMessage, "failed while writing output PDF");
+  }
 }
 
 }  // namespace
