@@ -159,6 +159,18 @@ cmp -s "$sample" "$work/in.pdf" || fail "rewrite changed its input"
 expect_run "rewrite into a missing folder" 9 /dev/null "missing/out.pdf: cannot write the file" \
   rewrite "$work/in.pdf" "$work/missing/out.pdf"
 
+# Erase: all text goes, or chosen items only (numbered as items prints them).
+expect_run "erase" 0 /dev/null - erase "$work/in.pdf" "$work/erased.pdf"
+"$tool" text "$work/erased.pdf" >"$work/erased.txt"
+[ "$(tr -d '\f\n' <"$work/erased.txt")" = "" ] || fail "erase: text left in the copy"
+expect_run "erase items" 0 /dev/null - erase "$work/in.pdf" "$work/one.pdf" --items 2:1
+"$tool" items "$work/one.pdf" --page 2 | cut -f2- >"$work/after.txt"
+"$tool" items "$work/in.pdf" --page 2 | cut -f2- | tail -n +2 >"$work/before.txt"
+cmp -s "$work/before.txt" "$work/after.txt" || fail "erase --items 2:1: other items changed"
+expect_run "erase an item that does not exist" 2 /dev/null "page 2 has no item 999" \
+  erase "$work/in.pdf" "$work/none.pdf" --items 2:999
+expect_run "erase onto the input" 2 /dev/null "in.pdf: $refusal" erase "$work/in.pdf" "$work/in.pdf"
+
 # Failures: one stderr line naming the file, one exit code per status.
 printf 'not a pdf at all\n' >"$work/text.pdf"
 expect_run "not a PDF" 3 - "$work/text.pdf: not a PDF or damaged" info "$work/text.pdf"
