@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
 #include <string>
 #include <vector>
 
@@ -82,6 +83,22 @@ void readPage(ZOPRADocumentLoader* loader, std::uint32_t page) {
 
 }
 
+// Sets a new text at the first item of the last extraction (page 0), in
+// DejaVu Sans when it is installed, measures it and draws it.
+void drawOnFirstItem(ZOPRADocumentLoader* loader) {
+  static const char* const kFont = "/usr/share/fonts/truetype/dejavu/DejaVuSans.ttf";
+  static const bool haveFont = std::ifstream(kFont).good();
+  ZOPRADocumentLoaderTextInfo info;
+  if (!haveFont || zopraDocumentLoaderGetText(loader, &info, 0) != ZOPRA_STATUS_SUCCESS) return;
+  // The item's own size where it is a usable one.
+  const double size = info.fontSize > 0 && info.fontSize < 1e4 ? info.fontSize : 10.0;
+  require(zopraDocumentLoaderSetTextA(loader, "Gr\xC3\xBC\xC3\x9F" "e \xE2\x80\x93 new \xF0\x9F\x98\x80", 0, 0,
+                                      kFont, size, info.horizontalScaling) == ZOPRA_STATUS_SUCCESS);
+  double width = 0;
+  require(zopraDocumentLoaderGetTextWidth(loader, &width) == ZOPRA_STATUS_SUCCESS);
+  require(zopraDocumentLoaderDrawText(loader) != ZOPRA_STATUS_INVALID_ARGUMENT);
+}
+
 // Removes some items of the first page (which ones, the input decides), all
 // text of the second, writes the document and opens the copy again.
 void editAndWrite(ZOPRADocumentLoader* loader, std::uint32_t pages, std::uint8_t choice) {
@@ -104,7 +121,7 @@ void editAndWrite(ZOPRADocumentLoader* loader, std::uint32_t pages, std::uint8_t
   if (pages > 1) {
     require(zopraDocumentLoaderRemoveOriginalText(loader, 1) != ZOPRA_STATUS_INVALID_ARGUMENT);
   }
-  // Drawing new text goes here once the C interface has it.
+  drawOnFirstItem(loader);
   if (zopraDocumentLoaderWriteDocumentA(loader, copy.path().c_str()) != ZOPRA_STATUS_SUCCESS) return;
   ZOPRADocumentLoader* reader = nullptr;
   require(zopraDocumentLoaderCreate(&reader) == ZOPRA_STATUS_SUCCESS);

@@ -36,7 +36,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   // Every operator replaced by a marker: as many markers as operators, and
   // the rest of the content in order around them.
   zopra::pdf::OperatorReplacements marks;
-  for (std::uint32_t i = 0; i < operators; ++i) marks[i] = "\x01";
+  for (std::uint32_t i = 0; i < operators; ++i) marks[i] = std::string(1, '\x01');
   zopra::pdf::TjRemovalOptions mark{&marks, 0};
   std::string marked = content;
   zopra::pdf::removeTjOperator(marked, zopra::pdf::TjParseState::Outside, &mark);

@@ -92,13 +92,21 @@ typedef struct ZOPRADocumentLoaderTextInfo {
    * at the lower left of the page): (e, f) is the start of the baseline,
    * (a, b) the direction and scale of the text's x axis. */
   double a, b, c, d, e, f;
-  /* Font size and horizontal scaling (1.0 is 100 %) in force for the item. */
+  /* The font size (the Tf operand) in force for the item's first glyph: pass
+   * it to zopraDocumentLoaderSetTextA to draw new text at the item's size.
+   * Its effect on the page is scaled by the matrix above. */
   double fontSize;
+  /* The horizontal scaling (Tz / 100: 1.0 is 100 %) in force for the item;
+   * the value to pass to zopraDocumentLoaderSetTextA. */
   double horizontalScaling;
-  /* The item's advance along its direction, in text space units (multiply by
-   * the length of (a, b) for page units). */
+  /* The item's advance along its baseline, from the start of its first glyph
+   * to the end of its last one, in the units of the matrix above, font size,
+   * spacing and horizontal scaling included. This is the unit of
+   * zopraDocumentLoaderGetTextWidth for a text set at this item: the new text
+   * fits in the item's place when its measured width is at most this width.
+   * On the page the advance is width * sqrt(a * a + b * b) PDF units. */
   double width;
-  /* The text leading in force for the item. */
+  /* The text leading (TL) in force for the item, in the same units. */
   double leading;
 } ZOPRADocumentLoaderTextInfo;
 
@@ -540,6 +548,98 @@ ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderGetImageBuffer(ZOPRADocumen
                                                                    uint8_t* buffer,
                                                                    uint32_t bufferSize,
                                                                    uint32_t page, uint32_t index);
+
+/*
+ * zopraDocumentLoaderSetTextA
+ *   Sets up a new text to draw at the place of an item of the last
+ *   zopraDocumentLoaderExtractPageText, in a TrueType font file, and measures
+ *   it. The new text starts where the item starts, along the same baseline
+ *   (the item's matrix), with the item's character and word spacing and fill
+ *   colour; size and horizontal scaling are the caller's. Nothing is drawn
+ *   yet: zopraDocumentLoaderGetTextWidth tells the width the text will take,
+ *   and zopraDocumentLoaderDrawText draws it. To fit a text into the item's
+ *   width, call again with a smaller size until the width is small enough.
+ *   The font file is read at every call. A character the font has no glyph
+ *   for is measured and drawn as a space (dropped when the font has no space
+ *   either). The text is drawn as one line; line feeds are not line breaks.
+ *   A refused argument changes nothing; otherwise the text set before is
+ *   dropped first, so after a failure nothing is left to measure or draw.
+ * Parameters
+ *   loader             [in] the handle.
+ *   text               [in] NUL-terminated UTF-8 text, not empty.
+ *   page               [in] the page to draw on, below the page count. It
+ *                      need not be the extracted page: the item only gives
+ *                      position and style.
+ *   index              [in] the item, below the count of
+ *                      zopraDocumentLoaderGetPageTextCount.
+ *   fontPath           [in] NUL-terminated path of a TrueType font file
+ *                      (glyph outlines, not CFF) with a Unicode character
+ *                      map, in the platform's narrow encoding; not empty.
+ *   fontSize           [in] font size, above 0 (the item's own size is
+ *                      ZOPRADocumentLoaderTextInfo.fontSize).
+ *   horizontalScaling  [in] horizontal scaling factor, 1.0 for 100 %.
+ * Returns
+ *   ZOPRA_STATUS_SUCCESS; ZOPRA_STATUS_INVALID_ARGUMENT when loader, text or
+ *   fontPath is NULL or empty, no document is open, page or index is out of
+ *   range, fontSize is not above 0, or text is not valid UTF-8;
+ *   ZOPRA_STATUS_OTHER_ERROR when the font file cannot be read or is not a
+ *   usable TrueType font; ZOPRA_STATUS_MEMORY_INSUFFICIENT.
+ */
+ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderSetTextA(ZOPRADocumentLoader* loader, const char* text,
+                                                             uint32_t page, uint32_t index,
+                                                             const char* fontPath, double fontSize,
+                                                             double horizontalScaling);
+
+/*
+ * zopraDocumentLoaderSetTextW
+ *   The wide-character form is not supported on this platform.
+ * Returns
+ *   Always ZOPRA_STATUS_NOT_SUPPORTED, whatever the arguments (NULL included);
+ *   nothing is touched.
+ */
+ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderSetTextW(ZOPRADocumentLoader* loader, const wchar_t* text,
+                                                             uint32_t page, uint32_t index,
+                                                             const wchar_t* fontPath, double fontSize,
+                                                             double horizontalScaling);
+
+/*
+ * zopraDocumentLoaderGetTextWidth
+ *   The width of the text set by the last successful
+ *   zopraDocumentLoaderSetTextA: its advance along the baseline, in the units
+ *   of the item's matrix, the same units as ZOPRADocumentLoaderTextInfo.width
+ *   of that item (multiply by sqrt(a * a + b * b) of the item's matrix for
+ *   PDF units on the page).
+ * Parameters
+ *   loader  [in] the handle.
+ *   width   [out] receives the width; must not be NULL.
+ * Returns
+ *   ZOPRA_STATUS_SUCCESS, or ZOPRA_STATUS_INVALID_ARGUMENT when loader or
+ *   width is NULL, no document is open, or no text is set (none yet, the last
+ *   zopraDocumentLoaderSetTextA failed, or every character was dropped).
+ */
+ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderGetTextWidth(ZOPRADocumentLoader* loader,
+                                                                 double* width);
+
+/*
+ * zopraDocumentLoaderDrawText
+ *   Draws the text set by the last successful zopraDocumentLoaderSetTextA on
+ *   its page, in a content stream of its own added after the page's content.
+ *   The first time text is drawn on a page, the page's earlier content is
+ *   enclosed in q ... Q so that its graphics state does not affect the new
+ *   text. The font file is embedded whole, once per font path, as a Type0
+ *   font with a ToUnicode map, so readers show the text and extract it again
+ *   as text; later texts in the same font, on any page, share it. Each call
+ *   draws the text again: call it once per text. Write the document
+ *   (zopraDocumentLoaderWriteDocumentA) to keep the result. Does not refresh
+ *   the items of the last text extraction.
+ * Parameters
+ *   loader  [in] the handle.
+ * Returns
+ *   ZOPRA_STATUS_SUCCESS; ZOPRA_STATUS_INVALID_ARGUMENT when loader is NULL,
+ *   no document is open or no text is set; ZOPRA_STATUS_MEMORY_INSUFFICIENT;
+ *   ZOPRA_STATUS_OTHER_ERROR when the page is damaged.
+ */
+ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderDrawText(ZOPRADocumentLoader* loader);
 
 /*
  * zopraDocumentLoaderWriteDocumentA

@@ -4,6 +4,7 @@
 
 #include <stddef.h>
 #include <stdint.h>
+#include <stdio.h>
 
 #include "zopra_document_loader.h"
 
@@ -33,8 +34,9 @@ int usageError(const char* message, const char* argument);
 int reportFailure(const char* path, int32_t status);
 /* Up to three decimals, no trailing zeros, independent of the locale. */
 void formatNumber(double value, char* out, size_t size);
-/* Writes `text` as a JSON string literal to stdout. */
+/* Writes `text` as a JSON string literal to stdout, or to `out`. */
 void printJsonString(const char* text);
+void printJsonStringTo(FILE* out, const char* text);
 
 /* Reads a page number from 1; 0 when `text` is not one. */
 unsigned long parsePageNumber(const char* text);
@@ -62,6 +64,11 @@ void endProgress(void);
 int openDocument(const char* path, ZOPRADocumentLoader** loader);
 /* Flushes stdout; EXIT_OK, or a report and an error exit code. */
 int finishOutput(void);
+/* Opens `input` into a new handle, after checking that `output` is not the
+ * input itself (refused with EXIT_USAGE). */
+int openForWriting(const char* input, const char* output, ZOPRADocumentLoader** loader);
+/* Writes the document to `output` and releases the handle. */
+int writeAndClose(ZOPRADocumentLoader* loader, const char* input, const char* output);
 
 int runText(int argc, char** argv);
 int runItems(int argc, char** argv);
@@ -69,5 +76,6 @@ int runRewrite(int argc, char** argv);
 int runErase(int argc, char** argv);
 int runGraphics(int argc, char** argv);
 int runImages(int argc, char** argv);
+int runReplace(int argc, char** argv);
 
 #endif

@@ -170,6 +170,88 @@ cmp -s "$work/before.txt" "$work/after.txt" || fail "erase --items 2:1: other it
 expect_run "erase an item that does not exist" 2 /dev/null "page 2 has no item 999" \
   erase "$work/in.pdf" "$work/none.pdf" --items 2:999
 expect_run "erase onto the input" 2 /dev/null "in.pdf: $refusal" erase "$work/in.pdf" "$work/in.pdf"
+# Replace: new text for chosen items, read back by the tool and by
+# pdftotext; every refusal is one line, exit status 2 and no output file.
+dejavu=/usr/share/fonts/truetype/dejavu/DejaVuSans.ttf
+replaced="$work/replaced.pdf"
+expect_refusal() {
+  name=$1 pattern=$2
+  shift 2
+  rm -f "$replaced"
+  expect_run "$name" 2 /dev/null "$pattern" replace "$work/in.pdf" "$replaced" "$@"
+  [ ! -e "$replaced" ] || fail "$name: an output file was left behind"
+}
+# The font size of the item of page 1 that reads $2, as items prints it.
+size_of() {
+  "$tool" items "$1" --page 1 | awk -F '\t' -v text="$2" '$6 == text { print $4 }'
+}
+if [ -f "$dejavu" ]; then
+  printf '[{"page":1,"item":10,"text":"2. Seiten"},\n {"page":1,"item":2,"text":"Ein Beispiel \\u2013 \\ud83d\\ude00 \\u00e4"}]\n' \
+    >"$work/list.json"
+  expect_run "replace, array map" 0 - - replace "$work/in.pdf" "$replaced" --map "$work/list.json"
+  [ ! -s "$work/stderr" ] || fail "replace: unexpected stderr $(cat "$work/stderr")"
+  grep -q "^replaced 2 items on 1 page (.*); wrote $replaced, [0-9]* bytes\$" "$work/stdout" ||
+    fail "replace: unexpected summary $(cat "$work/stdout")"
+  [ -n "$(size_of "$replaced" "Ein Beispiel – 😀 ä")" ] && [ -z "$(size_of "$replaced" "A sample document")" ] ||
+    fail "replace: the items do not read the new text"
+  if command -v pdftotext >/dev/null 2>&1; then
+    pdftotext -f 1 -l 1 "$replaced" "$work/replaced.txt"
+    grep -q "^2\. Seiten\$" "$work/replaced.txt" && ! grep -q "A sample document" "$work/replaced.txt" ||
+      fail "replace: pdftotext does not read the new text"
+  fi
+  if command -v qpdf >/dev/null 2>&1 && ! qpdf --check "$replaced" >/dev/null 2>&1; then
+    fail "replace: qpdf --check rejects the output"
+  fi
+
+  # Object map: every item with that text; keys that match nothing are named.
+  printf '{"2. Pages": "2. Seiten", "no such line": "x"}' >"$work/texts.json"
+  expect_run "replace, object map" 0 - 'no item reads "no such line"' \
+    replace "$work/in.pdf" "$replaced" --map "$work/texts.json" --font "$dejavu"
+  grep -q "^replaced 1 item on 1 page " "$work/stdout" || fail "replace: object map summary $(cat "$work/stdout")"
+
+  # Fitting into the 78.32 units of item 2 ("A sample document", size 10).
+  long='{"page":1,"item":2,"text":"A much longer line than the item has room for"}'
+  printf '[%s]' "$long" >"$work/long.json"
+  expect_run "replace, shrink to the minimum" 0 - "page 1 item 2 does not fit: .* at size 5, the item is 78.32 wide" \
+    replace "$work/in.pdf" "$replaced" --map "$work/long.json"
+  grep -q "(1 shrunk, 1 overflowing)" "$work/stdout" || fail "replace: shrink summary $(cat "$work/stdout")"
+  expect_run "replace, shrink far enough" 0 - - replace "$work/in.pdf" "$replaced" --map "$work/long.json" --min-size 1
+  [ ! -s "$work/stderr" ] || fail "replace --min-size: unexpected stderr $(cat "$work/stderr")"
+  grep -q "(1 shrunk, 0 overflowing)" "$work/stdout" || fail "replace: --min-size summary $(cat "$work/stdout")"
+  size=$(size_of "$replaced" "A much longer line than the item has room for")
+  awk -v s="$size" 'BEGIN { exit !(s >= 1 && s < 5) }' || fail "replace: shrunk to size $size"
+  expect_run "replace, no fitting" 0 - "does not fit: .* at size 10," \
+    replace "$work/in.pdf" "$replaced" --map "$work/long.json" --fit none
+  [ "$(size_of "$replaced" "A much longer line than the item has room for")" = 10 ] ||
+    fail "replace --fit none changed the size"
+
+  printf '[{"page":1,' >"$work/bad.json"
+  expect_refusal "replace, malformed map" "bad.json:1:12: expected a string key" --map "$work/bad.json"
+  printf '[{"page":1,"item":999,"text":"x"}]' >"$work/bad.json"
+  expect_refusal "replace, missing item" "page 1 has no item 999 (it has 14)" --map "$work/bad.json"
+  printf '[{"page":3,"item":1,"text":"x"}]' >"$work/bad.json"
+  expect_refusal "replace, missing page" "the document has no page 3 (it has 2)" --map "$work/bad.json"
+  printf '[{"page":1,"item":1,"text":"x"},{"item":1,"page":1,"text":"y"}]' >"$work/bad.json"
+  expect_refusal "replace, item twice" "bad.json:1:33: this page and item are given twice" --map "$work/bad.json"
+  printf '{"a":"b","a":"c"}' >"$work/bad.json"
+  expect_refusal "replace, key twice" "bad.json:1:10: repeated key" --map "$work/bad.json"
+  printf '[{"page":1,"item":1,"text":"\377"}]' >"$work/bad.json"
+  expect_refusal "replace, not UTF-8" "bad.json:1:29: invalid UTF-8" --map "$work/bad.json"
+  printf '[{"page":1,"item":1,"text":"\\udc00"}]' >"$work/bad.json"
+  expect_refusal "replace, lone surrogate" "unpaired surrogate" --map "$work/bad.json"
+  printf '%0100d' 0 | tr 0 '[' >"$work/bad.json"
+  expect_refusal "replace, deep nesting" "bad.json:1:65: arrays and objects nested too deeply" --map "$work/bad.json"
+  printf '[{"page":1.5,"item":1,"text":"x"}]' >"$work/bad.json"
+  expect_refusal "replace, fractional page" "needs \"page\" and \"item\"" --map "$work/bad.json"
+  expect_refusal "replace, missing map" "missing.json: cannot read the map file" --map "$work/missing.json"
+  expect_refusal "replace, missing font" "missing.ttf: cannot read the font file" \
+    --map "$work/list.json" --font "$work/missing.ttf"
+  expect_refusal "replace, not a font" "list.json: not a TrueType font" \
+    --map "$work/list.json" --font "$work/list.json"
+  expect_run "replace onto the input" 2 /dev/null "in.pdf: $refusal" \
+    replace "$work/in.pdf" "$work/in.pdf" --map "$work/list.json"
+  cmp -s "$sample" "$work/in.pdf" || fail "replace changed its input"
+fi
 
 # Failures: one stderr line naming the file, one exit code per status.
 printf 'not a pdf at all\n' >"$work/text.pdf"
@@ -200,6 +282,11 @@ expect_usage "bad page number" "not a page number: x" text "$sample" -f x
 expect_usage "rewrite without an output" "needs an input and an output" rewrite "$sample"
 expect_usage "bad size" "not a size: -1" graphics "$sample" --min -1
 expect_usage "images without a file" "no file given" images --list
+expect_usage "replace without a map" "needs a map" replace "$work/in.pdf" "$replaced"
+expect_usage "replace, bad fit" "--fit takes shrink or none: squeeze" \
+  replace "$work/in.pdf" "$replaced" --map x.json --fit squeeze
+expect_usage "replace, bad size" "not a font size in points: -1" \
+  replace "$work/in.pdf" "$replaced" --map x.json --min-size -1
 expect_run "help" 0 - - --help
 grep -q "needs a password" "$work/stdout" || fail "--help does not list the exit codes"
 

@@ -19,9 +19,7 @@ static int sameFile(const char* input, const char* output) {
   return in.st_dev == out.st_dev && in.st_ino == out.st_ino;
 }
 
-/* Opens `input` into a new handle, after checking that `output` is not the
- * input itself. */
-static int openForWriting(const char* input, const char* output, ZOPRADocumentLoader** loader) {
+int openForWriting(const char* input, const char* output, ZOPRADocumentLoader** loader) {
   if (output[0] == '\0') return usageError("empty output file name", NULL);
   /* The tool keeps the input as it is: the result is a new file. */
   if (sameFile(input, output)) {
@@ -31,8 +29,7 @@ static int openForWriting(const char* input, const char* output, ZOPRADocumentLo
   return openDocument(input, loader);
 }
 
-/* Writes the document and releases the handle. */
-static int writeAndClose(ZOPRADocumentLoader* loader, const char* input, const char* output) {
+int writeAndClose(ZOPRADocumentLoader* loader, const char* input, const char* output) {
   int32_t status = zopraDocumentLoaderWriteDocumentA(loader, output);
   zopraDocumentLoaderDestroy(loader);
   if (status == ZOPRA_STATUS_OTHER_ERROR) {

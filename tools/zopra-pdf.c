@@ -56,6 +56,8 @@ static const Subcommand kSubcommands[] = {
      runRewrite},
     {"erase", "IN OUT [--pages LIST] [--items PAGE:I,J,...]",
      "write IN as OUT without the text of the pages (default all) or of the items", runErase},
+    {"replace", "IN OUT --map MAP.json [--font FONT.ttf] [--fit shrink|none] [--min-size PT]",
+     "write IN as OUT with the text of items replaced, each fitted to its item's width", runReplace},
 };
 
 #define SUBCOMMAND_COUNT (sizeof kSubcommands / sizeof kSubcommands[0])
@@ -91,6 +93,16 @@ void printHelp(void) {
   printf("  -o DIR     images: write each image to DIR/page-P-image-I.jpg, .jp2 (JPEG 2000)\n"
          "             or .bin (any other image, its stream data as stored); an image\n"
          "             drawn again is written once\n");
+  printf("  --map F    replace: a JSON file, either [{\"page\":P,\"item\":I,\"text\":\"new\"},...]\n");
+  printf("             with items numbered as items --json prints them, or\n");
+  printf("             {\"old text\":\"new text\",...} for every item that reads \"old text\";\n");
+  printf("             an empty new text only removes the item\n");
+  printf("  --font F   replace: TrueType font of the new text (default DejaVu Sans,\n");
+  printf("             /usr/share/fonts/truetype/dejavu/DejaVuSans.ttf)\n");
+  printf("  --fit M    replace: shrink (default) draws a text wider than its item smaller,\n");
+  printf("             size by size down to --min-size; none keeps the item's size.\n");
+  printf("             Texts that still do not fit are reported on standard error\n");
+  printf("  --min-size PT  replace: the smallest size to shrink to (default half the item's)\n");
   printf("  --help     print this help and exit\n");
   printf("  --version  print the library version and exit\n");
   printf("\nPage sizes are in PDF units (1/72 inch), as the page is displayed\n");
@@ -102,18 +114,20 @@ void printHelp(void) {
          "images --list prints per image: page, index on the page (from 1, in\n"
          "drawing order), object number, format (jpeg, jpx, other), size of the\n"
          "stored bytes, and the box where the page shows it (- when unknown).\n");
-  printf("\nrewrite and erase never replace their input: an OUT that is the input file\n");
-  printf("itself, under any name, is refused with exit status %d.\n", EXIT_USAGE);
+  printf("\nrewrite, erase and replace never replace their input: an OUT that is the input\n");
+  printf("file itself, under any name, is refused with exit status %d. After a failure,\n", EXIT_USAGE);
+  printf("no OUT is written.\n");
   printf("\nExit status:\n");
   printf("  %d  success\n", EXIT_OK);
   printf("  %d  unexpected library status\n", EXIT_UNKNOWN_STATUS);
-  printf("  %d  bad command-line arguments\n", EXIT_USAGE);
+  printf("  %d  bad command-line arguments; replace: a map, item or font that cannot be\n"
+         "     used\n", EXIT_USAGE);
   for (i = 0; i < STATUS_COUNT; ++i) {
     printf("  %d  %s (library status %d)\n", kStatuses[i].exitCode, kStatuses[i].meaning,
            (int)kStatuses[i].status);
   }
-  printf("  %d  rewrite, erase: the output cannot be written, or an object of the input\n"
-         "     is damaged (library status %d); images: a file cannot be written\n",
+  printf("  %d  rewrite, erase, replace: the output cannot be written, or an object of\n"
+         "     the input is damaged (library status %d); images: a file cannot be written\n",
          EXIT_WRITE_FAILED, (int)ZOPRA_STATUS_OTHER_ERROR);
 }
 
@@ -176,25 +190,25 @@ void formatNumber(double value, char* out, size_t size) {
 }
 
 /* Writes `text` as a JSON string literal. */
-void printJsonString(const char* text) {
+void printJsonStringTo(FILE* out, const char* text) {
   const unsigned char* p;
-  putchar('"');
+  putc('"', out);
   for (p = (const unsigned char*)text; *p; ++p) {
     switch (*p) {
-      case '"': fputs("\\\"", stdout); break;
-      case '\\': fputs("\\\\", stdout); break;
-      case '\n': fputs("\\n", stdout); break;
-      case '\r': fputs("\\r", stdout); break;
-      case '\t': fputs("\\t", stdout); break;
+      case '"': fputs("\\\"", out); break;
+      case '\\': fputs("\\\\", out); break;
+      case '\n': fputs("\\n", out); break;
+      case '\r': fputs("\\r", out); break;
+      case '\t': fputs("\\t", out); break;
       default:
         if (*p < 0x20) {
-          printf("\\u%04x", (unsigned)*p);
+          fprintf(out, "\\u%04x", (unsigned)*p);
         } else {
-          putchar(*p);
+          putc(*p, out);
         }
     }
   }
-  putchar('"');
+  putc('"', out);
 }
 
 unsigned long parsePageNumber(const char* text) {
@@ -266,6 +280,7 @@ int reportPageFailure(const char* path, uint32_t page, int32_t status) {
   free(where);
   return result;
 }
+void printJsonString(const char* text) { printJsonStringTo(stdout, text); }
 
 int openDocument(const char* path, ZOPRADocumentLoader** loader) {
   int32_t status = zopraDocumentLoaderCreate(loader);

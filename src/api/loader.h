@@ -29,4 +29,8 @@ struct ZOPRADocumentLoader {
   std::vector<zopra::pdf::GraphicsEntry> graphicsEntries;
   // Images drawn by the page of the last image call.
   std::vector<std::uint32_t> imageObjects;
+  // Text set by zopraDocumentLoaderSetTextA, measured and waiting to be
+  // drawn on drawPage. It survives a re-open, like the page text.
+  zopra::pdf::Document::DrawState drawState;
+  std::uint32_t drawPage = 0;
 };

@@ -131,6 +131,22 @@ static const char* writeTwoPageFile(void) {
   return writeFile("two-pages.pdf", writer.data, writer.length);
 }
 
+/* One page showing "Hello" in Helvetica. */
+static const char* writeTextFile(void) {
+  PdfWriter writer;
+  beginDocument(&writer, "");
+  addObject(&writer, "<< /Type /Catalog /Pages 2 0 R >>");
+  addObject(&writer, "<< /Type /Pages /Kids [3 0 R] /Count 1 >>");
+  addObject(&writer,
+            "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 612 792]"
+            " /Resources << /Font << /F1 4 0 R >> >> /Contents 5 0 R >>");
+  addObject(&writer, "<< /Type /Font /Subtype /Type1 /BaseFont /Helvetica >>");
+  addObject(&writer,
+            "<< /Length 36 >>\nstream\nBT /F1 12 Tf 72 700 Td (Hello) Tj ET\nendstream");
+  endDocument(&writer);
+  return writeFile("hello.pdf", writer.data, writer.length);
+}
+
 static const char* writeLeadingBlankLineFile(void) {
   PdfWriter writer;
   beginDocument(&writer, "\n");
@@ -426,9 +442,83 @@ static void checkGraphicsAndImages(void) {
   zopraDocumentLoaderDestroy(loader);
 }
 
+static const char* const kFont = "/usr/share/fonts/truetype/dejavu/DejaVuSans.ttf";
+
+static void checkDrawing(void) {
+  ZOPRADocumentLoader* loader = NULL;
+  ZOPRADocumentLoader* reader = NULL;
+  ZOPRADocumentLoaderTextInfo info;
+  const uint32_t first = 0;
+  double width = -1.0;
+  double doubled = -1.0;
+  char missing[512];
+  char output[512];
+  snprintf(missing, sizeof missing, "%s/missing.ttf", tempDir);
+  snprintf(output, sizeof output, "%s/drawn.pdf", tempDir);
+  CHECK_STATUS(ZOPRA_STATUS_NOT_SUPPORTED, zopraDocumentLoaderSetTextW(NULL, NULL, 0, 0, NULL, 0.0, 0.0));
+  CHECK_STATUS(ZOPRA_STATUS_INVALID_ARGUMENT, zopraDocumentLoaderSetTextA(NULL, "x", 0, 0, kFont, 10.0, 1.0));
+  CHECK_STATUS(ZOPRA_STATUS_INVALID_ARGUMENT, zopraDocumentLoaderGetTextWidth(NULL, &width));
+  CHECK_STATUS(ZOPRA_STATUS_INVALID_ARGUMENT, zopraDocumentLoaderDrawText(NULL));
+  if (zopraDocumentLoaderCreate(&loader) != ZOPRA_STATUS_SUCCESS ||
+      zopraDocumentLoaderCreate(&reader) != ZOPRA_STATUS_SUCCESS) {
+    CHECK(!"create failed");
+    zopraDocumentLoaderDestroy(loader);
+    return;
+  }
+  CHECK_STATUS(ZOPRA_STATUS_NOT_SUPPORTED, zopraDocumentLoaderSetTextW(loader, L"x", 0, 0, L"f.ttf", 10.0, 1.0));
+  /* Nothing is open yet. */
+  CHECK_STATUS(ZOPRA_STATUS_INVALID_ARGUMENT, zopraDocumentLoaderSetTextA(loader, "x", 0, 0, kFont, 10.0, 1.0));
+  CHECK_STATUS(ZOPRA_STATUS_INVALID_ARGUMENT, zopraDocumentLoaderGetTextWidth(loader, &width));
+  CHECK_STATUS(ZOPRA_STATUS_INVALID_ARGUMENT, zopraDocumentLoaderDrawText(loader));
+
+  CHECK_STATUS(ZOPRA_STATUS_SUCCESS, zopraDocumentLoaderOpenFileA(loader, writeTextFile()));
+  /* The new text takes its place from an extracted item. */
+  CHECK_STATUS(ZOPRA_STATUS_INVALID_ARGUMENT, zopraDocumentLoaderSetTextA(loader, "x", 0, 0, kFont, 10.0, 1.0));
+  CHECK_STATUS(ZOPRA_STATUS_SUCCESS, zopraDocumentLoaderExtractPageText(loader, 0));
+  CHECK_STATUS(ZOPRA_STATUS_INVALID_ARGUMENT, zopraDocumentLoaderSetTextA(loader, "x", 0, 0, NULL, 10.0, 1.0));
+  CHECK_STATUS(ZOPRA_STATUS_INVALID_ARGUMENT, zopraDocumentLoaderSetTextA(loader, NULL, 0, 0, kFont, 10.0, 1.0));
+  CHECK_STATUS(ZOPRA_STATUS_INVALID_ARGUMENT, zopraDocumentLoaderSetTextA(loader, "", 0, 0, kFont, 10.0, 1.0));
+  CHECK_STATUS(ZOPRA_STATUS_INVALID_ARGUMENT, zopraDocumentLoaderSetTextA(loader, "x", 0, 0, "", 10.0, 1.0));
+  CHECK_STATUS(ZOPRA_STATUS_INVALID_ARGUMENT, zopraDocumentLoaderSetTextA(loader, "x", 1, 0, kFont, 10.0, 1.0));
+  CHECK_STATUS(ZOPRA_STATUS_INVALID_ARGUMENT, zopraDocumentLoaderSetTextA(loader, "x", 0, 1, kFont, 10.0, 1.0));
+  CHECK_STATUS(ZOPRA_STATUS_INVALID_ARGUMENT, zopraDocumentLoaderSetTextA(loader, "x", 0, 0, kFont, 0.0, 1.0));
+  CHECK_STATUS(ZOPRA_STATUS_INVALID_ARGUMENT, zopraDocumentLoaderSetTextA(loader, "x", 0, 0, kFont, -1.0, 1.0));
+  CHECK_STATUS(ZOPRA_STATUS_OTHER_ERROR, zopraDocumentLoaderSetTextA(loader, "x", 0, 0, missing, 10.0, 1.0));
+  CHECK_STATUS(ZOPRA_STATUS_INVALID_ARGUMENT, zopraDocumentLoaderGetTextWidth(loader, &width));
+  CHECK_STATUS(ZOPRA_STATUS_INVALID_ARGUMENT, zopraDocumentLoaderDrawText(loader));
+  if (access(kFont, R_OK) != 0) {
+    fprintf(stderr, "%s is missing: drawing not checked\n", kFont);
+  } else {
+    CHECK_STATUS(ZOPRA_STATUS_INVALID_ARGUMENT,
+                 zopraDocumentLoaderSetTextA(loader, "\xC0\x80", 0, 0, kFont, 10.0, 1.0));
+    /* The whole cycle: remove the item, set a new text in its place, measure, draw, write. */
+    CHECK_STATUS(ZOPRA_STATUS_SUCCESS, zopraDocumentLoaderGetText(loader, &info, 0));
+    CHECK_STATUS(ZOPRA_STATUS_SUCCESS, zopraDocumentLoaderRemoveOriginalTextByIndex(loader, 0, &first, 1));
+    CHECK_STATUS(ZOPRA_STATUS_SUCCESS,
+                 zopraDocumentLoaderSetTextA(loader, "Gr\xC3\xBC\xC3\x9F" "e", 0, 0, kFont, 24.0, 1.0));
+    CHECK_STATUS(ZOPRA_STATUS_SUCCESS, zopraDocumentLoaderGetTextWidth(loader, &doubled));
+    CHECK_STATUS(ZOPRA_STATUS_SUCCESS,
+                 zopraDocumentLoaderSetTextA(loader, "Gr\xC3\xBC\xC3\x9F" "e", 0, 0, kFont, 12.0, 1.0));
+    CHECK_STATUS(ZOPRA_STATUS_INVALID_ARGUMENT, zopraDocumentLoaderGetTextWidth(loader, NULL));
+    CHECK_STATUS(ZOPRA_STATUS_SUCCESS, zopraDocumentLoaderGetTextWidth(loader, &width));
+    CHECK(width > 0.0 && near(doubled, 2.0 * width));
+    CHECK_STATUS(ZOPRA_STATUS_SUCCESS, zopraDocumentLoaderDrawText(loader));
+    CHECK_STATUS(ZOPRA_STATUS_SUCCESS, zopraDocumentLoaderWriteDocumentA(loader, output));
+
+    CHECK_STATUS(ZOPRA_STATUS_SUCCESS, zopraDocumentLoaderOpenFileA(reader, output));
+    CHECK_STATUS(ZOPRA_STATUS_SUCCESS, zopraDocumentLoaderExtractPageText(reader, 0));
+    CHECK_STATUS(ZOPRA_STATUS_SUCCESS, zopraDocumentLoaderGetText(reader, &info, 0));
+    CHECK(strcmp(info.text, "Gr\xC3\xBC\xC3\x9F" "e") == 0);
+    CHECK(near(info.e, 72.0) && near(info.f, 700.0) && near(info.fontSize, 12.0) && near(info.width, width));
+    CHECK_STATUS(ZOPRA_STATUS_INVALID_ARGUMENT, zopraDocumentLoaderGetText(reader, &info, 1));
+  }
+  zopraDocumentLoaderDestroy(reader);
+  zopraDocumentLoaderDestroy(loader);
+}
+
 static void removeTempDir(void) {
   static const char* names[] = {"short.pdf", "blank-line.pdf", "text.pdf", "two-pages.pdf",
-                                "written.pdf", "graphics.pdf"};
+                                "written.pdf", "graphics.pdf", "hello.pdf", "drawn.pdf"};
   char path[512];
   size_t i;
   for (i = 0; i < sizeof names / sizeof names[0]; ++i) {
@@ -451,6 +541,7 @@ int main(void) {
   checkRemoval();
   checkWriting();
   checkGraphicsAndImages();
+  checkDrawing();
   removeTempDir();
   printf("%d passed, %d failed\n", passed, failed);
   return failed == 0 ? 0 : 1;

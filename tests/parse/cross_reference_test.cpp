@@ -71,7 +71,7 @@ TEST(CrossReference, IncrementalUpdatesAndPrevLoops) {
 
   // The same file read by the recovery scan keeps the newest definition too.
   std::string broken = bytes;
-  broken.replace(broken.rfind("startxref\n") + 10, 1, "x");
+  broken[broken.rfind("startxref\n") + 10] = 'x';
   auto recovered = loadBytes(broken, "updates-broken.pdf");
   ASSERT_EQ(recovered.result, Error::None);
   EXPECT_FALSE(recovered->strictCrossReference);

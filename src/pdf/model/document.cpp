@@ -38,6 +38,8 @@ void Document::reset() {
   objectStreams_.clear();
   endstreams_.reset();
   textEdits.clear();
+  embeddedFonts.clear();
+  wrappedPages.clear();
 }
 
 void Document::setError(Error kind, std::string message) {

@@ -14,10 +14,12 @@
 #include <utility>
 #include <vector>
 
+#include "pdf/content/color.h"
 #include "pdf/edit/page_text_edits.h"
 #include "pdf/fonts/font_cache.h"
 #include "pdf/model/compressed_index.h"
 #include "pdf/model/error.h"
+#include "pdf/model/geometry.h"
 #include "pdf/model/object.h"
 #include "pdf/model/page.h"
 #include "pdf/model/value.h"
@@ -164,6 +166,62 @@ class Document {
                    const std::vector<TextEntry>& entries, std::uint64_t extraction = 0);
   // Per page index, what removeText has done there.
   std::map<std::uint32_t, PageTextEdits> textEdits;
+
+  // New text waiting to be drawn: what prepareText measured, and the style
+  // and place (copied from an extracted item) that drawText uses. A fresh
+  // default state holds no glyphs, so nothing can be drawn from it.
+  struct DrawState {
+    std::string text;  // UTF-8; after prepareText, the text as drawn
+    std::string fontPath;
+    double fontSize = 0;           // text space units
+    double horizontalScaling = 1;  // a factor: 1 is 100 %
+    double charSpacing = 0;        // unscaled text space units
+    double wordSpacing = 0;
+    Matrix matrix;  // the Tm operands
+    Color fill;     // kinds 1 to 3 set a colour; any other kind sets none
+    // ((advance / unitsPerEm) * fontSize + spacing) * horizontalScaling
+    // summed over the glyphs: the advance in the text space of `matrix`.
+    double width = 0;
+    // One entry per drawn character; advances in font units.
+    std::vector<std::uint32_t> codePoints;
+    std::vector<std::uint16_t> glyphs;
+    std::vector<std::uint16_t> advances;
+    std::uint16_t unitsPerEm = 1000;
+    Bytes fontBytes;
+    std::uint32_t page = 0;
+  };
+
+  // A font file embedded whole as a Type0 font over a CIDFontType2
+  // descendant. Later drawings in the same font reuse its objects and widen
+  // its W array and ToUnicode map.
+  struct EmbeddedFont {
+    std::string resourceName;  // "ZDL0", "ZDL1", ...
+    std::uint32_t type0Object = 0;
+    std::uint32_t descendantObject = 0;
+    std::uint32_t toUnicodeObject = 0;
+    // The first code point drawn with a glyph names it for extraction.
+    std::map<std::uint16_t, std::uint32_t> glyphToUnicode;
+    std::map<std::uint16_t, std::uint16_t> glyphAdvances;  // font units
+    std::uint16_t unitsPerEm = 1000;
+  };
+
+  // Reads the font file of `state.fontPath`, maps `state.text` to its glyphs
+  // and measures it. A character the font lacks becomes a space, or is
+  // dropped when the font has no space either. InvalidArgument (nothing
+  // changed) when the text is not UTF-8; otherwise the kind of the failure,
+  // recorded with setError ("failed to open font", "empty font", "failed to
+  // read font" and the TrueType reader's messages).
+  Error prepareText(DrawState& state);
+  // Draws a prepared text on a page as one line, in a content stream of its
+  // own appended to the page; the page's earlier content is wrapped in q/Q
+  // the first time, so that its graphics state cannot leak into the text.
+  // InvalidArgument for a page out of range or a state without glyphs or
+  // font bytes, with nothing written.
+  Error drawText(std::uint32_t page, const DrawState& state);
+  // Embedded fonts by font path.
+  std::map<std::string, EmbeddedFont> embeddedFonts;
+  // Pages whose content drawText has wrapped in q/Q.
+  std::set<std::uint32_t> wrappedPages;
 
   // ---- Writing (write) -------------------------------------------------------
   // Writes every object to `path` as a new, unencrypted PDF with one classic

@@ -163,9 +163,11 @@ std::string escapeName(std::string_view name) {
   return result;
 }
 
-std::string numberText(double number) {
+std::string numberText(double number) { return numberText(number, 10); }
+
+std::string numberText(double number, int significantDigits) {
   char buffer[kNumberBuffer];
-  return std::string(formatNumber(number, 10, buffer));
+  return std::string(formatNumber(number, std::clamp(significantDigits, 1, 17), buffer));
 }
 
 }  // namespace zopra::pdf

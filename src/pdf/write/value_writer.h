@@ -26,5 +26,7 @@ std::string escapeName(std::string_view name);
 // plain decimals where that form has an exponent, which PDF syntax lacks
 // (1 is "1", 0.5 is "0.5", 1e-12 is "0.000000000001").
 std::string numberText(double number);
+// The same with `significantDigits` (1 to 17) significant digits.
+std::string numberText(double number, int significantDigits);
 
 }  // namespace zopra::pdf

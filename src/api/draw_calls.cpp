@@ -1,0 +1,65 @@
+// New text: set at the place of an extracted item, measured and drawn.
+#include <string>
+
+#include "api/loader.h"
+#include "api/status.h"
+#include "zopra_document_loader.h"
+
+using zopra::api::guarded;
+using zopra::api::statusFor;
+using zopra::pdf::Document;
+using zopra::pdf::TextEntry;
+
+extern "C" {
+
+ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderSetTextA(ZOPRADocumentLoader* loader, const char* text,
+                                                             uint32_t page, uint32_t index,
+                                                             const char* fontPath, double fontSize,
+                                                             double horizontalScaling) {
+  if (!fontPath) return ZOPRA_STATUS_INVALID_ARGUMENT;
+  return guarded([&] {
+    std::string ownedFontPath(fontPath);
+    if (!loader || !text || !loader->opened || text[0] == '\0' || ownedFontPath.empty()) {
+      return ZOPRA_STATUS_INVALID_ARGUMENT;
+    }
+    // Only a size at or below 0 is refused; NaN passes.
+    if (page >= loader->document.pages.size() || fontSize <= 0.0 || index >= loader->textEntries.size()) {
+      return ZOPRA_STATUS_INVALID_ARGUMENT;
+    }
+    // Reset first: after a failure below, nothing is left to measure or draw.
+    loader->drawState = Document::DrawState();
+    Document::DrawState& state = loader->drawState;
+    const TextEntry& entry = loader->textEntries[index];
+    state.text = text;
+    state.fontPath = std::move(ownedFontPath);
+    state.fontSize = fontSize;
+    state.horizontalScaling = horizontalScaling;
+    state.matrix = {entry.a, entry.b, entry.c, entry.d, entry.e, entry.f};
+    state.charSpacing = entry.charSpacing;
+    state.wordSpacing = entry.wordSpacing;
+    state.fill = entry.fillColor;
+    state.page = page;
+    loader->drawPage = page;
+    return statusFor(loader->document.prepareText(state));
+  });
+}
+
+ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderSetTextW(ZOPRADocumentLoader*, const wchar_t*, uint32_t,
+                                                             uint32_t, const wchar_t*, double, double) {
+  return ZOPRA_STATUS_NOT_SUPPORTED;
+}
+
+ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderGetTextWidth(ZOPRADocumentLoader* loader, double* width) {
+  if (!loader || !width || !loader->opened || loader->drawState.glyphs.empty()) {
+    return ZOPRA_STATUS_INVALID_ARGUMENT;
+  }
+  *width = loader->drawState.width;
+  return ZOPRA_STATUS_SUCCESS;
+}
+
+ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderDrawText(ZOPRADocumentLoader* loader) {
+  if (!loader || !loader->opened || loader->drawState.glyphs.empty()) return ZOPRA_STATUS_INVALID_ARGUMENT;
+  return guarded([&] { return statusFor(loader->document.drawText(loader->drawPage, loader->drawState)); });
+}
+
+}  // extern "C"

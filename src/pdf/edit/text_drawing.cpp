@@ -1,0 +1,327 @@
+// Document::prepareText and Document::drawText: new text measured with a
+// TrueType font file and drawn on a page with that font embedded.
+//
+// The font file goes into the document whole (no subsetting) as a Type0
+// font with Identity-H encoding over a CIDFontType2 descendant whose CIDs
+// are the glyph indices, so the shown string is simply the glyph indices.
+// Its W array and ToUnicode map grow with every drawing, covering every
+// glyph drawn so far in that font on any page.
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <system_error>
+#include <utility>
+
+#include "pdf/edit/text_drawing.h"
+#include "pdf/edit/text_removal.h"
+#include "pdf/edit/true_type.h"
+#include "pdf/fonts/unicode.h"
+#include "pdf/write/value_writer.h"
+
+namespace zopra::pdf {
+
+namespace {
+
+// Content arrays nest through objects; a crafted chain of arrays must not
+// exhaust the stack.
+constexpr int kMaxContentDepth = 256;
+// Text drawn by the engine carries 6 significant digits: far finer than any
+// device resolution at page scale.
+constexpr int kContentDigits = 6;
+constexpr std::uint32_t kSpace = 0x20;
+
+std::string decimal(double value) { return numberText(value, kContentDigits); }
+
+Bytes readFontFile(const std::string& path) {
+  std::error_code ignored;
+  // A folder opens as a stream on this platform, and its size is nonsense.
+  if (std::filesystem::is_directory(path, ignored)) throw Exception(Error::Io, "failed to open font");
+  std::ifstream in(path, std::ios::binary);
+  if (!in) throw Exception(Error::Io, "failed to open font");
+  in.seekg(0, std::ios::end);
+  const std::streamoff size = in.tellg();
+  if (size < 1) throw Exception(Error::Format, "empty font");
+  Bytes bytes(static_cast<std::size_t>(size));
+  in.seekg(0, std::ios::beg);
+  in.read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+  if (!in) throw Exception(Error::Io, "failed to read font");
+  return bytes;
+}
+
+// Text space units per font unit at size 1. A font that claims 0 units per
+// em is taken as 1000, the PDF glyph space.
+double emScale(std::uint16_t unitsPerEm) { return unitsPerEm == 0 ? 1.0 / 1000.0 : 1.0 / unitsPerEm; }
+
+Value name(std::string text) { return Value::Name(std::move(text)); }
+Value integer(std::int64_t value) { return Value::Number(static_cast<double>(value)); }
+Value reference(std::uint32_t objectNumber) { return Value::Reference(objectNumber, 0); }
+
+// True when one of the document's embedded fonts has the name, or the
+// page's Font resources give it to some font.
+bool nameTaken(const Document& document, const Page& page, const std::string& resourceName) {
+  for (const auto& [path, font] : document.embeddedFonts) {
+    if (font.resourceName == resourceName) return true;
+  }
+  if (!page.resources) return false;
+  const Value* fonts = document.dictionaryValue(page.resources.get(), "Font");
+  return fonts && fonts->isDictionary() && fonts->find(resourceName);
+}
+
+// Creates the objects of a newly embedded font: font file, descriptor,
+// descendant, ToUnicode stream (filled later) and the Type0 font.
+Document::EmbeddedFont embedFont(Document& document, const Bytes& fontBytes, std::string resourceName) {
+  const TrueType font(fontBytes);
+  Document::EmbeddedFont embedded;
+  embedded.resourceName = std::move(resourceName);
+  embedded.unitsPerEm = font.unitsPerEm;
+
+  const std::uint32_t file =
+      document
+          .createStream(Value::Dictionary({{"Length1", integer(static_cast<std::int64_t>(font.bytes.size()))}}),
+                        font.bytes)
+          .number;
+  const std::uint32_t descriptor =
+      document
+          .createObject(Value::Dictionary({
+              {"Type", name("FontDescriptor")},
+              {"FontName", name("ZopraEmbedded")},
+              {"Flags", integer(4)},
+              // Font units as read, not scaled to the 1000 of glyph space.
+              {"FontBBox", Value::Array({integer(font.xMin), integer(font.yMin), integer(font.xMax),
+                                         integer(font.yMax)})},
+              {"ItalicAngle", integer(0)},
+              {"Ascent", integer(font.ascender)},
+              {"Descent", integer(font.descender)},
+              {"CapHeight", integer(font.ascender)},
+              {"StemV", integer(80)},
+              {"FontFile2", reference(file)},
+          }))
+          .number;
+  embedded.descendantObject =
+      document
+          .createObject(Value::Dictionary({
+              {"Type", name("Font")},
+              {"Subtype", name("CIDFontType2")},
+              {"BaseFont", name("ZopraEmbedded")},
+              {"CIDSystemInfo", Value::Dictionary({{"Registry", Value::String("Adobe")},
+                                                   {"Ordering", Value::String("Identity")},
+                                                   {"Supplement", integer(0)}})},
+              {"FontDescriptor", reference(descriptor)},
+              {"CIDToGIDMap", name("Identity")},
+              {"DW", integer(1000)},
+              {"W", Value::Array({})},
+          }))
+          .number;
+  embedded.toUnicodeObject = document.createStream(Value::Dictionary({}), {}).number;
+  embedded.type0Object = document
+                             .createObject(Value::Dictionary({
+                                 {"Type", name("Font")},
+                                 {"Subtype", name("Type0")},
+                                 {"BaseFont", name("ZopraEmbedded")},
+                                 {"Encoding", name("Identity-H")},
+                                 {"DescendantFonts", Value::Array({reference(embedded.descendantObject)})},
+                                 {"ToUnicode", reference(embedded.toUnicodeObject)},
+                             }))
+                             .number;
+  return embedded;
+}
+
+// Adds the state's glyphs to the font's maps, then rewrites its W array and
+// ToUnicode map from the whole maps. A text of glyphs drawn before leaves
+// both as they are, which spares most drawings the rewrite.
+void addGlyphs(Document& document, Document::EmbeddedFont& font, const Document::DrawState& state) {
+  bool added = false;
+  for (std::size_t i = 0; i < state.glyphs.size(); ++i) {
+    added = font.glyphToUnicode.emplace(state.glyphs[i], state.codePoints[i]).second || added;
+    font.glyphAdvances.emplace(state.glyphs[i], state.advances[i]);
+  }
+  if (!added) return;
+  ValueArray widths;
+  widths.reserve(2 * font.glyphAdvances.size());
+  for (const auto& [glyph, advance] : font.glyphAdvances) {
+    const double width = font.unitsPerEm == 0 ? advance : advance * 1000.0 / font.unitsPerEm;
+    widths.push_back(integer(glyph));
+    widths.push_back(Value::Array({Value::Number(width)}));
+  }
+  Object* descendant = document.object(font.descendantObject);
+  Object* toUnicode = document.object(font.toUnicodeObject);
+  if (!descendant || !descendant->value.isDictionary() || !toUnicode) {
+    throw Exception(Error::Format, "invalid PDF object offset");
+  }
+  descendant->value.dictionary.insert_or_assign("W", Value::Array(std::move(widths)));
+  const std::string map = makeToUnicode(font.glyphToUnicode);
+  replaceStreamData(*toUnicode, Bytes(map.begin(), map.end()));
+  // Fonts built from these objects before now lack the new glyphs.
+  document.fontCache.clear();
+}
+
+// Puts the page's content between q and Q, so that a graphics state it
+// leaves behind (a transformation, a clip, a colour) does not reach the
+// text drawn after it.
+void wrapContent(Document& document, Page& page) {
+  Value* dictionary = document.pageDictionary(page);
+  const Value* contents = dictionary ? dictionary->find("Contents") : nullptr;
+  if (!contents) return;
+  ValueArray streams;
+  std::set<std::uint32_t> visited;
+  appendPageContent(document, Value(*contents), streams, visited);
+  if (streams.empty()) return;
+  const std::uint32_t open = document.createStream(Value::Dictionary({}), {'q', '\n'}).number;
+  const std::uint32_t close = document.createStream(Value::Dictionary({}), {'Q', '\n'}).number;
+  streams.insert(streams.begin(), reference(open));
+  streams.push_back(reference(close));
+  document.pageDictionary(page)->dictionary.insert_or_assign("Contents", Value::Array(std::move(streams)));
+}
+
+// Names the font in the page's own Font resources. The resources (often
+// shared with other pages, or inherited) are copied into the page.
+void addFontResource(Document& document, Page& page, const Document::EmbeddedFont& font) {
+  const Value* current = page.resources ? document.resolve(page.resources.get()) : nullptr;
+  Value resources = current && current->isDictionary() ? *current : Value::Dictionary({});
+  const Value* currentFonts = document.dictionaryValue(&resources, "Font");
+  Value fonts = currentFonts && currentFonts->isDictionary() ? *currentFonts : Value::Dictionary({});
+  fonts.dictionary.insert_or_assign(font.resourceName, reference(font.type0Object));
+  resources.dictionary.insert_or_assign("Font", std::move(fonts));
+  page.resources = std::make_shared<const Value>(resources);
+  document.pageDictionary(page)->dictionary.insert_or_assign("Resources", std::move(resources));
+}
+
+std::string contentText(const Document::EmbeddedFont& font, const Document::DrawState& state) {
+  static constexpr char kDigits[] = "0123456789ABCDEF";
+  std::string text = "q\n";
+  const double* c = state.fill.components;
+  switch (state.fill.kind) {
+    case 1:
+      text += decimal(c[0]) + " g\n";
+      break;
+    case 2:
+      text += decimal(c[0]) + ' ' + decimal(c[1]) + ' ' + decimal(c[2]) + " rg\n";
+      break;
+    case 3:
+      text += decimal(c[0]) + ' ' + decimal(c[1]) + ' ' + decimal(c[2]) + ' ' + decimal(c[3]) + " k\n";
+      break;
+    default:
+      break;
+  }
+  text += "BT\n/" + font.resourceName + ' ' + decimal(state.fontSize) + " Tf\n";
+  text += decimal(state.horizontalScaling * 100.0) + " Tz\n";
+  text += decimal(state.charSpacing) + " Tc\n";
+  text += decimal(state.wordSpacing) + " Tw\n";
+  const Matrix& m = state.matrix;
+  text += decimal(m.a) + ' ' + decimal(m.b) + ' ' + decimal(m.c) + ' ' + decimal(m.d) + ' ' + decimal(m.e) +
+          ' ' + decimal(m.f) + " Tm\n<";
+  for (std::uint16_t glyph : state.glyphs) {
+    for (int shift = 12; shift >= 0; shift -= 4) text += kDigits[(glyph >> shift) & 0xF];
+  }
+  text += "> Tj\nET\nQ\n";
+  return text;
+}
+
+void appendContentStream(Document& document, Page& page, const std::string& text) {
+  const std::uint32_t created = document.createStream(Value::Dictionary({}), Bytes(text.begin(), text.end())).number;
+  Value& dictionary = *document.pageDictionary(page);
+  Value* contents = dictionary.find("Contents");
+  if (contents && contents->isArray()) {
+    contents->array.push_back(reference(created));
+  } else if (contents && contents->isReference()) {
+    *contents = Value::Array({*contents, reference(created)});
+  } else {
+    dictionary.dictionary.insert_or_assign("Contents", reference(created));
+  }
+}
+
+void walkContent(const Document& document, const Value& contents, ValueArray& out,
+                 std::set<std::uint32_t>& visited, int depth) {
+  if (depth > kMaxContentDepth) throw Exception(Error::Format, "page content is too complex");
+  if (contents.isArray()) {
+    for (const Value& element : contents.array) walkContent(document, element, out, visited, depth + 1);
+    return;
+  }
+  if (contents.isReference()) {
+    const Object* target = document.object(contents.objectNumber);
+    if (target && !target->isStream && target->value.isArray()) {
+      if (visited.insert(contents.objectNumber).second) {
+        walkContent(document, target->value, out, visited, depth + 1);
+      }
+      return;
+    }
+  }
+  out.push_back(contents);
+}
+
+}  // namespace
+
+void appendPageContent(const Document& document, const Value& contents, ValueArray& out,
+                       std::set<std::uint32_t>& visited) {
+  walkContent(document, contents, out, visited, 0);
+}
+
+Error Document::prepareText(DrawState& state) {
+  bool valid = false;
+  const std::vector<std::uint32_t> decoded = decodeUtf8(state.text, &valid);
+  if (!valid) return Error::InvalidArgument;
+  try {
+    TrueType font(readFontFile(state.fontPath));
+    const std::uint16_t space = font.glyph(kSpace);
+    const double scale = emScale(font.unitsPerEm);
+    state.codePoints.clear();
+    state.glyphs.clear();
+    state.advances.clear();
+    state.width = 0;
+    for (std::uint32_t codePoint : decoded) {
+      std::uint16_t glyph = font.glyph(codePoint);
+      if (codePoint != 0 && glyph == 0) {
+        // Missing from the font: a space keeps the words apart.
+        if (space == 0) continue;
+        codePoint = kSpace;
+        glyph = space;
+      }
+      const std::uint16_t advance = glyph < font.advances.size() ? font.advances[glyph] : font.advances.back();
+      state.codePoints.push_back(codePoint);
+      state.glyphs.push_back(glyph);
+      state.advances.push_back(advance);
+      state.width += (advance * scale * state.fontSize + state.charSpacing +
+                      (codePoint == kSpace ? state.wordSpacing : 0.0)) *
+                     state.horizontalScaling;
+    }
+    state.text = encodeUtf8(state.codePoints);
+    state.unitsPerEm = font.unitsPerEm;
+    state.fontBytes = std::move(font.bytes);
+  } catch (const Exception& failure) {
+    setError(failure.kind(), failure.message());
+    return failure.kind();
+  }
+  return Error::None;
+}
+
+Error Document::drawText(std::uint32_t pageIndex, const DrawState& state) {
+  if (pageIndex >= pages.size() || state.glyphs.empty() || state.fontBytes.empty() ||
+      state.codePoints.size() != state.glyphs.size() || state.advances.size() != state.glyphs.size()) {
+    return Error::InvalidArgument;
+  }
+  try {
+    Page& page = pages[pageIndex];
+    if (!pageDictionary(page)) throw Exception(Error::Format, "missing PDF page object");
+    auto found = embeddedFonts.find(state.fontPath);
+    if (found == embeddedFonts.end()) {
+      // "ZDL" and the count of fonts embedded before; a name the page
+      // already gives another font (text drawn into this file by an earlier
+      // run) is skipped, or that text would change its font.
+      std::size_t ordinal = embeddedFonts.size();
+      while (nameTaken(*this, page, "ZDL" + std::to_string(ordinal))) ++ordinal;
+      EmbeddedFont created = embedFont(*this, state.fontBytes, "ZDL" + std::to_string(ordinal));
+      found = embeddedFonts.emplace(state.fontPath, std::move(created)).first;
+    }
+    EmbeddedFont& font = found->second;
+    addGlyphs(*this, font, state);
+    if (wrappedPages.insert(pageIndex).second) wrapContent(*this, page);
+    addFontResource(*this, page, font);
+    appendContentStream(*this, page, contentText(font, state));
+  } catch (const Exception& failure) {
+    setError(failure.kind(), failure.message());
+    return failure.kind();
+  }
+  return Error::None;
+}
+
+}  // namespace zopra::pdf

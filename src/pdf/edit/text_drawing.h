@@ -1,0 +1,29 @@
+// Helpers of Document::drawText that stand on their own: the ToUnicode CMap
+// of an embedded font, and the flattening of a page's Contents entry.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "pdf/model/document.h"
+
+namespace zopra::pdf {
+
+// The ToUnicode CMap text mapping each glyph index (as a two-byte code) to
+// its code point, in UTF-16 (a surrogate pair above U+FFFF).
+std::string makeToUnicode(const std::map<std::uint16_t, std::uint32_t>& glyphToUnicode);
+
+// Appends to `out` the content stream references a page's "Contents" value
+// names, in order: references to arrays held by objects are followed (each
+// object once, its number added to `visited`), arrays walked element by
+// element, and anything else (a stream reference, a reference to a missing
+// object, any other value) appended as it is. Throws
+// Exception(Error::Format, "page content is too complex") past a nesting
+// budget.
+void appendPageContent(const Document& document, const Value& contents, ValueArray& out,
+                       std::set<std::uint32_t>& visited);
+
+}  // namespace zopra::pdf

@@ -1,0 +1,142 @@
+// The replacement cycle through the public header, judged by independent
+// tools: fontTools measures the text, pdftotext reads it back, pdffonts
+// finds the embedded font with its ToUnicode map, qpdf checks the file and
+// ghostscript renders the new text where the old one was.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <filesystem>
+#include <memory>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "support/pdf_builder.h"
+#include "support/test_files.h"
+#include "zopra_document_loader.h"
+
+namespace {
+
+const char* const kDejaVu = "/usr/share/fonts/truetype/dejavu/DejaVuSans.ttf";
+// "Grüße, Welt – Ωμέγα"
+const char* const kNewText = "Gr\xC3\xBC\xC3\x9F" "e, Welt \xE2\x80\x93 \xCE\xA9\xCE\xBC\xCE\xAD\xCE\xB3\xCE\xB1";
+
+// Grey levels of page 1 at 72 dpi (one pixel per PDF unit), rows from the top.
+std::vector<unsigned char> render(const std::string& pdf, int& width) {
+  const std::string out = pdf + ".pgm";
+  if (zopra::test::run("gs -q -dNOPAUSE -dBATCH -dSAFER -sDEVICE=pgmraw -r72 -sOutputFile='" + out + "' '" + pdf +
+                       "' >/dev/null 2>&1") != 0) {
+    return {};
+  }
+  // "P5", then width, height and maximum on lines that may be interleaved
+  // with "#" comments, then the samples.
+  const std::string bytes = zopra::test::readFile(out);
+  std::istringstream header(bytes);
+  std::string line;
+  std::getline(header, line);
+  if (line != "P5") return {};
+  std::string fields;
+  while (std::count(fields.begin(), fields.end(), ' ') < 3 && std::getline(header, line)) {
+    if (!line.empty() && line[0] != '#') fields += line + ' ';
+  }
+  int height = 0, maximum = 0;
+  std::istringstream(fields) >> width >> height >> maximum;
+  const auto start = static_cast<std::size_t>(header.tellg());
+  if (width <= 0 || start > bytes.size()) return {};
+  return std::vector<unsigned char>(bytes.begin() + static_cast<std::ptrdiff_t>(start), bytes.end());
+}
+
+// Dark pixels in the box [x0, x1) x [y0, y1) of PDF space (origin lower left, 792 high).
+int darkPixels(const std::vector<unsigned char>& grey, int width, double x0, double x1, double y0, double y1) {
+  int dark = 0;
+  for (int row = static_cast<int>(792 - y1); row < static_cast<int>(792 - y0); ++row) {
+    for (int column = static_cast<int>(x0); column < static_cast<int>(x1); ++column) {
+      const std::size_t at = static_cast<std::size_t>(row) * static_cast<std::size_t>(width) +
+                             static_cast<std::size_t>(column);
+      if (at < grey.size() && grey[at] < 128) ++dark;
+    }
+  }
+  return dark;
+}
+
+TEST(ApiDraw, ReplacedTextIsEmbeddedReadBackAndDrawn) {
+  if (!std::filesystem::exists(kDejaVu)) GTEST_SKIP() << "fonts-dejavu-core is not installed";
+  zopra::test::PdfBuilder builder = zopra::test::PdfBuilder::simple(
+      {"0 0 1 rg BT /F1 24 Tf 72 700 Td (Hello world) Tj ET BT /F1 12 Tf 72 650 Td (Second line) Tj ET"});
+  builder.finishWithTable("/Root 1 0 R");
+  const std::string input = zopra::test::writeTempFile("draw-input.pdf", builder.bytes());
+  const std::string removed = zopra::test::tempDirectory() + "/draw-removed.pdf";
+  const std::string drawn = zopra::test::tempDirectory() + "/draw-drawn.pdf";
+  ZOPRADocumentLoader* created = nullptr;
+  ASSERT_EQ(zopraDocumentLoaderCreate(&created), ZOPRA_STATUS_SUCCESS);
+  const std::unique_ptr<ZOPRADocumentLoader, void (*)(ZOPRADocumentLoader*)> handle(created,
+                                                                                     zopraDocumentLoaderDestroy);
+  ZOPRADocumentLoader* loader = handle.get();
+  ASSERT_EQ(zopraDocumentLoaderOpenFileA(loader, input.c_str()), ZOPRA_STATUS_SUCCESS);
+  ASSERT_EQ(zopraDocumentLoaderExtractPageText(loader, 0), ZOPRA_STATUS_SUCCESS);
+  ZOPRADocumentLoaderTextInfo info{};
+  ASSERT_EQ(zopraDocumentLoaderGetText(loader, &info, 0), ZOPRA_STATUS_SUCCESS);
+  ASSERT_STREQ(info.text, "Hello world");
+  const uint32_t first = 0;
+  ASSERT_EQ(zopraDocumentLoaderRemoveOriginalTextByIndex(loader, 0, &first, 1), ZOPRA_STATUS_SUCCESS);
+  ASSERT_EQ(zopraDocumentLoaderWriteDocumentA(loader, removed.c_str()), ZOPRA_STATUS_SUCCESS);
+  ASSERT_EQ(zopraDocumentLoaderSetTextA(loader, kNewText, 0, 0, kDejaVu, info.fontSize, info.horizontalScaling),
+            ZOPRA_STATUS_SUCCESS);
+  double width = 0;
+  ASSERT_EQ(zopraDocumentLoaderGetTextWidth(loader, &width), ZOPRA_STATUS_SUCCESS);
+  ASSERT_EQ(zopraDocumentLoaderDrawText(loader), ZOPRA_STATUS_SUCCESS);
+  ASSERT_EQ(zopraDocumentLoaderWriteDocumentA(loader, drawn.c_str()), ZOPRA_STATUS_SUCCESS);
+
+  // The width is the advances fontTools reads, at 24 points.
+  const std::string python = "/usr/bin/python3";
+  if (zopra::test::run(python + " -c 'import fontTools' >/dev/null 2>&1") == 0) {
+    const std::string script = zopra::test::writeTempFile(
+        "draw_width.py",
+        "import sys\nfrom fontTools.ttLib import TTFont\nf = TTFont(sys.argv[1])\nm = f.getBestCmap()\n"
+        "print(sum(f['hmtx'][m[ord(c)]][0] for c in sys.argv[2]) / f['head'].unitsPerEm * 24)\n");
+    const std::string expected = zopra::test::tempDirectory() + "/draw_width.txt";
+    ASSERT_EQ(zopra::test::run(python + " " + script + " " + kDejaVu + " '" + kNewText + "' > " + expected), 0);
+    EXPECT_NEAR(width, std::stod(zopra::test::readFile(expected)), 1e-9);
+  }
+  if (zopra::test::haveProgram("pdftotext")) {
+    const std::string text = zopra::test::tempDirectory() + "/draw-drawn.txt";
+    ASSERT_EQ(zopra::test::run("pdftotext '" + drawn + "' '" + text + "'"), 0);
+    const std::string read = zopra::test::readFile(text);
+    EXPECT_NE(read.find(kNewText), std::string::npos) << read;
+    EXPECT_NE(read.find("Second line"), std::string::npos) << read;
+    EXPECT_EQ(read.find("Hello"), std::string::npos) << read;
+  }
+  if (zopra::test::haveProgram("pdffonts")) {
+    const std::string fonts = zopra::test::tempDirectory() + "/draw-fonts.txt";
+    ASSERT_EQ(zopra::test::run("pdffonts '" + drawn + "' > '" + fonts + "'"), 0);
+    std::istringstream lines(zopra::test::readFile(fonts));
+    std::string line;
+    bool found = false;
+    while (std::getline(lines, line)) {
+      std::istringstream words(line);
+      std::string name, type1, type2, encoding, embedded, subset, unicode;
+      words >> name >> type1 >> type2 >> encoding >> embedded >> subset >> unicode;
+      if (name != "ZopraEmbedded") continue;
+      found = true;
+      EXPECT_EQ(type1 + " " + type2 + " " + encoding, "CID TrueType Identity-H");
+      EXPECT_EQ(embedded + " " + unicode, "yes yes") << line;
+    }
+    EXPECT_TRUE(found);
+  }
+  if (zopra::test::haveProgram("qpdf")) {
+    EXPECT_EQ(zopra::test::run("qpdf --check '" + drawn + "' >/dev/null 2>&1"), 0);
+  }
+  if (zopra::test::haveProgram("gs")) {
+    int removedWidth = 0, drawnWidth = 0;
+    const std::vector<unsigned char> before = render(removed, removedWidth);
+    const std::vector<unsigned char> after = render(drawn, drawnWidth);
+    ASSERT_FALSE(before.empty() || after.empty());
+    // The line of the old text: blank once removed, inked once drawn.
+    EXPECT_EQ(darkPixels(before, removedWidth, 72, 72 + width, 695, 720), 0);
+    EXPECT_GT(darkPixels(after, drawnWidth, 72, 72 + width, 695, 720), 100);
+    EXPECT_GT(darkPixels(after, drawnWidth, 72, 160, 645, 660), 20);  // "Second line" stays
+  }
+}
+
+}  // namespace

@@ -1,0 +1,354 @@
+// Drawing new text: measuring with a font file, the content stream, the
+// embedded font's objects shared between drawings, and the page's content
+// and resources afterwards.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <map>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "pdf/content/text_entry.h"
+#include "pdf/edit/text_drawing.h"
+#include "pdf/write/value_writer.h"
+#include "support/load_helpers.h"
+#include "support/true_type_builder.h"
+
+namespace zopra::pdf {
+namespace {
+
+using namespace test::font;
+
+std::string writeFont(const std::string& name, const Bytes& font) {
+  return test::writeTempFile(name, std::string(font.begin(), font.end()));
+}
+
+// 1000 units per em; 'A', 'B', 'C' are glyphs 1 to 3 with advances 500, 600
+// and 700, the space glyph 4 with 250 (left out with `space` false).
+Bytes abcFont(bool space = true) {
+  std::vector<Segment> segments;
+  if (space) segments.push_back({0x20, 0x20, (4 - 0x20) & 0xFFFF, {}});
+  segments.push_back({0x41, 0x43, (1 - 0x41) & 0xFFFF, {}});
+  segments.push_back({0xFFFF, 0xFFFF, 1, {}});
+  return fontFile({{"head", head(1000)},
+                   {"hhea", hhea(5)},
+                   {"maxp", maxp(5)},
+                   {"hmtx", hmtx({1000, 500, 600, 700, 250})},
+                   {"cmap", cmap({{3, 1, format4(segments)}})}});
+}
+
+// Three pages sharing the resources of their parent: the first with three
+// content streams behind an indirect array, the second with one stream, the
+// third without content.
+test::Loaded threePages() {
+  test::PdfBuilder b;
+  b.object(1, "<< /Type /Catalog /Pages 2 0 R >>");
+  b.object(2, "<< /Type /Pages /Kids [3 0 R 4 0 R 5 0 R] /Count 3 "
+              "/Resources << /Font << /F1 20 0 R >> >> >>");
+  b.object(3, "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 612 792] /Contents 6 0 R >>");
+  b.object(4, "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 612 792] /Contents 7 0 R >>");
+  b.object(5, "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 612 792] >>");
+  b.object(6, "[8 0 R 9 0 R 10 0 R]");
+  b.stream(7, "", "BT /F1 10 Tf 72 700 Td (Hello) Tj ET");
+  b.stream(8, "", "1 0 0 rg");
+  b.stream(9, "", "2 0 0 2 0 0 cm");
+  b.stream(10, "", "BT /F1 10 Tf 72 300 Td (World) Tj ET");
+  b.object(20, "<< /Type /Font /Subtype /Type1 /BaseFont /Helvetica >>");
+  b.finishWithTable("/Root 1 0 R");
+  return test::loadBuilder(b, "drawing.pdf");
+}
+
+Document::DrawState prepared(Document& document, const std::string& text, const std::string& fontPath,
+                             double x = 72, double y = 500) {
+  Document::DrawState state;
+  state.text = text;
+  state.fontPath = fontPath;
+  state.fontSize = 10;
+  state.matrix = {1, 0, 0, 1, x, y};
+  EXPECT_EQ(document.prepareText(state), Error::None) << document.errorMessage;
+  return state;
+}
+
+std::string streamText(Document& document, const Value& reference) {
+  const Object* object = document.object(reference.objectNumber);
+  return object ? std::string(object->data.begin(), object->data.end()) : "(missing)";
+}
+
+std::vector<std::string> itemTexts(Document& document, std::uint32_t page) {
+  std::vector<TextEntry> entries;
+  EXPECT_EQ(document.extractText(page, entries, nullptr), Error::None) << document.errorMessage;
+  std::vector<std::string> texts;
+  for (const TextEntry& entry : entries) texts.push_back(entry.text);
+  return texts;
+}
+
+TEST(TextDrawing, MeasuresAndSubstitutesMissingCharacters) {
+  const std::string withSpace = writeFont("abc.ttf", abcFont());
+  const std::string withoutSpace = writeFont("abc-nospace.ttf", abcFont(false));
+  const struct {
+    const char* text;
+    const std::string& font;
+    double charSpacing, wordSpacing, scaling;
+    const char* drawn;
+    std::vector<std::uint16_t> glyphs;
+    double width;
+  } cases[] = {
+      {"AB", withSpace, 0, 0, 1, "AB", {1, 2}, 11},
+      // Word spacing goes with the space only; all of it is scaled.
+      {"A B", withSpace, 1, 2, 0.5, "A B", {1, 4, 2}, (6 + 5.5 + 7) * 0.5},
+      // Missing characters (one of them beyond U+FFFF) become spaces ...
+      {"A\xC3\xA9" "B\xF0\x9F\x98\x80", withSpace, 0, 0, 1, "A B ", {1, 4, 2, 4}, 16},
+      // ... or go when the font has no space either.
+      {"A\xC3\xA9" "B", withoutSpace, 0, 0, 1, "AB", {1, 2}, 11},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.text);
+    Document document;
+    Document::DrawState state;
+    state.text = c.text;
+    state.fontPath = c.font;
+    state.fontSize = 10;
+    state.charSpacing = c.charSpacing;
+    state.wordSpacing = c.wordSpacing;
+    state.horizontalScaling = c.scaling;
+    ASSERT_EQ(document.prepareText(state), Error::None) << document.errorMessage;
+    EXPECT_EQ(state.text, c.drawn);
+    EXPECT_EQ(state.glyphs, c.glyphs);
+    EXPECT_EQ(state.codePoints.size(), c.glyphs.size());
+    EXPECT_DOUBLE_EQ(state.width, c.width);
+    EXPECT_EQ(state.unitsPerEm, 1000);
+    EXPECT_EQ(state.fontBytes, c.font == withSpace ? abcFont() : abcFont(false));
+  }
+}
+
+TEST(TextDrawing, PreparingFailures) {
+  std::filesystem::create_directories(test::tempDirectory() + "/folder.ttf");
+  Bytes otto = abcFont();
+  otto[0] = 'O', otto[1] = 'T', otto[2] = 'T', otto[3] = 'O';
+  const struct {
+    std::string text, fontPath;
+    Error kind;
+    const char* message;
+  } cases[] = {
+      {"A\xC0\x80", writeFont("abc.ttf", abcFont()), Error::InvalidArgument, "(none)"},
+      {"A", test::tempDirectory() + "/missing.ttf", Error::Io, "failed to open font"},
+      {"A", test::tempDirectory() + "/folder.ttf", Error::Io, "failed to open font"},
+      {"A", test::writeTempFile("empty.ttf", ""), Error::Format, "empty font"},
+      {"A", writeFont("otto.ttf", otto), Error::Format, "only TrueType outlines are supported"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.fontPath);
+    Document document;
+    document.errorMessage = "(none)";
+    // What an earlier text left stays when the new one is refused.
+    Document::DrawState state = prepared(document, "B", writeFont("abc.ttf", abcFont()));
+    state.text = c.text;
+    state.fontPath = c.fontPath;
+    EXPECT_EQ(document.prepareText(state), c.kind);
+    EXPECT_EQ(document.errorMessage, c.message);
+    EXPECT_EQ(state.glyphs, (std::vector<std::uint16_t>{2}));
+    EXPECT_EQ(state.fontBytes, abcFont());
+  }
+}
+
+TEST(TextDrawing, ContentStreamAndFontObjects) {
+  // 2048 units per em; 'A' is glyph 36 with an advance of 1229.
+  std::vector<std::uint32_t> advances(37, 1000);
+  advances[36] = 1229;
+  const std::string fontPath =
+      writeFont("wide.ttf", fontFile({{"head", head(2048)},
+                                      {"hhea", hhea(37)},
+                                      {"maxp", maxp(37)},
+                                      {"hmtx", hmtx(advances)},
+                                      {"cmap", cmap({{3, 1, format4({{0x41, 0x41, (36 - 0x41) & 0xFFFF, {}},
+                                                                     {0xFFFF, 0xFFFF, 1, {}}})}})}}));
+  auto loaded = threePages();
+  ASSERT_EQ(loaded.result, Error::None);
+  Document& document = *loaded.document;
+  Document::DrawState state = prepared(document, "AA", fontPath, 72, 700.25);
+  state.fontSize = 12;
+  state.horizontalScaling = 0.9;
+  state.charSpacing = 1e-7;
+  state.wordSpacing = -0.5;
+  // The colour operator follows the colour's kind.
+  const struct {
+    Color color;
+    const char* line;
+  } colours[] = {
+      {{2, {0.1, 0.2, 0.3, -1}}, "0.1 0.2 0.3 rg\n"},
+      {{1, {0.5, -1, -1, -1}}, "0.5 g\n"},
+      {{3, {0, 0, 0, 1}}, "0 0 0 1 k\n"},
+      {{0, {-1, -1, -1, -1}}, ""},
+  };
+  for (const auto& c : colours) {
+    state.fill = c.color;
+    ASSERT_EQ(document.drawText(2, state), Error::None) << document.errorMessage;
+    // The page had no content: the text is its only stream, not wrapped.
+    const Value* contents = document.pageDictionary(document.pages[2])->find("Contents");
+    ASSERT_TRUE(contents);
+    const Value& last = contents->isArray() ? contents->array.back() : *contents;
+    EXPECT_EQ(streamText(document, last),
+              std::string("q\n") + c.line +
+                  "BT\n/ZDL0 12 Tf\n90 Tz\n0.0000001 Tc\n-0.5 Tw\n1 0 0 1 72 700.25 Tm\n<00240024> Tj\nET\nQ\n");
+  }
+
+  const Document::EmbeddedFont& font = document.embeddedFonts.at(fontPath);
+  const Value& descendant = document.object(font.descendantObject)->value;
+  const Value* widths = descendant.find("W");
+  ASSERT_TRUE(widths && widths->array.size() == 2);
+  EXPECT_EQ(widths->array[0].number, 36);
+  EXPECT_EQ(widths->array[1].array.at(0).number, 600.09765625);
+  // Font units as read, not scaled to 1000 per em.
+  const Value* descriptor = document.resolve(descendant.find("FontDescriptor"));
+  EXPECT_EQ(descriptor->find("Ascent")->number, 1900);
+  EXPECT_EQ(descriptor->find("Descent")->number, -100);
+  EXPECT_EQ(descriptor->find("FontBBox")->array.at(2).number, 2048);
+
+  const std::string written = test::tempDirectory() + "/drawn-wide.pdf";
+  ASSERT_EQ(document.save(written), Error::None);
+  EXPECT_NE(test::readFile(written).find("[36 [600.09765625 ] ]"), std::string::npos);
+}
+
+TEST(TextDrawing, TextsInOneFontShareItAndPagesAreWrappedOnce) {
+  const std::string fontPath = writeFont("abc.ttf", abcFont());
+  auto loaded = threePages();
+  ASSERT_EQ(loaded.result, Error::None);
+  Document& document = *loaded.document;
+  const Document::DrawState ab = prepared(document, "AB", fontPath, 72, 500);
+  const Document::DrawState ca = prepared(document, "CA", fontPath, 72, 400);
+  const auto contents = [&](std::uint32_t page) {
+    std::vector<std::uint32_t> streams;
+    for (const Value& element : document.pageDictionary(document.pages[page])->find("Contents")->array) {
+      streams.push_back(element.objectNumber);
+    }
+    return streams;
+  };
+
+  ASSERT_EQ(document.drawText(1, ab), Error::None);
+  // Extraction builds and caches the font; a later drawing in the same font
+  // widens its W array and ToUnicode map, and must be read with them.
+  EXPECT_EQ(itemTexts(document, 1), (std::vector<std::string>{"Hello", "AB"}));
+  ASSERT_EQ(document.drawText(1, ca), Error::None);
+  EXPECT_EQ(itemTexts(document, 1), (std::vector<std::string>{"Hello", "AB", "CA"}));
+  ASSERT_EQ(document.drawText(0, ab), Error::None);
+  ASSERT_EQ(document.drawText(0, ca), Error::None);
+
+  // One Type0 font covering both texts' glyphs, under one name on both pages.
+  ASSERT_EQ(document.embeddedFonts.size(), 1u);
+  const Document::EmbeddedFont& font = document.embeddedFonts.at(fontPath);
+  const Value* widths = document.object(font.descendantObject)->value.find("W");
+  std::vector<double> flat;
+  for (const Value& v : widths->array) flat.push_back(v.isArray() ? v.array.at(0).number : v.number);
+  EXPECT_EQ(flat, (std::vector<double>{1, 500, 2, 600, 3, 700}));
+  const std::string map = makeToUnicode({{1, 'A'}, {2, 'B'}, {3, 'C'}});
+  EXPECT_EQ(streamText(document, Value::Reference(font.toUnicodeObject, 0)), map);
+  for (std::uint32_t page : {0u, 1u}) {
+    const Value* fonts = document.dictionaryValue(document.pages[page].resources.get(), "Font");
+    ASSERT_TRUE(fonts && fonts->find("ZDL0")) << page;
+    EXPECT_EQ(fonts->find("ZDL0")->objectNumber, font.type0Object);
+    EXPECT_TRUE(fonts->find("F1"));  // the inherited resources were copied
+    EXPECT_TRUE(document.pageDictionary(document.pages[page])->find("Resources")->isDictionary());
+  }
+  // The parent's shared resources, and the page that inherits them, are unchanged.
+  EXPECT_FALSE(document.dictionaryValue(document.pages[2].resources.get(), "Font")->find("ZDL0"));
+
+  // Wrapped once, then each drawing appended.
+  const std::vector<std::uint32_t> page0 = contents(0);
+  ASSERT_EQ(page0.size(), 7u);
+  EXPECT_EQ(std::vector<std::uint32_t>(page0.begin() + 1, page0.begin() + 4), (std::vector<std::uint32_t>{8, 9, 10}));
+  EXPECT_EQ(streamText(document, Value::Reference(page0[0], 0)), "q\n");
+  EXPECT_EQ(streamText(document, Value::Reference(page0[4], 0)), "Q\n");
+  const std::vector<std::uint32_t> page1 = contents(1);
+  ASSERT_EQ(page1.size(), 5u);
+  EXPECT_EQ(page1[1], 7u);
+  // The q/Q pair keeps the page's scaling away from the new text.
+  std::vector<TextEntry> entries;
+  ASSERT_EQ(document.extractText(0, entries, nullptr), Error::None);
+  ASSERT_EQ(entries.size(), 3u);
+  EXPECT_EQ(entries[0].text, "World");
+  EXPECT_EQ(entries[0].a, 2);
+  EXPECT_EQ(entries[1].text, "AB");
+  EXPECT_EQ(entries[1].a, 1);
+  EXPECT_EQ(entries[1].f, 500);
+}
+
+TEST(TextDrawing, ARunOfAnEarlierSessionKeepsItsFontName) {
+  // A page that already names a font ZDL0 (text drawn into the file before)
+  // gets the new font under another name.
+  test::PdfBuilder page;
+  page.object(1, "<< /Type /Catalog /Pages 2 0 R >>");
+  page.object(2, "<< /Type /Pages /Kids [4 0 R] /Count 1 >>");
+  page.object(3, "<< /Type /Font /Subtype /Type1 /BaseFont /Helvetica >>");
+  page.object(4, "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 612 792] "
+                 "/Resources << /Font << /ZDL0 3 0 R >> >> /Contents 5 0 R >>");
+  page.stream(5, "", "BT /ZDL0 10 Tf 72 700 Td (Old) Tj ET");
+  page.finishWithTable("/Root 1 0 R");
+  auto document = test::loadBuilder(page, "earlier.pdf");
+  ASSERT_EQ(document.result, Error::None);
+  const Document::DrawState state = prepared(*document.document, "AB", writeFont("abc.ttf", abcFont()));
+  ASSERT_EQ(document->drawText(0, state), Error::None);
+  EXPECT_EQ(document->embeddedFonts.begin()->second.resourceName, "ZDL1");
+  EXPECT_EQ(itemTexts(*document.document, 0), (std::vector<std::string>{"Old", "AB"}));
+}
+
+TEST(TextDrawing, RefusalsAndContentWalk) {
+  auto loaded = threePages();
+  ASSERT_EQ(loaded.result, Error::None);
+  Document& document = *loaded.document;
+  const Document::DrawState good = prepared(document, "AB", writeFont("abc.ttf", abcFont()));
+  Document::DrawState noGlyphs = good;
+  noGlyphs.glyphs.clear();
+  Document::DrawState noFont = good;
+  noFont.fontBytes.clear();
+  const std::size_t objects = document.objects.size();
+  EXPECT_EQ(document.drawText(3, good), Error::InvalidArgument);
+  EXPECT_EQ(document.drawText(0, noGlyphs), Error::InvalidArgument);
+  EXPECT_EQ(document.drawText(0, noFont), Error::InvalidArgument);
+  EXPECT_EQ(document.objects.size(), objects);
+
+  // Arrays held by objects are followed once; anything else is kept as it is.
+  document.createObject(Value());  // 21
+  document.objects[21].value = Value::Array({Value::Reference(8, 0), Value::Reference(21, 0),
+                                             Value::Array({Value::Reference(99, 0)}), Value::Number(5)});
+  ValueArray out;
+  std::set<std::uint32_t> visited;
+  appendPageContent(document, Value::Array({Value::Reference(21, 0), Value::Reference(21, 0)}), out, visited);
+  std::vector<std::string> kinds;
+  for (const Value& v : out) kinds.push_back(v.isReference() ? std::to_string(v.objectNumber) : "number");
+  EXPECT_EQ(kinds, (std::vector<std::string>{"8", "99", "number"}));
+
+  // A chain of arrays deeper than any page needs ends the drawing.
+  Value chain = Value::Reference(8, 0);
+  for (int i = 0; i < 300; ++i) chain = Value::Array({chain});
+  out.clear();
+  try {
+    appendPageContent(document, chain, out, visited);
+    ADD_FAILURE() << "no exception";
+  } catch (const Exception& e) {
+    EXPECT_EQ(e.message(), "page content is too complex");
+  }
+}
+
+TEST(TextDrawing, ToUnicodeMap) {
+  const std::string head =
+      "/CIDInit /ProcSet findresource begin\n12 dict begin\nbegincmap\n"
+      "/CIDSystemInfo << /Registry (Adobe) /Ordering (UCS) /Supplement 0 >> def\n"
+      "/CMapName /ZopraToUnicode def\n/CMapType 2 def\n"
+      "1 begincodespacerange\n<0000> <FFFF>\nendcodespacerange\n";
+  const std::string tail = "endcmap\nCMapName currentdict /CMap defineresource pop\nend\nend\n";
+  EXPECT_EQ(makeToUnicode({{0x41, 0xE9}, {0xFFFF, 0x1F600}}),
+            head + "2 beginbfchar\n<0041> <00E9>\n<FFFF> <D83DDE00>\nendbfchar\n" + tail);
+  EXPECT_EQ(makeToUnicode({}), head + tail);
+  std::map<std::uint16_t, std::uint32_t> many;
+  for (std::uint16_t glyph = 1; glyph <= 250; ++glyph) many[glyph] = 0x4E00 + glyph;
+  const std::string text = makeToUnicode(many);
+  std::vector<std::string> blocks;
+  for (std::size_t at = text.find("beginbfchar"); at != std::string::npos; at = text.find("beginbfchar", at + 1)) {
+    blocks.push_back(text.substr(text.rfind('\n', at) + 1, at - text.rfind('\n', at) - 2));
+  }
+  EXPECT_EQ(blocks, (std::vector<std::string>{"100", "100", "50"}));
+}
+
+}  // namespace
+}  // namespace zopra::pdf
