@@ -24,7 +24,9 @@ namespace {
 
 // The grey levels of page 1 drawn at 36 dpi; empty when ghostscript fails.
 std::vector<unsigned char> render(const std::string& pdf, bool withoutText) {
-  std::string out = pdf + (withoutText ? ".filtered.pgm" : ".pgm");
+  // Written in the test's own folder: the corpus folder is never written to.
+  std::string out = test::tempDirectory() + "/" + std::filesystem::path(pdf).filename().string() +
+                    (withoutText ? ".filtered.pgm" : ".pgm");
   std::string command = "gs -q -dNOPAUSE -dBATCH -dSAFER -sDEVICE=pgmraw -r36 -dFirstPage=1 -dLastPage=1 " +
                         std::string(withoutText ? "-dFILTERTEXT " : "") + "-sOutputFile='" + out + "' '" +
                         pdf + "' >/dev/null 2>&1";

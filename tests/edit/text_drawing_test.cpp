@@ -11,6 +11,7 @@
 
 #include "pdf/content/text_entry.h"
 #include "pdf/edit/text_drawing.h"
+#include "pdf/edit/true_type.h"
 #include "pdf/write/value_writer.h"
 #include "support/load_helpers.h"
 #include "support/true_type_builder.h"
@@ -118,7 +119,7 @@ TEST(TextDrawing, MeasuresAndSubstitutesMissingCharacters) {
     EXPECT_EQ(state.codePoints.size(), c.glyphs.size());
     EXPECT_DOUBLE_EQ(state.width, c.width);
     EXPECT_EQ(state.unitsPerEm, 1000);
-    EXPECT_EQ(state.fontBytes, c.font == withSpace ? abcFont() : abcFont(false));
+    EXPECT_EQ(state.font->bytes, c.font == withSpace ? abcFont() : abcFont(false));
   }
 }
 
@@ -148,7 +149,7 @@ TEST(TextDrawing, PreparingFailures) {
     EXPECT_EQ(document.prepareText(state), c.kind);
     EXPECT_EQ(document.errorMessage, c.message);
     EXPECT_EQ(state.glyphs, (std::vector<std::uint16_t>{2}));
-    EXPECT_EQ(state.fontBytes, abcFont());
+    EXPECT_EQ(state.font->bytes, abcFont());
   }
 }
 
@@ -300,7 +301,7 @@ TEST(TextDrawing, RefusalsAndContentWalk) {
   Document::DrawState noGlyphs = good;
   noGlyphs.glyphs.clear();
   Document::DrawState noFont = good;
-  noFont.fontBytes.clear();
+  noFont.font.reset();
   const std::size_t objects = document.objects.size();
   EXPECT_EQ(document.drawText(3, good), Error::InvalidArgument);
   EXPECT_EQ(document.drawText(0, noGlyphs), Error::InvalidArgument);

@@ -29,6 +29,9 @@ constexpr int kMaxContentDepth = 256;
 // device resolution at page scale.
 constexpr int kContentDigits = 6;
 constexpr std::uint32_t kSpace = 0x20;
+// Font files kept parsed per document; a caller that cycles through more
+// paths than this reads them again.
+constexpr std::size_t kMaxFontFiles = 8;
 
 std::string decimal(double value) { return numberText(value, kContentDigits); }
 
@@ -46,6 +49,30 @@ Bytes readFontFile(const std::string& path) {
   in.read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
   if (!in) throw Exception(Error::Io, "failed to read font");
   return bytes;
+}
+
+// The font at `path`, read and parsed once while the file keeps its size
+// and modification time.
+std::shared_ptr<const TrueType> loadFont(Document& document, const std::string& path) {
+  namespace fs = std::filesystem;
+  std::error_code sizeError;
+  std::error_code timeError;
+  const std::uintmax_t size = fs::file_size(path, sizeError);
+  const fs::file_time_type modified = fs::last_write_time(path, timeError);
+  const bool known = !sizeError && !timeError;
+  const std::int64_t ticks = known ? static_cast<std::int64_t>(modified.time_since_epoch().count()) : 0;
+  if (known) {
+    auto found = document.fontFiles.find(path);
+    if (found != document.fontFiles.end() && found->second.size == size && found->second.modified == ticks) {
+      return found->second.font;
+    }
+  }
+  auto font = std::make_shared<const TrueType>(readFontFile(path));
+  if (known) {
+    if (document.fontFiles.size() >= kMaxFontFiles) document.fontFiles.clear();
+    document.fontFiles.insert_or_assign(path, Document::FontFile{size, ticks, font});
+  }
+  return font;
 }
 
 // Text space units per font unit at size 1. A font that claims 0 units per
@@ -69,8 +96,7 @@ bool nameTaken(const Document& document, const Page& page, const std::string& re
 
 // Creates the objects of a newly embedded font: font file, descriptor,
 // descendant, ToUnicode stream (filled later) and the Type0 font.
-Document::EmbeddedFont embedFont(Document& document, const Bytes& fontBytes, std::string resourceName) {
-  const TrueType font(fontBytes);
+Document::EmbeddedFont embedFont(Document& document, const TrueType& font, std::string resourceName) {
   Document::EmbeddedFont embedded;
   embedded.resourceName = std::move(resourceName);
   embedded.unitsPerEm = font.unitsPerEm;
@@ -261,7 +287,8 @@ Error Document::prepareText(DrawState& state) {
   const std::vector<std::uint32_t> decoded = decodeUtf8(state.text, &valid);
   if (!valid) return Error::InvalidArgument;
   try {
-    TrueType font(readFontFile(state.fontPath));
+    const std::shared_ptr<const TrueType> loaded = loadFont(*this, state.fontPath);
+    const TrueType& font = *loaded;
     const std::uint16_t space = font.glyph(kSpace);
     const double scale = emScale(font.unitsPerEm);
     state.codePoints.clear();
@@ -286,7 +313,7 @@ Error Document::prepareText(DrawState& state) {
     }
     state.text = encodeUtf8(state.codePoints);
     state.unitsPerEm = font.unitsPerEm;
-    state.fontBytes = std::move(font.bytes);
+    state.font = loaded;
   } catch (const Exception& failure) {
     setError(failure.kind(), failure.message());
     return failure.kind();
@@ -295,7 +322,7 @@ Error Document::prepareText(DrawState& state) {
 }
 
 Error Document::drawText(std::uint32_t pageIndex, const DrawState& state) {
-  if (pageIndex >= pages.size() || state.glyphs.empty() || state.fontBytes.empty() ||
+  if (pageIndex >= pages.size() || state.glyphs.empty() || !state.font ||
       state.codePoints.size() != state.glyphs.size() || state.advances.size() != state.glyphs.size()) {
     return Error::InvalidArgument;
   }
@@ -309,7 +336,7 @@ Error Document::drawText(std::uint32_t pageIndex, const DrawState& state) {
       // run) is skipped, or that text would change its font.
       std::size_t ordinal = embeddedFonts.size();
       while (nameTaken(*this, page, "ZDL" + std::to_string(ordinal))) ++ordinal;
-      EmbeddedFont created = embedFont(*this, state.fontBytes, "ZDL" + std::to_string(ordinal));
+      EmbeddedFont created = embedFont(*this, *state.font, "ZDL" + std::to_string(ordinal));
       found = embeddedFonts.emplace(state.fontPath, std::move(created)).first;
     }
     EmbeddedFont& font = found->second;

@@ -29,6 +29,7 @@ namespace zopra::pdf {
 struct TextEntry;
 struct GraphicsEntry;
 class KeywordIndex;
+class TrueType;
 
 // Ciphers of the standard security handler.
 enum class Cipher : std::uint32_t { Rc4 = 0, Aes128 = 1, Aes256 = 2, None = 3 };
@@ -187,7 +188,9 @@ class Document {
     std::vector<std::uint16_t> glyphs;
     std::vector<std::uint16_t> advances;
     std::uint16_t unitsPerEm = 1000;
-    Bytes fontBytes;
+    // The font read from `fontPath`, its file bytes included; shared with
+    // the document's font file cache, never changed once read.
+    std::shared_ptr<const TrueType> font;
     std::uint32_t page = 0;
   };
 
@@ -205,7 +208,8 @@ class Document {
     std::uint16_t unitsPerEm = 1000;
   };
 
-  // Reads the font file of `state.fontPath`, maps `state.text` to its glyphs
+  // Reads the font file of `state.fontPath` (or takes it from `fontFiles`
+  // while the file is unchanged), maps `state.text` to its glyphs
   // and measures it. A character the font lacks becomes a space, or is
   // dropped when the font has no space either. InvalidArgument (nothing
   // changed) when the text is not UTF-8; otherwise the kind of the failure,
@@ -216,10 +220,19 @@ class Document {
   // own appended to the page; the page's earlier content is wrapped in q/Q
   // the first time, so that its graphics state cannot leak into the text.
   // InvalidArgument for a page out of range or a state without glyphs or
-  // font bytes, with nothing written.
+  // font, with nothing written.
   Error drawText(std::uint32_t page, const DrawState& state);
   // Embedded fonts by font path.
   std::map<std::string, EmbeddedFont> embeddedFonts;
+  // Font files read by prepareText, by path, with the size and modification
+  // time they had: a caller that measures a text size after size, item after
+  // item, reads and parses each font file once, not once per call.
+  struct FontFile {
+    std::uint64_t size = 0;
+    std::int64_t modified = 0;  // file clock ticks
+    std::shared_ptr<const TrueType> font;
+  };
+  std::map<std::string, FontFile> fontFiles;
   // Pages whose content drawText has wrapped in q/Q.
   std::set<std::uint32_t> wrappedPages;
 
