@@ -28,7 +28,8 @@ FLATE_IMAGE = zlib.compress(FLATE_SAMPLES)
 
 def stream(entries: str, data: bytes) -> bytes:
     """A stream object body: the dictionary ``entries`` plus the Length."""
-    return b"<< " + entries.encode() + b" /Length %d >>\nstream\n" % len(data) + data + b"\nendstream"
+    head = b"<< " + entries.encode() + b" /Length %d >>\nstream\n" % len(data)
+    return head + data + b"\nendstream"
 
 
 def pdf(objects: List[bytes]) -> bytes:
@@ -42,7 +43,8 @@ def pdf(objects: List[bytes]) -> bytes:
     out += b"xref\n0 %d\n0000000000 65535 f \n" % (len(objects) + 1)
     for offset in offsets:
         out += b"%010d 00000 n \n" % offset
-    out += b"trailer\n<< /Size %d /Root 1 0 R >>\nstartxref\n%d\n%%%%EOF\n" % (len(objects) + 1, start)
+    out += b"trailer\n<< /Size %d /Root 1 0 R >>\n" % (len(objects) + 1)
+    out += b"startxref\n%d\n%%%%EOF\n" % start
     return bytes(out)
 
 
@@ -65,7 +67,8 @@ def sample() -> bytes:
     return pdf([
         b"<< /Type /Catalog /Pages 2 0 R >>",
         b"<< /Type /Pages /Kids [3 0 R 4 0 R] /Count 2 >>",
-        b"<< /Type /Page /Parent 2 0 R /MediaBox [0 0 300 200] " + resources + b" /Contents 6 0 R >>",
+        b"<< /Type /Page /Parent 2 0 R /MediaBox [0 0 300 200] " + resources
+        + b" /Contents 6 0 R >>",
         b"<< /Type /Page /Parent 2 0 R /MediaBox [0 0 612 792] /CropBox [0 0 400 500] /Rotate 90 "
         + resources + b" /Contents 7 0 R >>",
         b"<< /Type /Font /Subtype /Type1 /BaseFont /Helvetica /Encoding /WinAnsiEncoding >>",

@@ -58,7 +58,9 @@ class Document:
         self._text_page: Optional[int] = None
         self.path = path
         try:
-            self._call("zopraDocumentLoaderOpenFileA", _encode_path(path), label=f"{path!r}")
+            self._call(
+                "zopraDocumentLoaderOpenFileA", _encode_path(path), label=repr(os.fsdecode(path))
+            )
             count = ctypes.c_uint32()
             self._call("zopraDocumentLoaderGetPageCount", ctypes.byref(count))
         except BaseException:
@@ -135,7 +137,9 @@ class Document:
     def save(self, path: PathArg) -> None:
         """Write the document with every change made so far to a new,
         unencrypted PDF file (replaced whole, or left untouched on failure)."""
-        self._call("zopraDocumentLoaderWriteDocumentA", _encode_path(path), label=f"{path!r}")
+        self._call(
+            "zopraDocumentLoaderWriteDocumentA", _encode_path(path), label=repr(os.fsdecode(path))
+        )
 
 
 class Page:
@@ -238,7 +242,9 @@ class Page:
         for index in range(count.value):
             code, size = ctypes.c_uint32(), ctypes.c_uint32()
             self._call("zopraDocumentLoaderGetImageFormat", ctypes.byref(code), self.index, index)
-            self._call("zopraDocumentLoaderGetImageBufferSize", ctypes.byref(size), self.index, index)
+            self._call(
+                "zopraDocumentLoaderGetImageBufferSize", ctypes.byref(size), self.index, index
+            )
             buffer = (ctypes.c_uint8 * max(size.value, 1))()
             self._call("zopraDocumentLoaderGetImageBuffer", buffer, size.value, self.index, index)
             images.append(

@@ -16,7 +16,7 @@ _NAMES: Dict[int, str] = {
     INVALID_ARGUMENT: "invalid argument",
     MEMORY_INSUFFICIENT: "out of memory",
     NOT_SUPPORTED: "not supported",
-    ENCRYPTED_DOCUMENT: "the document needs a password, or its encryption is damaged or unsupported",
+    ENCRYPTED_DOCUMENT: "needs a password, or its encryption is damaged or unsupported",
     BROKEN_STREAM: "a stream of the document cannot be decoded",
     OTHER_ERROR: "not a PDF, damaged, or unreadable",
 }
