@@ -1,0 +1,36 @@
+"""Read PDF pages and replace their text through libzopra_document_loader.
+
+>>> from zopra_document_loader import Document
+>>> with Document("in.pdf") as doc:
+...     for page in doc:
+...         print(page.width, page.height, page.text())
+
+The shared library is loaded on first use: from the path in the environment
+variable ``ZOPRA_DOCUMENT_LOADER_LIBRARY``, else from a
+``libzopra_document_loader.so*`` in this package's folder or its parent, else
+through the system's dynamic loader. When none loads, the first
+:class:`Document` raises :class:`LibraryNotFoundError` (an ImportError) that
+lists every place tried.
+"""
+
+from ._library import ENVIRONMENT_VARIABLE, LibraryNotFoundError
+from .document import Document, Page
+from .errors import BrokenStream, InvalidArgument, OutOfMemory, PasswordRequired, PdfError
+from .records import Graphic, Image, ImageFormat, TextItem
+
+__all__ = [
+    "ENVIRONMENT_VARIABLE",
+    "BrokenStream",
+    "Document",
+    "Graphic",
+    "Image",
+    "ImageFormat",
+    "InvalidArgument",
+    "LibraryNotFoundError",
+    "OutOfMemory",
+    "Page",
+    "PasswordRequired",
+    "PdfError",
+    "TextItem",
+]
+__version__ = "0.1.0"

@@ -1,0 +1,313 @@
+"""Documents and pages on top of the C calls."""
+
+from __future__ import annotations
+
+import ctypes
+import os
+import weakref
+from typing import Any, Iterable, Iterator, List, Optional, Union
+
+from ._library import GraphicsInfo, TextInfo, library
+from .errors import INVALID_ARGUMENT, InvalidArgument, check
+from .records import Graphic, Image, ImageFormat, TextItem
+
+PathArg = Union[str, bytes, "os.PathLike[str]", "os.PathLike[bytes]"]
+
+# Components per colour type: none, grey, RGB, CMYK.
+_COMPONENTS = {0: 0, 1: 1, 2: 3, 3: 4}
+
+
+def _encode_path(path: PathArg) -> bytes:
+    encoded = os.fsencode(path)
+    if b"\0" in encoded:
+        raise ValueError("embedded null byte in path")
+    return encoded
+
+
+def _encode_text(text: str) -> bytes:
+    encoded = text.encode("utf-8")
+    if b"\0" in encoded:
+        raise ValueError("embedded null character in text")
+    return encoded
+
+
+def _color(kind: int, components: Any) -> tuple:
+    return tuple(components[:_COMPONENTS.get(kind, 0)])
+
+
+class Document:
+    """An open PDF document.
+
+    The file is read whole when the document is opened. The library handle is
+    released by :meth:`close`, at the end of a ``with`` block, or when the
+    object is garbage collected. Any call on a closed document raises
+    :class:`~zopra_document_loader.InvalidArgument`.
+
+    A document (and its pages) must be used from one thread at a time.
+    """
+
+    def __init__(self, path: PathArg) -> None:
+        lib = library()
+        handle = ctypes.c_void_p()
+        check(lib.zopraDocumentLoaderCreate(ctypes.byref(handle)), "zopraDocumentLoaderCreate")
+        self._lib = lib
+        self._handle = handle
+        self._finalizer = weakref.finalize(self, lib.zopraDocumentLoaderDestroy, handle)
+        # The page whose items the handle holds (None: no extraction yet, or
+        # the last one failed).
+        self._text_page: Optional[int] = None
+        self.path = path
+        try:
+            self._call(
+                "zopraDocumentLoaderOpenFileA", _encode_path(path), label=repr(os.fsdecode(path))
+            )
+            count = ctypes.c_uint32()
+            self._call("zopraDocumentLoaderGetPageCount", ctypes.byref(count))
+        except BaseException:
+            self.close()
+            raise
+        self._page_count = count.value
+
+    # -- lifetime ---------------------------------------------------------
+
+    def close(self) -> None:
+        """Release the library handle. Closing again does nothing."""
+        self._finalizer()
+
+    @property
+    def closed(self) -> bool:
+        """True once the handle has been released."""
+        return not self._finalizer.alive
+
+    def __enter__(self) -> "Document":
+        return self
+
+    def __exit__(self, *exc_info: object) -> None:
+        self.close()
+
+    def __repr__(self) -> str:
+        state = "closed" if self.closed else f"{self._page_count} pages"
+        return f"<Document {self.path!r}, {state}>"
+
+    # -- calls ------------------------------------------------------------
+
+    def _call(self, name: str, *args: Any, label: str = "") -> None:
+        """Call ``name`` with the handle first and raise for a failed status."""
+        call = f"{name}({label})" if label else name
+        if self.closed:
+            raise InvalidArgument(INVALID_ARGUMENT, call, "the document is closed")
+        check(getattr(self._lib, name)(self._handle, *args), call)
+
+    # -- pages ------------------------------------------------------------
+
+    def __len__(self) -> int:
+        if self.closed:
+            raise InvalidArgument(INVALID_ARGUMENT, "len(Document)", "the document is closed")
+        return self._page_count
+
+    def page(self, index: int) -> "Page":
+        """Page ``index``, counted from 0 (negative values count from the end).
+
+        Raises IndexError outside the document.
+        """
+        count = len(self)
+        if not -count <= index < count:
+            raise IndexError(f"page {index} out of range for a document of {count} pages")
+        index %= count
+        width, height, rotation = ctypes.c_double(), ctypes.c_double(), ctypes.c_uint32()
+        self._call(
+            "zopraDocumentLoaderGetPageSize",
+            ctypes.byref(width),
+            ctypes.byref(height),
+            ctypes.byref(rotation),
+            ctypes.c_uint32(index),
+            label=f"page {index}",
+        )
+        return Page(self, index, width.value, height.value, rotation.value)
+
+    def __getitem__(self, index: int) -> "Page":
+        return self.page(index)
+
+    def __iter__(self) -> Iterator["Page"]:
+        for index in range(len(self)):
+            yield self.page(index)
+
+    # -- output -----------------------------------------------------------
+
+    def save(self, path: PathArg) -> None:
+        """Write the document with every change made so far to a new,
+        unencrypted PDF file (replaced whole, or left untouched on failure)."""
+        self._call(
+            "zopraDocumentLoaderWriteDocumentA", _encode_path(path), label=repr(os.fsdecode(path))
+        )
+
+
+class Page:
+    """One page of a :class:`Document`. Keeps the document alive."""
+
+    def __init__(
+        self, document: Document, index: int, width: float, height: float, rotation: int
+    ) -> None:
+        self.document = document
+        #: Page number, from 0.
+        self.index = index
+        #: Displayed width and height in PDF units (exchanged for pages
+        #: rotated by 90 or 270 degrees).
+        self.width = width
+        self.height = height
+        #: Clockwise rotation in degrees, 0 to 359.
+        self.rotation = rotation
+
+    def __repr__(self) -> str:
+        return f"<Page {self.index}: {self.width:g} x {self.height:g}, rotation {self.rotation}>"
+
+    def _call(self, name: str, *args: Any) -> None:
+        self.document._call(name, *args, label=f"page {self.index}")
+
+    # -- reading ----------------------------------------------------------
+
+    def text(self) -> str:
+        """The page's text, one item per line, each line ended by a line feed."""
+        size = ctypes.c_uint32()
+        self._call("zopraDocumentLoaderGetPageTextSize", ctypes.byref(size), self.index)
+        buffer = ctypes.create_string_buffer(size.value)
+        self._call("zopraDocumentLoaderGetPageText", buffer, size.value)
+        return buffer.raw[: size.value - 1].decode("utf-8", "replace")
+
+    def items(self) -> List[TextItem]:
+        """Extract the page's text items. They become the items that
+        :meth:`remove_text` and :meth:`set_text` address by index, until
+        ``items()`` is called on another page of the document."""
+        document = self.document
+        document._text_page = None
+        self._call("zopraDocumentLoaderExtractPageText", self.index)
+        document._text_page = self.index
+        count = ctypes.c_uint32()
+        self._call("zopraDocumentLoaderGetPageTextCount", ctypes.byref(count), self.index)
+        info = TextInfo()
+        items = []
+        for index in range(count.value):
+            self._call("zopraDocumentLoaderGetText", ctypes.byref(info), index)
+            items.append(
+                TextItem(
+                    index=index,
+                    text=(info.text or b"").decode("utf-8", "replace"),
+                    matrix=(info.a, info.b, info.c, info.d, info.e, info.f),
+                    font_size=info.fontSize,
+                    horizontal_scaling=info.horizontalScaling,
+                    width=info.width,
+                    leading=info.leading,
+                )
+            )
+        return items
+
+    def graphics(self, min_size: float = 0.0) -> List[Graphic]:
+        """The painted path pieces and drawn images, in painting order,
+        leaving out those whose width and height are both below ``min_size``."""
+        self._call("zopraDocumentLoaderExtractPageGraphics", self.index, float(min_size))
+        count = ctypes.c_uint32()
+        self._call("zopraDocumentLoaderGetPageGraphicsCount", ctypes.byref(count), self.index)
+        records = (GraphicsInfo * count.value)()
+        if count.value:
+            self._call("zopraDocumentLoaderGetGraphicsArray", records, count.value, 0)
+        return [
+            Graphic(
+                is_image=bool(r.type),
+                x=r.x,
+                y=r.y,
+                width=r.width,
+                height=r.height,
+                start=(r.startX, r.startY),
+                end=(r.endX, r.endY),
+                clip=(r.clipX, r.clipY, r.clipWidth, r.clipHeight),
+                is_line=bool(r.isLine),
+                closed=bool(r.closed),
+                stroke=bool(r.stroke),
+                fill=bool(r.fill),
+                line_width=r.lineWidth,
+                fill_color=_color(r.fillColorType, r.fillColor),
+                stroke_color=_color(r.strokeColorType, r.strokeColor),
+                object_number=r.objectNumber,
+            )
+            for r in records
+        ]
+
+    def images(self) -> List[Image]:
+        """The images the page draws, one per drawing, with their stored bytes.
+
+        Each image costs about three interpretations of the page."""
+        count = ctypes.c_uint32()
+        self._call("zopraDocumentLoaderGetImageCount", ctypes.byref(count), self.index)
+        images = []
+        for index in range(count.value):
+            code, size = ctypes.c_uint32(), ctypes.c_uint32()
+            self._call("zopraDocumentLoaderGetImageFormat", ctypes.byref(code), self.index, index)
+            self._call(
+                "zopraDocumentLoaderGetImageBufferSize", ctypes.byref(size), self.index, index
+            )
+            buffer = (ctypes.c_uint8 * max(size.value, 1))()
+            self._call("zopraDocumentLoaderGetImageBuffer", buffer, size.value, self.index, index)
+            images.append(
+                Image(index, ImageFormat.from_code(code.value), bytes(buffer)[: size.value])
+            )
+        return images
+
+    # -- editing ----------------------------------------------------------
+
+    def _item_index(self, item: Union[int, TextItem]) -> int:
+        """The index of an item of this page's current extraction."""
+        if self.document._text_page != self.index:
+            raise InvalidArgument(
+                INVALID_ARGUMENT,
+                f"page {self.index}",
+                "its items are not the current ones: call items() on this page first",
+            )
+        index = item.index if isinstance(item, TextItem) else int(item)
+        if index < 0:
+            raise InvalidArgument(INVALID_ARGUMENT, f"page {self.index}", f"item {index}")
+        return index
+
+    def remove_text(self, items: Optional[Iterable[Union[int, TextItem]]] = None) -> None:
+        """Remove text from the page's content.
+
+        ``None`` removes all of it. Otherwise ``items`` are indices (or
+        :class:`TextItem` records) of the last :meth:`items` of this page; the
+        text after them keeps its place. An index out of range raises
+        :class:`~zopra_document_loader.InvalidArgument` and changes nothing.
+        """
+        if items is None:
+            self._call("zopraDocumentLoaderRemoveOriginalText", self.index)
+            return
+        indices = [self._item_index(item) for item in items]
+        array = (ctypes.c_uint32 * max(len(indices), 1))(*indices)
+        self._call("zopraDocumentLoaderRemoveOriginalTextByIndex", self.index, array, len(indices))
+
+    def set_text(
+        self,
+        item: Union[int, TextItem],
+        text: str,
+        font_path: PathArg,
+        size: float,
+        scaling: float = 1.0,
+    ) -> float:
+        """Set up ``text`` to be drawn at the place of ``item`` (an index or a
+        record of the last :meth:`items` of this page) in a TrueType font of
+        ``size``, and return its measured width, in the unit of
+        :attr:`TextItem.width`. Nothing is drawn before :meth:`draw_text`."""
+        index = self._item_index(item)
+        self._call(
+            "zopraDocumentLoaderSetTextA",
+            _encode_text(text),
+            self.index,
+            index,
+            _encode_path(font_path),
+            float(size),
+            float(scaling),
+        )
+        width = ctypes.c_double()
+        self._call("zopraDocumentLoaderGetTextWidth", ctypes.byref(width))
+        return width.value
+
+    def draw_text(self) -> None:
+        """Draw the text of the last :meth:`set_text` (once per call)."""
+        self._call("zopraDocumentLoaderDrawText")
