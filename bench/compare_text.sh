@@ -18,7 +18,7 @@ if [ -f "$where" ]; then files=("$where"); else files=("$where"/*.pdf); fi
 . "$root/bench/timing.sh"
 
 echo "${#files[@]} file(s) from $where, $rounds round(s), one process per file"
-zopra_ns=$(time_tool "$zopra" text FILE)
+zopra_ns=$(time_tool "$zopra" text FILE -)
 report "zopra-pdf text" "$zopra_ns" "$zopra_ns"
 if command -v pdftotext >/dev/null 2>&1; then
   report "pdftotext" "$(time_tool pdftotext FILE -)" "$zopra_ns"

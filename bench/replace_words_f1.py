@@ -45,7 +45,7 @@ def main():
                 continue
             path = os.path.join(args.folder, name)
             listing = run([args.tool, "items", path, "--page", "1", "--json"])
-            items = json.loads(listing)["items"] if listing else []
+            items = json.loads(listing)["pages"][0]["items"] if listing else []
             before = first_page_words(path)
             if not items or not before:
                 continue

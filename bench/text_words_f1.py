@@ -72,7 +72,7 @@ def main():
         if theirs is None:
             continue
         # A page that fails is reported by the tool but the others still count.
-        ours = run([args.tool, "text", path], need_success=False)
+        ours = run([args.tool, "text", path, "-"], need_success=False)
         score = f1(words(ours or ""), words(theirs))
         scores[name] = score
         print(f"{score:6.3f}  {name}")

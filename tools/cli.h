@@ -10,7 +10,7 @@
 
 #define PROGRAM "zopra-pdf"
 
-/* Exit codes: one per library status, plus usage and unknown failures. */
+/* Exit codes: one per library status, plus the tool's own failures. */
 enum {
   EXIT_OK = 0,
   EXIT_UNKNOWN_STATUS = 1,
@@ -21,12 +21,16 @@ enum {
   EXIT_NO_MEMORY = 6,
   EXIT_INVALID_ARGUMENT = 7,
   EXIT_NOT_SUPPORTED = 8,
-  EXIT_WRITE_FAILED = 9
+  EXIT_WRITE_FAILED = 9,
+  EXIT_PAGE_RANGE = 10,
+  EXIT_NO_FILE = 11
 };
 
 /* Internal result of argument parsing: help was printed, exit with success. */
 #define EXIT_HELP_SHOWN (-1)
 
+/* The help of the subcommand being run, or the overview before one is
+ * chosen. */
 void printHelp(void);
 /* Prints the message and the usage on stderr; returns EXIT_USAGE. */
 int usageError(const char* message, const char* argument);
@@ -59,10 +63,40 @@ int progressWanted(int quietStdout);
 void showProgress(uint32_t page, uint32_t last);
 void endProgress(void);
 
-/* Creates a handle and opens `path`; on failure reports it and returns the
+/* Pages chosen by -f FIRST and -l LAST (from 1; 0 when not given). */
+typedef struct {
+  unsigned long first;
+  unsigned long last;
+} PageRange;
+/* Takes -f N or -l N at argv[*i], and --page N (= -f N -l N) when `single`;
+ * returns 1 when it did (advancing *i, `result` then EXIT_OK or a usage
+ * error), 0 when argv[*i] is no page option. */
+int takePageOption(int argc, char** argv, int* i, int single, PageRange* range, int* result);
+/* The pages [first, last) (from 0) of a document of `count` pages. A last
+ * page beyond the end is the end; a first page after it is reported for
+ * `path` and gives EXIT_PAGE_RANGE. */
+int resolvePageRange(const char* path, const PageRange* range, uint32_t count, uint32_t* first,
+                     uint32_t* last);
+
+/* EXIT_OK when `path` is a file that can be read; otherwise reports that it
+ * is missing, a directory or unreadable and returns EXIT_NO_FILE. */
+int checkInputFile(const char* path);
+/* EXIT_USAGE after a report when `output` is the file `input` itself, under
+ * any name; EXIT_OK otherwise. */
+int refuseInputAsOutput(const char* input, const char* output);
+/* `input` with its .pdf extension (any case) replaced by .txt, or with .txt
+ * added; a new string, NULL when memory ran out. */
+char* textOutputName(const char* input);
+/* stdout for "-", else the new file; NULL after a report. */
+FILE* openOutputFile(const char* path);
+/* Flushes and closes (stdout is flushed only); EXIT_OK, or a report and
+ * EXIT_WRITE_FAILED. */
+int closeOutputFile(FILE* file, const char* path);
+
+/* Checks the file, creates a handle and opens `path`; on failure reports it and returns the
  * exit code (the handle is then already released). */
 int openDocument(const char* path, ZOPRADocumentLoader** loader);
-/* Flushes stdout; EXIT_OK, or a report and an error exit code. */
+/* Flushes stdout; EXIT_OK, or a report and EXIT_WRITE_FAILED. */
 int finishOutput(void);
 /* Opens `input` into a new handle, after checking that `output` is not the
  * input itself (refused with EXIT_USAGE). */

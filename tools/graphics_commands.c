@@ -108,7 +108,7 @@ static int32_t printPage(ZOPRADocumentLoader* loader, uint32_t page, double mini
 
 int runGraphics(int argc, char** argv) {
   const char* path = NULL;
-  unsigned long pageNumber = 0;
+  PageRange range = {0, 0};
   double minimumSize = 0.0;
   int json = 0;
   ZOPRADocumentLoader* loader = NULL;
@@ -121,9 +121,8 @@ int runGraphics(int argc, char** argv) {
   int result = EXIT_OK;
   int i;
   for (i = 0; i < argc; ++i) {
-    if (strcmp(argv[i], "--page") == 0 && i + 1 < argc) {
-      pageNumber = parsePageNumber(argv[++i]);
-      if (pageNumber == 0) return usageError("not a page number", argv[i]);
+    if (takePageOption(argc, argv, &i, 1, &range, &result)) {
+      if (result != EXIT_OK) return result;
     } else if (strcmp(argv[i], "--min") == 0 && i + 1 < argc) {
       if (!parseSize(argv[++i], &minimumSize)) return usageError("not a size", argv[i]);
     } else if (strcmp(argv[i], "--json") == 0) {
@@ -137,15 +136,10 @@ int runGraphics(int argc, char** argv) {
   result = openDocument(path, &loader);
   if (result != EXIT_OK) return result;
   zopraDocumentLoaderGetPageCount(loader, &count);
-  first = 0;
-  last = count;
-  if (pageNumber != 0) {
-    if (pageNumber > count) {
-      zopraDocumentLoaderDestroy(loader);
-      return reportPageFailure(path, (uint32_t)(pageNumber - 1), ZOPRA_STATUS_INVALID_ARGUMENT);
-    }
-    first = (uint32_t)(pageNumber - 1);
-    last = first + 1;
+  result = resolvePageRange(path, &range, count, &first, &last);
+  if (result != EXIT_OK) {
+    zopraDocumentLoaderDestroy(loader);
+    return result;
   }
   slice = malloc(sizeof *slice * RECORD_SLICE);
   if (!slice) {

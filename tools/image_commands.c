@@ -27,8 +27,7 @@ typedef struct {
 typedef struct {
   const char* path;
   const char* folder;
-  unsigned long first;
-  unsigned long last;
+  PageRange range;
   int list;
 } ImageOptions;
 
@@ -201,18 +200,11 @@ static int readPage(ZOPRADocumentLoader* loader, const ImageOptions* options, ui
 
 static int parseImageArguments(int argc, char** argv, ImageOptions* options) {
   int i;
+  int result = EXIT_OK;
   memset(options, 0, sizeof *options);
-  options->first = 1;
   for (i = 0; i < argc; ++i) {
-    if ((strcmp(argv[i], "-f") == 0 || strcmp(argv[i], "-l") == 0) && i + 1 < argc) {
-      unsigned long value = parsePageNumber(argv[i + 1]);
-      if (value == 0) return usageError("not a page number", argv[i + 1]);
-      if (argv[i][1] == 'f') {
-        options->first = value;
-      } else {
-        options->last = value;
-      }
-      ++i;
+    if (takePageOption(argc, argv, &i, 0, &options->range, &result)) {
+      if (result != EXIT_OK) return result;
     } else if (strcmp(argv[i], "-o") == 0 && i + 1 < argc) {
       options->folder = argv[++i];
       if (options->folder[0] == '\0') return usageError("empty folder name", NULL);
@@ -235,26 +227,32 @@ int runImages(int argc, char** argv) {
   ObjectSet written = {NULL, 0, 0};
   uint32_t count = 0;
   uint32_t page;
+  uint32_t first;
   uint32_t last;
   int progress;
   int result = parseImageArguments(argc, argv, &options);
   if (result == EXIT_HELP_SHOWN) return EXIT_OK;
   if (result != EXIT_OK) return result;
-  /* The folder itself is made; its parents must exist. */
-  if (options.folder && mkdir(options.folder, 0777) != 0 && errno != EEXIST) {
-    fprintf(stderr, PROGRAM ": %s: cannot create the folder\n", options.folder);
-    return EXIT_WRITE_FAILED;
-  }
   result = openDocument(options.path, &loader);
   if (result != EXIT_OK) return result;
   zopraDocumentLoaderGetPageCount(loader, &count);
-  last = options.last == 0 || options.last > count ? count : (uint32_t)options.last;
-  progress = last > options.first && progressWanted(!options.list);
+  result = resolvePageRange(options.path, &options.range, count, &first, &last);
+  /* The folder itself is made, once the input is known to be good; its
+   * parents must exist. */
+  if (result == EXIT_OK && options.folder && mkdir(options.folder, 0777) != 0 && errno != EEXIST) {
+    fprintf(stderr, PROGRAM ": %s: cannot create the folder (%s)\n", options.folder, strerror(errno));
+    result = EXIT_WRITE_FAILED;
+  }
+  if (result != EXIT_OK) {
+    zopraDocumentLoaderDestroy(loader);
+    return result;
+  }
+  progress = last - first > 1 && progressWanted(!options.list);
   if (options.list) {
     printf("%5s %6s %7s %-6s %10s %9s %9s %9s %9s\n", "page", "index", "object", "format", "bytes",
            "x", "y", "width", "height");
   }
-  for (page = (uint32_t)(options.first - 1); page < last; ++page) {
+  for (page = first; page < last; ++page) {
     int step;
     if (progress) showProgress(page + 1, last);
     step = readPage(loader, &options, page, &written);

@@ -7,21 +7,143 @@
 #include "cli.h"
 #include "zopra_document_loader.h"
 
+/* Writes the text of one page to `out`; returns the library status. */
+static int32_t writePageText(ZOPRADocumentLoader* loader, uint32_t page, FILE* out) {
+  uint32_t size = 0;
+  char* buffer;
+  int32_t status = zopraDocumentLoaderGetPageTextSize(loader, &size, page);
+  if (status != ZOPRA_STATUS_SUCCESS) return status;
+  buffer = malloc(size);
+  if (!buffer) return ZOPRA_STATUS_MEMORY_INSUFFICIENT;
+  status = zopraDocumentLoaderGetPageText(loader, buffer, size);
+  if (status == ZOPRA_STATUS_SUCCESS) fwrite(buffer, 1, size - 1, out);
+  free(buffer);
+  return status;
+}
+
 int runText(int argc, char** argv) {
-  const char* path = NULL;
-  unsigned long first = 1;
-  unsigned long last = 0;
+  const char* paths[2] = {NULL, NULL};
+  int pathCount = 0;
+  PageRange range = {0, 0};
   ZOPRADocumentLoader* loader = NULL;
+  char* defaultOutput = NULL;
+  const char* output;
+  FILE* out;
   uint32_t count = 0;
+  uint32_t first;
+  uint32_t last;
   uint32_t page;
   int result = EXIT_OK;
   int i;
   for (i = 0; i < argc; ++i) {
-    if ((strcmp(argv[i], "-f") == 0 || strcmp(argv[i], "-l") == 0) && i + 1 < argc) {
-      unsigned long value = parsePageNumber(argv[i + 1]);
-      if (value == 0) return usageError("not a page number", argv[i + 1]);
-      if (argv[i][1] == 'f') first = value; else last = value;
-      ++i;
+    if (takePageOption(argc, argv, &i, 0, &range, &result)) {
+      if (result != EXIT_OK) return result;
+    } else if (strcmp(argv[i], "--help") == 0 || strcmp(argv[i], "-h") == 0) {
+      printHelp();
+      return EXIT_OK;
+    } else if (argv[i][0] == '-' && argv[i][1] != '\0') {
+      return usageError("unknown option", argv[i]);
+    } else if (pathCount == 2) {
+      return usageError("more than two files given", argv[i]);
+    } else {
+      paths[pathCount++] = argv[i];
+    }
+  }
+  if (pathCount == 0) return usageError("no file given", NULL);
+  /* As pdftotext: without OUTPUT the text goes beside the input, a.pdf to
+   * a.txt; "-" is standard output. */
+  output = paths[1];
+  if (!output) {
+    defaultOutput = textOutputName(paths[0]);
+    if (!defaultOutput) return reportFailure(paths[0], ZOPRA_STATUS_MEMORY_INSUFFICIENT);
+    output = defaultOutput;
+  }
+  if (output[0] == '\0') result = usageError("empty output file name", NULL);
+  if (result == EXIT_OK && strcmp(output, "-") != 0) result = refuseInputAsOutput(paths[0], output);
+  if (result == EXIT_OK) result = openDocument(paths[0], &loader);
+  if (result == EXIT_OK) {
+    zopraDocumentLoaderGetPageCount(loader, &count);
+    result = resolvePageRange(paths[0], &range, count, &first, &last);
+  }
+  /* The output is created only once the input is known to be good. */
+  out = result == EXIT_OK ? openOutputFile(output) : NULL;
+  if (result == EXIT_OK && !out) result = EXIT_WRITE_FAILED;
+  if (result != EXIT_OK) {
+    zopraDocumentLoaderDestroy(loader);
+    free(defaultOutput);
+    return result;
+  }
+
+  /* A page that cannot be read is reported and left empty; the others are
+   * still written, and the exit status tells about the failure. */
+  for (page = first; page < last && !ferror(out); ++page) {
+    int32_t status = writePageText(loader, page, out);
+    if (status != ZOPRA_STATUS_SUCCESS) {
+      fflush(out);
+      result = reportPageFailure(paths[0], page, status);
+    }
+    putc('\f', out);
+  }
+  zopraDocumentLoaderDestroy(loader);
+  if (closeOutputFile(out, output) != EXIT_OK && result == EXIT_OK) result = EXIT_WRITE_FAILED;
+  free(defaultOutput);
+  return result;
+}
+
+/* Prints the items of one page; returns the library status. */
+static int32_t printItems(ZOPRADocumentLoader* loader, uint32_t page, int json) {
+  uint32_t count = 0;
+  uint32_t index;
+  int32_t status = zopraDocumentLoaderExtractPageText(loader, page);
+  if (status == ZOPRA_STATUS_SUCCESS) status = zopraDocumentLoaderGetPageTextCount(loader, &count, page);
+  for (index = 0; status == ZOPRA_STATUS_SUCCESS && index < count; ++index) {
+    ZOPRADocumentLoaderTextInfo info;
+    char x[64], y[64], size[64], effective[64], width[64];
+    status = zopraDocumentLoaderGetText(loader, &info, index);
+    if (status != ZOPRA_STATUS_SUCCESS) break;
+    formatNumber(info.e, x, sizeof x);
+    formatNumber(info.f, y, sizeof y);
+    formatNumber(info.fontSize, size, sizeof size);
+    /* a..f is the item's full matrix in page space, without the font size:
+     * the text's height on the page is the size times the length of the
+     * matrix's y axis (c, d). */
+    formatNumber(info.fontSize * sqrt(info.c * info.c + info.d * info.d), effective,
+                 sizeof effective);
+    /* The item's advance in page units. */
+    formatNumber(info.width * sqrt(info.a * info.a + info.b * info.b), width, sizeof width);
+    /* Items are numbered from 1, as pages are; erase --items and replace
+     * maps take these numbers. */
+    if (json) {
+      printf("%s{\"page\":%lu,\"item\":%lu,\"text\":", index ? "," : "", (unsigned long)page + 1,
+             (unsigned long)index + 1);
+      printJsonString(info.text);
+      printf(",\"x\":%s,\"y\":%s,\"font_size\":%s,\"effective_font_size\":%s,\"width\":%s}", x,
+             y, size, effective, width);
+    } else {
+      printf("%lu\t%lu\t%s\t%s\t%s\t%s\t%s\t%s\n", (unsigned long)page + 1,
+             (unsigned long)index + 1, x, y, size, effective, width, info.text);
+    }
+  }
+  return status;
+}
+
+int runItems(int argc, char** argv) {
+  const char* path = NULL;
+  PageRange range = {0, 0};
+  int json = 0;
+  ZOPRADocumentLoader* loader = NULL;
+  uint32_t count = 0;
+  uint32_t first;
+  uint32_t last;
+  uint32_t page;
+  int progress;
+  int result = EXIT_OK;
+  int i;
+  for (i = 0; i < argc; ++i) {
+    if (takePageOption(argc, argv, &i, 1, &range, &result)) {
+      if (result != EXIT_OK) return result;
+    } else if (strcmp(argv[i], "--json") == 0) {
+      json = 1;
     } else {
       int taken = takeArgument(argv[i], &path);
       if (taken != EXIT_OK) return taken == EXIT_HELP_SHOWN ? EXIT_OK : taken;
@@ -31,95 +153,29 @@ int runText(int argc, char** argv) {
   result = openDocument(path, &loader);
   if (result != EXIT_OK) return result;
   zopraDocumentLoaderGetPageCount(loader, &count);
-  if (last == 0 || last > count) last = count;
-
-  /* A page that cannot be read is reported and left empty; the others are
-   * still printed, and the exit status tells about the failure. */
-  for (page = (uint32_t)(first - 1); page < last; ++page) {
-    uint32_t size = 0;
-    int32_t status = zopraDocumentLoaderGetPageTextSize(loader, &size, page);
-    if (status == ZOPRA_STATUS_SUCCESS) {
-      char* buffer = malloc(size);
-      if (!buffer) {
-        status = ZOPRA_STATUS_MEMORY_INSUFFICIENT;
-      } else {
-        status = zopraDocumentLoaderGetPageText(loader, buffer, size);
-        if (status == ZOPRA_STATUS_SUCCESS) fwrite(buffer, 1, size - 1, stdout);
-        free(buffer);
-      }
-    }
-    if (status != ZOPRA_STATUS_SUCCESS) {
-      size_t length = strlen(path) + 32;
-      char* where = malloc(length);
-      fflush(stdout);
-      if (where) snprintf(where, length, "%s, page %lu", path, (unsigned long)page + 1);
-      result = reportFailure(where ? where : path, status);
-      free(where);
-    }
-    putchar('\f');
-  }
-  zopraDocumentLoaderDestroy(loader);
-  return result != EXIT_OK ? result : finishOutput();
-}
-
-int runItems(int argc, char** argv) {
-  const char* path = NULL;
-  unsigned long pageNumber = 0;
-  int json = 0;
-  ZOPRADocumentLoader* loader = NULL;
-  uint32_t count = 0;
-  uint32_t index;
-  int32_t status;
-  int result;
-  int i;
-  for (i = 0; i < argc; ++i) {
-    if (strcmp(argv[i], "--page") == 0 && i + 1 < argc) {
-      pageNumber = parsePageNumber(argv[++i]);
-      if (pageNumber == 0) return usageError("not a page number", argv[i]);
-    } else if (strcmp(argv[i], "--json") == 0) {
-      json = 1;
-    } else {
-      int taken = takeArgument(argv[i], &path);
-      if (taken != EXIT_OK) return taken == EXIT_HELP_SHOWN ? EXIT_OK : taken;
-    }
-  }
-  if (!path) return usageError("no file given", NULL);
-  if (pageNumber == 0) return usageError("no page given (--page N)", NULL);
-  result = openDocument(path, &loader);
-  if (result != EXIT_OK) return result;
-  status = zopraDocumentLoaderExtractPageText(loader, (uint32_t)(pageNumber - 1));
-  if (status == ZOPRA_STATUS_SUCCESS) {
-    status = zopraDocumentLoaderGetPageTextCount(loader, &count, (uint32_t)(pageNumber - 1));
-  }
-  if (status != ZOPRA_STATUS_SUCCESS) {
+  result = resolvePageRange(path, &range, count, &first, &last);
+  if (result != EXIT_OK) {
     zopraDocumentLoaderDestroy(loader);
-    return reportFailure(path, status);
+    return result;
   }
+  progress = last - first > 1 && progressWanted(0);
   if (json) {
     fputs("{\"file\":", stdout);
     printJsonString(path);
-    printf(",\"page\":%lu,\"items\":[", pageNumber);
+    fputs(",\"pages\":[", stdout);
   }
-  for (index = 0; index < count; ++index) {
-    ZOPRADocumentLoaderTextInfo info;
-    char x[64], y[64], size[64], width[64];
-    if (zopraDocumentLoaderGetText(loader, &info, index) != ZOPRA_STATUS_SUCCESS) break;
-    formatNumber(info.e, x, sizeof x);
-    formatNumber(info.f, y, sizeof y);
-    formatNumber(info.fontSize, size, sizeof size);
-    /* The item's advance in page units. */
-    formatNumber(info.width * sqrt(info.a * info.a + info.b * info.b), width, sizeof width);
-    /* Items are numbered from 1, as pages are; erase --items takes these numbers. */
-    if (json) {
-      printf("%s{\"page\":%lu,\"item\":%lu,\"text\":", index ? "," : "", pageNumber,
-             (unsigned long)index + 1);
-      printJsonString(info.text);
-      printf(",\"x\":%s,\"y\":%s,\"font_size\":%s,\"width\":%s}", x, y, size, width);
-    } else {
-      printf("%lu\t%s\t%s\t%s\t%s\t%s\n", (unsigned long)index + 1, x, y, size, width, info.text);
-    }
+  /* A page that cannot be read is reported and skipped (in JSON its item
+   * list holds what was printed before the failure); the exit status tells. */
+  for (page = first; page < last; ++page) {
+    int32_t status;
+    if (progress) showProgress(page + 1, last);
+    if (json) printf("%s{\"page\":%lu,\"items\":[", page > first ? "," : "", (unsigned long)page + 1);
+    status = printItems(loader, page, json);
+    if (json) fputs("]}", stdout);
+    if (status != ZOPRA_STATUS_SUCCESS) result = reportPageFailure(path, page, status);
   }
+  endProgress();
   if (json) fputs("]}\n", stdout);
   zopraDocumentLoaderDestroy(loader);
-  return finishOutput();
+  return result != EXIT_OK ? result : finishOutput();
 }

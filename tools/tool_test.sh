@@ -34,25 +34,30 @@ expect_run() {
   fi
 }
 
-# A PDF with exact offsets: page 1 rotated by 270 with fractional A4 sizes,
-# page 2 with a crop box.
-pdf=$work/pages.pdf
-printf '%%PDF-1.4\n' >"$pdf"
-offsets=""
+# PDFs with exact offsets: start_pdf FILE, add_object N DICT..., end_pdf.
+start_pdf() {
+  pdf=$1 offsets="" objects=1
+  printf '%%PDF-1.4\n' >"$pdf"
+}
 add_object() {
-  offsets="$offsets $(wc -c <"$pdf")"
+  offsets="$offsets $(wc -c <"$pdf")" objects=$(($1 + 1))
   printf '%s 0 obj\n%s\nendobj\n' "$1" "$2" >>"$pdf"
 }
+end_pdf() {
+  xref=$(wc -c <"$pdf")
+  {
+    printf 'xref\n0 %d\n0000000000 65535 f \n' "$objects"
+    for offset in $offsets; do printf '%010d 00000 n \n' "$offset"; done
+    printf 'trailer\n<< /Size %d /Root 1 0 R >>\nstartxref\n%s\n%%%%EOF\n' "$objects" "$xref"
+  } >>"$pdf"
+}
+# Page 1 rotated by 270 with fractional A4 sizes, page 2 with a crop box.
+start_pdf "$work/pages.pdf"
 add_object 1 "<< /Type /Catalog /Pages 2 0 R >>"
 add_object 2 "<< /Type /Pages /Kids [3 0 R 4 0 R] /Count 2 >>"
 add_object 3 "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 595.2756 841.8898] /Rotate 270 >>"
 add_object 4 "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 612 792] /CropBox [0 0 100.25 50] >>"
-xref=$(wc -c <"$pdf")
-{
-  printf 'xref\n0 5\n0000000000 65535 f \n'
-  for offset in $offsets; do printf '%010d 00000 n \n' "$offset"; done
-  printf 'trailer\n<< /Size 5 /Root 1 0 R >>\nstartxref\n%s\n%%%%EOF\n' "$xref"
-} >>"$pdf"
+end_pdf
 
 printf 'pages: 2\npage 1: 841.89 x 595.276, rotation 270\npage 2: 100.25 x 50, rotation 0\n' \
   >"$work/expected.txt"
@@ -67,20 +72,45 @@ printf 'pages: 2\npage 1: 612 x 792, rotation 0\npage 2: 612 x 792, rotation 0\n
 expect_run "sample" 0 "$work/sample.txt" - info "$sample"
 
 # Page text: the sample's second page alone, ended by a form feed, and its
-# first item with position, size and width.
-expect_run "text" 0 - - text "$sample" -f 2 -l 2
+# first item with page, number, position, size, effective size and width.
+expect_run "text" 0 - - text "$sample" - -f 2 -l 2
 if ! head -n 1 "$work/stdout" | grep -q -- "-2-" || [ "$(tail -c 1 "$work/stdout" | od -An -c | tr -d ' ')" != '\f' ]; then
   fail "text -f 2 -l 2: expected page 2 only, ended by a form feed"
 fi
-expect_run "items" 0 - - items "$sample" --page 2
-printf '1\t282.17\t744\t10\t11.66\t-2-\n' >"$work/item.txt"
-head -n 1 "$work/stdout" | cmp -s - "$work/item.txt" || fail "items: unexpected first line $(head -n 1 "$work/stdout")"
+cp "$work/stdout" "$work/page2.txt"
+printf '2\t1\t282.17\t744\t10\t10\t11.66\t-2-\n' >"$work/item.txt"
+# Page ranges, as pdftotext: a last page beyond the end is the end, a first
+# page after the last one is refused with exit status 10.
+# Columns: exit status, command, FIRST/LAST of the refusal (- for none), options.
+while read -r code command pages options; do
+  error="sample.pdf: wrong page range: first page ${pages%/*} is after the last page ${pages#*/}\$"
+  [ "$pages" != - ] || error=-
+  # shellcheck disable=SC2086
+  expect_run "$command $options" "$code" - "$error" $command "$sample" $options
+  [ "$code" -ne 0 ] || case $command in
+    text) cmp -s "$work/stdout" "$work/page2.txt" || fail "text $options: not page 2 alone" ;;
+    *) [ "$(head -n 1 "$work/stdout")" = "$(cat "$work/item.txt")" ] && [ "$(cut -f1 "$work/stdout" | sort -u)" = 2 ] ||
+         fail "items $options: not the items of page 2 alone" ;;
+  esac
+done <<END
+0 text - - -f 2 -l 9
+10 text 3/2 - -f 3
+10 text 2/1 - -f 2 -l 1
+0 items - --page 2
+0 items - -f 2 -l 9
+10 items 3/2 -f 3
+10 items 3/2 --page 3
+10 graphics 3/2 -f 3
+10 images 3/2 -f 3
+END
+# Without a page option items covers every page, each line led by its page.
+expect_run "items" 0 - - items "$sample"
+[ "$(cut -f1 "$work/stdout" | uniq | tr '\n' ' ')" = "1 2 " ] || fail "items: not pages 1 and 2 in order"
+grep -q "^$(cat "$work/item.txt")\$" "$work/stdout" || fail "items: page 2's first item is missing"
 
 # Graphics and images: page 1 strokes a line, fills a red rectangle and draws
 # one image twice; page 2 is empty.
-pdf=$work/graphics.pdf
-printf '%%PDF-1.4\n' >"$pdf"
-offsets=""
+start_pdf "$work/graphics.pdf"
 content='0 0 m 100 0 l S 1 0 0 rg 10 20 30 40 re f q 100 0 0 50 200 300 cm /Im Do Q q 100 0 0 50 0 0 cm /Im Do Q'
 add_object 1 "<< /Type /Catalog /Pages 2 0 R >>"
 add_object 2 "<< /Type /Pages /Kids [3 0 R 4 0 R] /Count 2 >>"
@@ -88,12 +118,7 @@ add_object 3 "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 612 792] /Contents 6 0
 add_object 4 "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 612 792] >>"
 add_object 5 "$(printf '<< /Type /XObject /Subtype /Image /Width 1 /Height 1 /ColorSpace /DeviceGray /BitsPerComponent 8 /Filter /DCTDecode /Length 9 >>\nstream\nJPEG DATA\nendstream')"
 add_object 6 "$(printf '<< /Length %d >>\nstream\n%s\nendstream' ${#content} "$content")"
-xref=$(wc -c <"$pdf")
-{
-  printf 'xref\n0 7\n0000000000 65535 f \n'
-  for offset in $offsets; do printf '%010d 00000 n \n' "$offset"; done
-  printf 'trailer\n<< /Size 7 /Root 1 0 R >>\nstartxref\n%s\n%%%%EOF\n' "$xref"
-} >>"$pdf"
+end_pdf
 
 tab=$(printf '\t')
 cat >"$work/graphics.txt" <<END
@@ -120,8 +145,6 @@ assert rect["fill_color"] == {"space": "rgb", "components": [1, 0, 0]} and rect[
 assert pages[0]["entries"][3]["object"] == 5
 ' "$work/stdout" || fail "graphics --json: unexpected JSON"
 fi
-expect_run "graphics on a missing page" 7 - "graphics.pdf, page 3: invalid argument" \
-  graphics "$pdf" --page 3
 
 {
   printf '%5s %6s %7s %-6s %10s %9s %9s %9s %9s\n' page index object format bytes x y width height
@@ -136,15 +159,33 @@ printf 'JPEG DATA' | cmp -s - "$work/images/page-1-image-1.jpg" || fail "images 
 expect_run "images -o into a missing folder" 9 - "cannot create the folder" \
   images "$pdf" -o "$work/missing/images"
 
+# Effective size: the Tf size scaled by the text matrix and the CTM.
+start_pdf "$work/scaled.pdf"
+content='BT /F1 1 Tf 12 0 0 12 72 700 Tm (Hi) Tj ET q 2 0 0 2 0 0 cm BT /F1 1 Tf 3 0 0 6 36 300 Tm (Ho) Tj ET Q'
+add_object 1 "<< /Type /Catalog /Pages 2 0 R >>"
+add_object 2 "<< /Type /Pages /Kids [3 0 R] /Count 1 >>"
+add_object 3 "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 612 792] /Contents 4 0 R /Resources << /Font << /F1 5 0 R >> >> >>"
+add_object 4 "$(printf '<< /Length %d >>\nstream\n%s\nendstream' ${#content} "$content")"
+add_object 5 "<< /Type /Font /Subtype /Type1 /BaseFont /Helvetica >>"
+end_pdf
+printf '1\t1\t72\t700\t1\t12\t11.328\tHi\n1\t2\t72\t600\t1\t12\t7.668\tHo\n' >"$work/scaled.txt"
+expect_run "items, scaled text" 0 "$work/scaled.txt" - items "$pdf"
+item='{"page":1,"item":%d,"text":"%s","x":72,"y":%d,"font_size":1,"effective_font_size":12,"width":%s}'
+printf "{\"file\":\"%s\",\"pages\":[{\"page\":1,\"items\":[$item,$item]}]}\n" \
+  "$pdf" 1 Hi 700 11.328 2 Ho 600 7.668 >"$work/scaled.json"
+expect_run "items --json, scaled text" 0 "$work/scaled.json" - items --json "$pdf"
+
 # Rewrite: the copy reads like the original and passes qpdf's check; the
-# input itself is never the output, however its path is spelt.
+# input itself is never the output, however its path is spelt. The text goes
+# to FILE.txt by default.
 cp "$sample" "$work/in.pdf"
 expect_run "rewrite" 0 /dev/null - rewrite "$work/in.pdf" "$work/out.pdf"
 expect_run "rewrite output" 0 "$work/sample.txt" - info "$work/out.pdf"
-"$tool" text "$work/in.pdf" >"$work/in.txt"
-"$tool" text "$work/out.pdf" >"$work/out.txt"
+expect_run "text to in.txt" 0 /dev/null - text "$work/in.pdf"
+mv "$work/out.pdf" "$work/out.PDF"
+expect_run "text to out.txt" 0 /dev/null - text "$work/out.PDF"
 cmp -s "$work/in.txt" "$work/out.txt" || fail "rewrite: the text of the copy differs"
-if command -v qpdf >/dev/null 2>&1 && ! qpdf --check "$work/out.pdf" >/dev/null 2>&1; then
+if command -v qpdf >/dev/null 2>&1 && ! qpdf --check "$work/out.PDF" >/dev/null 2>&1; then
   fail "rewrite: qpdf --check rejects the copy"
 fi
 ln -s in.pdf "$work/link.pdf"
@@ -158,14 +199,20 @@ expect_run "rewrite onto the input by another path" 2 /dev/null "$refusal" \
 cmp -s "$sample" "$work/in.pdf" || fail "rewrite changed its input"
 expect_run "rewrite into a missing folder" 9 /dev/null "missing/out.pdf: cannot write the file" \
   rewrite "$work/in.pdf" "$work/missing/out.pdf"
+expect_run "text onto the input" 2 /dev/null "link.pdf: $refusal" text "$work/in.pdf" "$work/link.pdf"
+expect_run "text into a missing folder" 9 /dev/null "missing/in.txt: cannot create the file (No such" \
+  text "$work/in.pdf" "$work/missing/in.txt"
+if [ -w /dev/full ]; then
+  expect_run "text onto a full device" 9 /dev/null "/dev/full: cannot write the file" text "$work/in.pdf" /dev/full
+fi
 
 # Erase: all text goes, or chosen items only (numbered as items prints them).
 expect_run "erase" 0 /dev/null - erase "$work/in.pdf" "$work/erased.pdf"
-"$tool" text "$work/erased.pdf" >"$work/erased.txt"
+"$tool" text "$work/erased.pdf"
 [ "$(tr -d '\f\n' <"$work/erased.txt")" = "" ] || fail "erase: text left in the copy"
 expect_run "erase items" 0 /dev/null - erase "$work/in.pdf" "$work/one.pdf" --items 2:1
-"$tool" items "$work/one.pdf" --page 2 | cut -f2- >"$work/after.txt"
-"$tool" items "$work/in.pdf" --page 2 | cut -f2- | tail -n +2 >"$work/before.txt"
+"$tool" items "$work/one.pdf" --page 2 | cut -f3- >"$work/after.txt"
+"$tool" items "$work/in.pdf" --page 2 | cut -f3- | tail -n +2 >"$work/before.txt"
 cmp -s "$work/before.txt" "$work/after.txt" || fail "erase --items 2:1: other items changed"
 expect_run "erase an item that does not exist" 2 /dev/null "page 2 has no item 999" \
   erase "$work/in.pdf" "$work/none.pdf" --items 2:999
@@ -183,7 +230,7 @@ expect_refusal() {
 }
 # The font size of the item of page 1 that reads $2, as items prints it.
 size_of() {
-  "$tool" items "$1" --page 1 | awk -F '\t' -v text="$2" '$6 == text { print $4 }'
+  "$tool" items "$1" --page 1 | awk -F '\t' -v text="$2" '$8 == text { print $5 }'
 }
 if [ -f "$dejavu" ]; then
   printf '[{"page":1,"item":10,"text":"2. Seiten"},\n {"page":1,"item":2,"text":"Ein Beispiel \\u2013 \\ud83d\\ude00 \\u00e4"}]\n' \
@@ -256,7 +303,24 @@ fi
 # Failures: one stderr line naming the file, one exit code per status.
 printf 'not a pdf at all\n' >"$work/text.pdf"
 expect_run "not a PDF" 3 - "$work/text.pdf: not a PDF or damaged" info "$work/text.pdf"
-expect_run "missing file" 3 - "$work/missing.pdf: not a PDF or damaged" info "$work/missing.pdf"
+# Input files the tool checks itself: exit status 11, whatever the command.
+mkdir "$work/folder.pdf"
+cp "$sample" "$work/locked-out.pdf"
+chmod 000 "$work/locked-out.pdf"
+while read -r command file output message; do
+  # Root reads any file.
+  [ "$file" = locked-out.pdf ] && [ "$(id -u)" -eq 0 ] && continue
+  # shellcheck disable=SC2086
+  expect_run "$command $file" 11 /dev/null "$work/$file: $message" $command "$work/$file" ${output#-}
+  [ ! -e "$work/new.out" ] || fail "$command $file: an output file was written"
+done <<END
+info missing.pdf - no such file
+text folder.pdf $work/new.out is a directory
+images locked-out.pdf - cannot be read (Permission denied)
+graphics locked-out.pdf - cannot be read (Permission denied)
+rewrite missing.pdf $work/new.out no such file
+erase folder.pdf $work/new.out is a directory
+END
 if command -v qpdf >/dev/null 2>&1; then
   qpdf --encrypt secret secret 256 -- "$sample" "$work/locked.pdf"
   expect_run "password" 4 - "$work/locked.pdf: needs a password" info "$work/locked.pdf"
@@ -277,7 +341,6 @@ expect_usage "no file" "no file given" info
 expect_usage "two files" "more than one file" info "$pdf" "$pdf"
 expect_usage "unknown command" "unknown command: frobnicate" frobnicate
 expect_usage "unknown option" "unknown option: --frob" info --frob "$pdf"
-expect_usage "items without a page" "no page given" items "$sample"
 expect_usage "bad page number" "not a page number: x" text "$sample" -f x
 expect_usage "rewrite without an output" "needs an input and an output" rewrite "$sample"
 expect_usage "bad size" "not a size: -1" graphics "$sample" --min -1
@@ -287,8 +350,13 @@ expect_usage "replace, bad fit" "--fit takes shrink or none: squeeze" \
   replace "$work/in.pdf" "$replaced" --map x.json --fit squeeze
 expect_usage "replace, bad size" "not a font size in points: -1" \
   replace "$work/in.pdf" "$replaced" --map x.json --min-size -1
-expect_run "help" 0 - - --help
-grep -q "needs a password" "$work/stdout" || fail "--help does not list the exit codes"
+# Help: the overview and each command's, every exit status in each.
+for command in "" info text items graphics images rewrite erase replace; do
+  # shellcheck disable=SC2086
+  expect_run "$command --help" 0 - - $command --help
+  grep -q "^usage: zopra-pdf $command" "$work/stdout" && [ "$(grep -c '^ *[0-9][0-9]*  ' "$work/stdout")" -eq 12 ] ||
+    fail "$command --help: no usage line, or not the 12 exit statuses"
+done
 
 if [ "$failures" -ne 0 ]; then
   echo "$failures checks failed"

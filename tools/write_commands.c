@@ -5,28 +5,16 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
-#include <sys/stat.h>
 
 #include "cli.h"
 #include "zopra_document_loader.h"
 
-/* True when `output` exists and is the very file `input` names, however the
- * two paths are spelt (links, "./", hard links). */
-static int sameFile(const char* input, const char* output) {
-  struct stat in;
-  struct stat out;
-  if (stat(input, &in) != 0 || stat(output, &out) != 0) return 0;
-  return in.st_dev == out.st_dev && in.st_ino == out.st_ino;
-}
-
 int openForWriting(const char* input, const char* output, ZOPRADocumentLoader** loader) {
+  int result;
   if (output[0] == '\0') return usageError("empty output file name", NULL);
   /* The tool keeps the input as it is: the result is a new file. */
-  if (sameFile(input, output)) {
-    fprintf(stderr, PROGRAM ": %s: refusing to overwrite the input file\n", output);
-    return EXIT_USAGE;
-  }
-  return openDocument(input, loader);
+  result = refuseInputAsOutput(input, output);
+  return result != EXIT_OK ? result : openDocument(input, loader);
 }
 
 int writeAndClose(ZOPRADocumentLoader* loader, const char* input, const char* output) {

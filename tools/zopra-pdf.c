@@ -35,100 +35,202 @@ static const StatusInfo kStatuses[] = {
 typedef struct {
   const char* name;
   const char* arguments;
+  /* One line for the overview. */
   const char* summary;
+  /* A paragraph for the command's own help. */
+  const char* description;
+  /* Option lines, printed by both helps. */
+  const char* options;
+  /* What the command prints or writes. */
+  const char* output;
   int (*run)(int argc, char** argv);
 } Subcommand;
 
 static int runInfo(int argc, char** argv);
 
+#define RANGE_OPTIONS                                                              \
+  "  -f FIRST       the first page (from 1; default 1)\n"                          \
+  "  -l LAST        the last page (default, and for a larger number, the last one\n" \
+  "                 of the document)\n"
+#define PAGE_OPTION "  --page N       page N alone, as -f N -l N\n"
+#define JSON_OPTION "  --json         print the result as one JSON object\n"
+#define NEVER_THE_INPUT                                                              \
+  "OUT is written only when everything else succeeded. An OUT that is IN itself,\n" \
+  "under any name, is refused with exit status 2.\n"
+
 static const Subcommand kSubcommands[] = {
-    {"info", "[--json] FILE", "print the page count and each page's size and rotation", runInfo},
-    {"text", "FILE [-f FIRST] [-l LAST]",
-     "print the text of the pages, each page followed by a form feed", runText},
-    {"items", "FILE --page N [--json]",
-     "print the text items of one page with position, font size and width", runItems},
-    {"graphics", "FILE [--page N] [--min SIZE] [--json]",
-     "print the painted path pieces and drawn images of the pages, one per line", runGraphics},
-    {"images", "FILE [-f FIRST] [-l LAST] [--list] [-o DIR]",
-     "list the images the pages draw, or write their stored bytes to DIR", runImages},
+    {"info", "[--json] FILE", "print the page count and each page's size and rotation",
+     "Prints the number of pages of FILE and the size and rotation of each page.\n",
+     JSON_OPTION,
+     "Lines \"pages: N\" and \"page P: WIDTH x HEIGHT, rotation R\"; with --json\n"
+     "{\"file\":F,\"page_count\":N,\"pages\":[{\"page\":P,\"width\":W,\"height\":H,\n"
+     "\"rotation\":R},...]}. Sizes are in PDF units (1/72 inch), as the page is\n"
+     "displayed: width and height exchanged for pages rotated by 90 or 270 degrees.\n",
+     runInfo},
+    {"text", "[-f FIRST] [-l LAST] FILE [OUTPUT]",
+     "write the text of the pages to FILE.txt, OUTPUT, or - (standard output)",
+     "Writes the text of the pages FIRST to LAST of FILE to OUTPUT, as pdftotext\n"
+     "does. Without OUTPUT the text goes to FILE with its .pdf extension (any case)\n"
+     "replaced by .txt, or with .txt added; OUTPUT - is standard output. An OUTPUT\n"
+     "that is FILE itself is refused with exit status 2.\n",
+     RANGE_OPTIONS,
+     "The text of each page in UTF-8, followed by a form feed. A page that cannot be\n"
+     "read is reported and left empty; the other pages are still written.\n",
+     runText},
+    {"items", "[-f FIRST] [-l LAST | --page N] [--json] FILE",
+     "print the text items of the pages with position, font size and width",
+     "Prints the text items of the pages of FILE (every page without -f, -l or\n"
+     "--page), one per line. Items are numbered on each page from 1, in the order\n"
+     "the library reads them; erase --items and replace maps take these numbers.\n",
+     RANGE_OPTIONS PAGE_OPTION JSON_OPTION,
+     "Per item, separated by tabs: page, item, x and y of the start of its baseline,\n"
+     "font size (as the content sets it), effective font size (scaled by the text\n"
+     "matrix: the size the page shows), width along the baseline, and the text.\n"
+     "Positions and widths are in PDF units. With --json: {\"file\":F,\"pages\":\n"
+     "[{\"page\":P,\"items\":[{\"page\":P,\"item\":I,\"text\":T,\"x\":X,\"y\":Y,\n"
+     "\"font_size\":S,\"effective_font_size\":E,\"width\":W},...]},...]}.\n",
+     runItems},
+    {"graphics", "[-f FIRST] [-l LAST | --page N] [--min SIZE] [--json] FILE",
+     "print the painted path pieces and drawn images of the pages, one per line",
+     "Prints what the pages of FILE paint (every page without -f, -l or --page):\n"
+     "each piece of a stroked or filled path and each drawn image, one per line.\n",
+     RANGE_OPTIONS PAGE_OPTION
+     "  --min SIZE     leave out pieces whose width and height are both below SIZE\n"
+     "                 (PDF units, after clipping)\n" JSON_OPTION,
+     "Per piece, separated by tabs: page, kind (line, rect, path or image), x, y,\n"
+     "width and height of the box cut to the clip, paint (stroke, fill,\n"
+     "fill+stroke, - for images), line width, fill and stroke colour (gray:G,\n"
+     "rgb:R,G,B, cmyk:C,M,Y,K, or - when unset) and the image's object number.\n"
+     "With --json: {\"file\":F,\"pages\":[{\"page\":P,\"entries\":[...]},...]}, each\n"
+     "entry with every field, its start and end points and its clip.\n",
+     runGraphics},
+    {"images", "[-f FIRST] [-l LAST] [--list] [-o DIR] FILE",
+     "list the images the pages draw, or write their stored bytes to DIR",
+     "Lists the images the pages FIRST to LAST of FILE draw, like pdfimages -list,\n"
+     "or writes them to DIR as stored. An image drawn again is written once.\n",
+     RANGE_OPTIONS
+     "  --list         one row per drawn image (the default without -o)\n"
+     "  -o DIR         write each image to DIR/page-P-image-I.jpg, .jp2 (JPEG 2000)\n"
+     "                 or .bin (any other image, its stream data as stored)\n",
+     "Per image: page, index on the page (from 1, in drawing order), object number,\n"
+     "format (jpeg, jpx, other), size of the stored bytes, and the box where the\n"
+     "page shows it (- when it cannot be matched to the page's graphics).\n",
+     runImages},
     {"rewrite", "IN OUT",
      "write IN as a new, unencrypted PDF file OUT with a plain cross-reference table",
+     "Opens IN and writes it to OUT as a new, unencrypted PDF file with a plain\n"
+     "cross-reference table.\n",
+     "",
+     "Nothing on standard output. " NEVER_THE_INPUT,
      runRewrite},
     {"erase", "IN OUT [--pages LIST] [--items PAGE:I,J,...]",
-     "write IN as OUT without the text of the pages (default all) or of the items", runErase},
+     "write IN as OUT without the text of the pages (default all) or of the items",
+     "Writes IN to OUT without the text of the chosen pages or items; without\n"
+     "--pages and --items, without the text of every page.\n",
+     "  --pages LIST   the pages whose text goes, as 1,3-5 (from 1)\n"
+     "  --items P:I,J  items I, J, ... of page P, numbered as items prints them;\n"
+     "                 may be given for several pages\n",
+     "Nothing on standard output. " NEVER_THE_INPUT,
+     runErase},
     {"replace", "IN OUT --map MAP.json [--font FONT.ttf] [--fit shrink|none] [--min-size PT]",
-     "write IN as OUT with the text of items replaced, each fitted to its item's width", runReplace},
+     "write IN as OUT with the text of items replaced, each fitted to its item's width",
+     "Writes IN to OUT with the text of items replaced: each item is removed and\n"
+     "its new text drawn at its place, in its size and colour, fitted to its width.\n",
+     "  --map F        a JSON file, either [{\"page\":P,\"item\":I,\"text\":\"new\"},...]\n"
+     "                 with items numbered as items prints them, or\n"
+     "                 {\"old text\":\"new text\",...} for every item that reads\n"
+     "                 \"old text\"; an empty new text only removes the item\n"
+     "  --font F       TrueType font of the new text (default DejaVu Sans,\n"
+     "                 /usr/share/fonts/truetype/dejavu/DejaVuSans.ttf)\n"
+     "  --fit M        shrink (default) draws a text wider than its item smaller,\n"
+     "                 size by size down to --min-size; none keeps the item's size\n"
+     "  --min-size PT  the smallest size to shrink to (default half the item's)\n",
+     "One line: \"replaced N items on P pages (S shrunk, O overflowing); wrote OUT,\n"
+     "B bytes\". Texts that still do not fit, and keys of an object map that match\n"
+     "no item, are reported on standard error. " NEVER_THE_INPUT,
+     runReplace},
+};
+
+/* The exit statuses besides those of library statuses (kStatuses). */
+static const struct {
+  int code;
+  const char* meaning;
+} kToolExits[] = {
+    {EXIT_OK, "success"},
+    {EXIT_UNKNOWN_STATUS, "an unexpected library status"},
+    {EXIT_USAGE, "bad command-line arguments; an output file that is the input itself;\n"
+                 "      replace: a map, item or font that cannot be used"},
+    {EXIT_WRITE_FAILED, "an output file, folder or standard output cannot be written;\n"
+                        "      rewrite, erase, replace: also an object of the input is damaged\n"
+                        "      (library status -128)"},
+    {EXIT_PAGE_RANGE, "wrong page range: the first page is after the last page"},
+    {EXIT_NO_FILE, "an input file is missing, is a directory or cannot be read"},
 };
 
 #define SUBCOMMAND_COUNT (sizeof kSubcommands / sizeof kSubcommands[0])
 #define STATUS_COUNT (sizeof kStatuses / sizeof kStatuses[0])
+#define TOOL_EXIT_COUNT (sizeof kToolExits / sizeof kToolExits[0])
+
+/* The subcommand being run; NULL before one is chosen. */
+static const Subcommand* currentCommand = NULL;
 
 static void printUsage(FILE* out) {
   size_t i;
+  if (currentCommand) {
+    fprintf(out, "usage: " PROGRAM " %s %s\n", currentCommand->name, currentCommand->arguments);
+    fprintf(out, "       " PROGRAM " %s --help\n", currentCommand->name);
+    return;
+  }
   fprintf(out, "usage: " PROGRAM " COMMAND [OPTIONS] FILE\n");
-  fprintf(out, "       " PROGRAM " --help | --version\n");
+  fprintf(out, "       " PROGRAM " --help | --version | COMMAND --help\n");
   for (i = 0; i < SUBCOMMAND_COUNT; ++i) {
     fprintf(out, "       " PROGRAM " %s %s\n", kSubcommands[i].name, kSubcommands[i].arguments);
   }
 }
 
+/* Every exit status, in order of their codes. */
+static void printExitStatuses(void) {
+  size_t tool = 0;
+  size_t library = 0;
+  printf("\nExit status:\n");
+  while (tool < TOOL_EXIT_COUNT || library < STATUS_COUNT) {
+    if (library == STATUS_COUNT ||
+        (tool < TOOL_EXIT_COUNT && kToolExits[tool].code < kStatuses[library].exitCode)) {
+      printf("  %2d  %s\n", kToolExits[tool].code, kToolExits[tool].meaning);
+      ++tool;
+    } else {
+      printf("  %2d  %s (library status %d)\n", kStatuses[library].exitCode,
+             kStatuses[library].meaning, (int)kStatuses[library].status);
+      ++library;
+    }
+  }
+}
+
 void printHelp(void) {
+  const Subcommand* command = currentCommand;
   size_t i;
   printUsage(stdout);
-  printf("\nCommands:\n");
-  for (i = 0; i < SUBCOMMAND_COUNT; ++i) {
-    printf("  %-9s %s\n", kSubcommands[i].name, kSubcommands[i].summary);
+  if (command) {
+    printf("\n%s\nOptions:\n%s", command->description, command->options);
+    printf("  -h, --help     print this help and exit\n");
+    printf("\nOutput:\n%s", command->output);
+  } else {
+    printf("\nCommands:\n");
+    for (i = 0; i < SUBCOMMAND_COUNT; ++i) {
+      printf("  %-9s %s\n", kSubcommands[i].name, kSubcommands[i].summary);
+    }
+    printf("\nOptions of every command:\n");
+    printf("  -h, --help     print the help of the command, or this overview, and exit\n");
+    printf("  --version      print the library version and exit\n");
+    for (i = 0; i < SUBCOMMAND_COUNT; ++i) {
+      if (kSubcommands[i].options[0] != '\0') {
+        printf("Options of %s:\n%s", kSubcommands[i].name, kSubcommands[i].options);
+      }
+    }
+    printf("\nNumbers are printed the same way in every locale, with at most three\n"
+           "decimals. " PROGRAM " COMMAND --help describes a command's output.\n");
   }
-  printf("\nOptions:\n");
-  printf("  --json     print the result as one JSON object\n");
-  printf("  -f, -l     first and last page to print (from 1)\n");
-  printf("  --pages L  erase: the pages whose text goes, as 1,3-5 (from 1)\n");
-  printf("  --items P:I,J  erase: items I, J, ... of page P, numbered as items prints\n");
-  printf("             them (from 1); may be given for several pages\n");
-  printf("  --page N   the page whose items or graphics to print (from 1); graphics\n"
-         "             prints every page without it\n");
-  printf("  --min SIZE graphics: leave out pieces whose width and height are both below\n"
-         "             SIZE (PDF units, after clipping)\n");
-  printf("  --list     images: one row per drawn image (the default without -o)\n");
-  printf("  -o DIR     images: write each image to DIR/page-P-image-I.jpg, .jp2 (JPEG 2000)\n"
-         "             or .bin (any other image, its stream data as stored); an image\n"
-         "             drawn again is written once\n");
-  printf("  --map F    replace: a JSON file, either [{\"page\":P,\"item\":I,\"text\":\"new\"},...]\n");
-  printf("             with items numbered as items --json prints them, or\n");
-  printf("             {\"old text\":\"new text\",...} for every item that reads \"old text\";\n");
-  printf("             an empty new text only removes the item\n");
-  printf("  --font F   replace: TrueType font of the new text (default DejaVu Sans,\n");
-  printf("             /usr/share/fonts/truetype/dejavu/DejaVuSans.ttf)\n");
-  printf("  --fit M    replace: shrink (default) draws a text wider than its item smaller,\n");
-  printf("             size by size down to --min-size; none keeps the item's size.\n");
-  printf("             Texts that still do not fit are reported on standard error\n");
-  printf("  --min-size PT  replace: the smallest size to shrink to (default half the item's)\n");
-  printf("  --help     print this help and exit\n");
-  printf("  --version  print the library version and exit\n");
-  printf("\nPage sizes are in PDF units (1/72 inch), as the page is displayed\n");
-  printf("(width and height exchanged for pages rotated by 90 or 270 degrees).\n");
-  printf("\ngraphics prints per line: page, kind (line, rect, path or image), x, y,\n"
-         "width and height of the box cut to the clip, paint (stroke, fill,\n"
-         "fill+stroke, - for images), line width, fill and stroke colour (gray:G,\n"
-         "rgb:R,G,B, cmyk:C,M,Y,K, or - when unset) and the image's object number.\n"
-         "images --list prints per image: page, index on the page (from 1, in\n"
-         "drawing order), object number, format (jpeg, jpx, other), size of the\n"
-         "stored bytes, and the box where the page shows it (- when unknown).\n");
-  printf("\nrewrite, erase and replace never replace their input: an OUT that is the input\n");
-  printf("file itself, under any name, is refused with exit status %d. After a failure,\n", EXIT_USAGE);
-  printf("no OUT is written.\n");
-  printf("\nExit status:\n");
-  printf("  %d  success\n", EXIT_OK);
-  printf("  %d  unexpected library status\n", EXIT_UNKNOWN_STATUS);
-  printf("  %d  bad command-line arguments; replace: a map, item or font that cannot be\n"
-         "     used\n", EXIT_USAGE);
-  for (i = 0; i < STATUS_COUNT; ++i) {
-    printf("  %d  %s (library status %d)\n", kStatuses[i].exitCode, kStatuses[i].meaning,
-           (int)kStatuses[i].status);
-  }
-  printf("  %d  rewrite, erase, replace: the output cannot be written, or an object of\n"
-         "     the input is damaged (library status %d); images: a file cannot be written\n",
-         EXIT_WRITE_FAILED, (int)ZOPRA_STATUS_OTHER_ERROR);
+  printExitStatuses();
 }
 
 int usageError(const char* message, const char* argument) {
@@ -283,7 +385,11 @@ int reportPageFailure(const char* path, uint32_t page, int32_t status) {
 void printJsonString(const char* text) { printJsonStringTo(stdout, text); }
 
 int openDocument(const char* path, ZOPRADocumentLoader** loader) {
-  int32_t status = zopraDocumentLoaderCreate(loader);
+  int32_t status;
+  int result = checkInputFile(path);
+  *loader = NULL;
+  if (result != EXIT_OK) return result;
+  status = zopraDocumentLoaderCreate(loader);
   if (status != ZOPRA_STATUS_SUCCESS) return reportFailure(path, status);
   status = zopraDocumentLoaderOpenFileA(*loader, path);
   if (status != ZOPRA_STATUS_SUCCESS) {
@@ -294,13 +400,7 @@ int openDocument(const char* path, ZOPRADocumentLoader** loader) {
   return EXIT_OK;
 }
 
-int finishOutput(void) {
-  if (fflush(stdout) != 0 || ferror(stdout)) {
-    fprintf(stderr, PROGRAM ": failed to write the output\n");
-    return EXIT_UNKNOWN_STATUS;
-  }
-  return EXIT_OK;
-}
+int finishOutput(void) { return closeOutputFile(stdout, "-"); }
 
 typedef struct {
   int json;
@@ -402,6 +502,7 @@ int main(int argc, char** argv) {
   }
   for (i = 0; i < SUBCOMMAND_COUNT; ++i) {
     if (strcmp(command, kSubcommands[i].name) == 0) {
+      currentCommand = &kSubcommands[i];
       return kSubcommands[i].run(argc - 2, argv + 2);
     }
   }
