@@ -53,8 +53,9 @@ TEST(FilterRobustness, RandomAndMutatedInputs) {
   for (int round = 0; round < 3000; ++round) {
     Bytes noise(random() % 300);
     for (auto& byte : noise) byte = static_cast<std::uint8_t>(round % 2 ? random() : "0123456789abcdefz~> \n"[random() % 21]);
-    for (const auto& [decode, seed] : seeds) {
-      expectOnlyStreamErrors([&] { decode(round % 3 ? mutated(random, seed) : noise, kLimit); }, "decoder", round);
+    for (const auto& seed : seeds) {
+      expectOnlyStreamErrors([&] { seed.first(round % 3 ? mutated(random, seed.second) : noise, kLimit); }, "decoder",
+                             round);
     }
     PredictorParameters layout;
     layout.predictor = kPredictors[random() % std::size(kPredictors)];
