@@ -56,42 +56,6 @@ class InterpreterTest : public ::testing::Test {
   StateStack stack;
 };
 
-TEST_F(InterpreterTest, MatricesAndSavedState) {
-  op("cm", {num(1), num(0), num(0), num(1), num(10), num(20)});
-  op("m", {num(5), num(5)});
-  op("l", {num(6), num(6)});
-  ASSERT_EQ(interpreter.path.size(), 1u);
-  ASSERT_EQ(interpreter.path[0].points.size(), 2u);
-  EXPECT_EQ(interpreter.path[0].points[0], std::make_pair(15.0, 25.0));
-  EXPECT_EQ(interpreter.path[0].points[1], std::make_pair(16.0, 26.0));
-  op("S");
-  EXPECT_TRUE(interpreter.path.empty());
-  // Too few operands: cm and c do nothing.
-  op("cm", {num(2), num(0), num(0), num(2), num(0)});
-  op("c", {num(1), num(2), num(3), num(4), num(5)});
-  EXPECT_DOUBLE_EQ(interpreter.state.ctm.a, 1);
-  EXPECT_TRUE(interpreter.path.empty());
-
-  op("q");
-  op("cm", {num(2), num(0), num(0), num(2), num(0), num(0)});
-  op("BT");
-  op("Tm", {num(1), num(0), num(0), num(1), num(50), num(50)});
-  op("g", {num(0.5)});
-  op("Q");
-  EXPECT_DOUBLE_EQ(interpreter.state.ctm.a, 1);
-  EXPECT_DOUBLE_EQ(interpreter.state.ctm.e, 10);
-  EXPECT_DOUBLE_EQ(interpreter.state.textMatrix.e, 50);
-  EXPECT_DOUBLE_EQ(interpreter.state.lineMatrix.f, 50);
-  EXPECT_EQ(interpreter.state.fillColor.kind, 0u);
-  op("Q");  // empty stack: no-op
-  EXPECT_DOUBLE_EQ(interpreter.state.textMatrix.e, 50);
-
-  op("re", {num(0), num(0), num(10), num(5)});
-  ASSERT_EQ(interpreter.path.size(), 1u);
-  EXPECT_TRUE(interpreter.path[0].closed);
-  EXPECT_EQ(interpreter.path[0].points[2], std::make_pair(20.0, 25.0));
-}
-
 TEST_F(InterpreterTest, TextStateOperators) {
   op("BT");
   op("TL", {num(10)});
@@ -190,45 +154,6 @@ TEST_F(InterpreterTest, TextOperatorsRecordTheirSources) {
   EXPECT_FALSE(entries.back().rangeValid);
   EXPECT_EQ(entries.back().sources.back().source->stream, 12u);
   EXPECT_EQ(entries.back().sources.back().source->ordinal, 0u);
-}
-
-TEST_F(InterpreterTest, ImagesAndFormsFromResources) {
-  auto addObject = [&](std::uint32_t number, ValueDictionary dictionary, bool isStream) {
-    Object& object = document.objects[number];
-    object.number = number;
-    object.loaded = true;
-    object.value = Value::Dictionary(std::move(dictionary));
-    object.isStream = isStream;
-    object.createdStream = isStream;
-  };
-  addObject(6, {{"Subtype", Value::Name("Image")}}, true);
-  // A form whose resources draw the form itself.
-  ValueDictionary formXObjects{{"Self", Value::Reference(7, 0)}, {"Im", Value::Reference(6, 0)}};
-  addObject(7,
-            {{"Subtype", Value::Name("Form")},
-             {"Resources", Value::Dictionary({{"XObject", Value::Dictionary(formXObjects)}})}},
-            true);
-  resources = Value::Dictionary(
-      {{"XObject", Value::Dictionary({{"Im1", Value::Reference(6, 0)},
-                                      {"Fm", Value::Reference(7, 0)},
-                                      {"Gone", Value::Reference(99, 0)}})}});
-
-  op("Do", {name("Im1")});
-  op("Do", {name("Im1")});
-  op("Do", {name("Gone")});
-  op("Do", {num(3)});
-  EXPECT_EQ(images, (std::vector<std::uint32_t>{6, 6}));
-
-  // While the form runs, drawing it again is refused; afterwards it is allowed.
-  interpreter.activeForms.insert(7);
-  interpreter.drawXObject(resources, "Fm");
-  EXPECT_EQ(interpreter.activeForms.size(), 1u);
-  interpreter.activeForms.clear();
-  op("cm", {num(1), num(0), num(0), num(1), num(3), num(4)});
-  op("Do", {name("Fm")});
-  EXPECT_TRUE(interpreter.activeForms.empty());
-  EXPECT_DOUBLE_EQ(interpreter.state.ctm.e, 3);
-  EXPECT_EQ(ordinals.counted, 0u);
 }
 
 }  // namespace

@@ -1,5 +1,5 @@
-// Graphics and images of every page of the real-world corpus: no crash or
-// hang, entries inside their clip, and the drawn images as pdfimages sees
+// Text, graphics and images of every page of the real-world corpus: no crash
+// or hang, text items with their sources, graphics entries inside their clip, and the drawn images as pdfimages sees
 // them (object numbers per page, and the bytes of plain JPEG images).
 #include <gtest/gtest.h>
 
@@ -11,6 +11,7 @@
 
 #include "corpus/corpus_files.h"
 #include "pdf/content/graphics_entry.h"
+#include "pdf/content/text_entry.h"
 #include "pdf/model/document.h"
 #include "support/test_files.h"
 
@@ -44,6 +45,12 @@ TEST(CorpusGraphics, EveryPageOfEveryFile) {
     std::vector<std::uint32_t> images;
     for (std::uint32_t page = 0; page < document.pages.size(); ++page) {
       SCOPED_TRACE(page);
+      std::vector<TextEntry> items;
+      EXPECT_NE(document.extractText(page, items, nullptr), Error::InvalidArgument);
+      for (const TextEntry& item : items) {
+        ASSERT_FALSE(item.sources.empty());
+        ASSERT_LE(item.firstOperator, item.lastOperator);
+      }
       Error painted = document.extractGraphics(page, 0, entries);
       Error drawn = document.extractImages(page, images);
       ASSERT_NE(painted, Error::InvalidArgument);

@@ -5,7 +5,6 @@
 
 #include <filesystem>
 #include <map>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -293,7 +292,7 @@ TEST(TextDrawing, ARunOfAnEarlierSessionKeepsItsFontName) {
   EXPECT_EQ(itemTexts(*document.document, 0), (std::vector<std::string>{"Old", "AB"}));
 }
 
-TEST(TextDrawing, RefusalsAndContentWalk) {
+TEST(TextDrawing, Refusals) {
   auto loaded = threePages();
   ASSERT_EQ(loaded.result, Error::None);
   Document& document = *loaded.document;
@@ -307,48 +306,6 @@ TEST(TextDrawing, RefusalsAndContentWalk) {
   EXPECT_EQ(document.drawText(0, noGlyphs), Error::InvalidArgument);
   EXPECT_EQ(document.drawText(0, noFont), Error::InvalidArgument);
   EXPECT_EQ(document.objects.size(), objects);
-
-  // Arrays held by objects are followed once; anything else is kept as it is.
-  document.createObject(Value());  // 21
-  document.objects[21].value = Value::Array({Value::Reference(8, 0), Value::Reference(21, 0),
-                                             Value::Array({Value::Reference(99, 0)}), Value::Number(5)});
-  ValueArray out;
-  std::set<std::uint32_t> visited;
-  appendPageContent(document, Value::Array({Value::Reference(21, 0), Value::Reference(21, 0)}), out, visited);
-  std::vector<std::string> kinds;
-  for (const Value& v : out) kinds.push_back(v.isReference() ? std::to_string(v.objectNumber) : "number");
-  EXPECT_EQ(kinds, (std::vector<std::string>{"8", "99", "number"}));
-
-  // A chain of arrays deeper than any page needs ends the drawing.
-  Value chain = Value::Reference(8, 0);
-  for (int i = 0; i < 300; ++i) chain = Value::Array({chain});
-  out.clear();
-  try {
-    appendPageContent(document, chain, out, visited);
-    ADD_FAILURE() << "no exception";
-  } catch (const Exception& e) {
-    EXPECT_EQ(e.message(), "page content is too complex");
-  }
-}
-
-TEST(TextDrawing, ToUnicodeMap) {
-  const std::string head =
-      "/CIDInit /ProcSet findresource begin\n12 dict begin\nbegincmap\n"
-      "/CIDSystemInfo << /Registry (Adobe) /Ordering (UCS) /Supplement 0 >> def\n"
-      "/CMapName /ZopraToUnicode def\n/CMapType 2 def\n"
-      "1 begincodespacerange\n<0000> <FFFF>\nendcodespacerange\n";
-  const std::string tail = "endcmap\nCMapName currentdict /CMap defineresource pop\nend\nend\n";
-  EXPECT_EQ(makeToUnicode({{0x41, 0xE9}, {0xFFFF, 0x1F600}}),
-            head + "2 beginbfchar\n<0041> <00E9>\n<FFFF> <D83DDE00>\nendbfchar\n" + tail);
-  EXPECT_EQ(makeToUnicode({}), head + tail);
-  std::map<std::uint16_t, std::uint32_t> many;
-  for (std::uint16_t glyph = 1; glyph <= 250; ++glyph) many[glyph] = 0x4E00 + glyph;
-  const std::string text = makeToUnicode(many);
-  std::vector<std::string> blocks;
-  for (std::size_t at = text.find("beginbfchar"); at != std::string::npos; at = text.find("beginbfchar", at + 1)) {
-    blocks.push_back(text.substr(text.rfind('\n', at) + 1, at - text.rfind('\n', at) - 2));
-  }
-  EXPECT_EQ(blocks, (std::vector<std::string>{"100", "100", "50"}));
 }
 
 }  // namespace

@@ -1,60 +1,74 @@
+// Glyph names to Unicode, and the built-in widths of the standard fonts.
 #include <gtest/gtest.h>
 
+#include <string>
+
 #include "pdf/fonts/glyph_names.h"
+#include "pdf/fonts/standard_widths.h"
 
 namespace zopra::pdf {
 namespace {
 
-TEST(GlyphNames, UniAndUNames) {
-  EXPECT_EQ(glyphNameToUnicode("uni20AC"), 0x20ACu);
-  EXPECT_EQ(glyphNameToUnicode("uni00e9"), 0xE9u);
-  EXPECT_EQ(glyphNameToUnicode("uni00410042"), 0x41u);
-  EXPECT_EQ(glyphNameToUnicode("u1F600"), 0x1F600u);
-  EXPECT_EQ(glyphNameToUnicode("u10FFFF"), 0x10FFFFu);
-  EXPECT_EQ(glyphNameToUnicode("u110000"), 0u);
-  EXPECT_EQ(glyphNameToUnicode("u0041FFFFFFFFFFFF0041"), 0u);
-  EXPECT_EQ(glyphNameToUnicode("uniXYZW"), 0u);
-  // The u form needs at least five characters.
-  EXPECT_EQ(glyphNameToUnicode("u20AC"), 0x20ACu);
-  EXPECT_EQ(glyphNameToUnicode("u20A"), 0u);
-  // A capital U is not the u form but an unknown capital name.
-  EXPECT_EQ(glyphNameToUnicode("U20AC"), static_cast<std::uint32_t>('U'));
+TEST(GlyphNames, ToUnicode) {
+  const std::pair<const char*, std::uint32_t> cases[] = {
+      // uniXXXX takes the first four digits; uXXXX[XX] up to U+10FFFF.
+      {"uni20AC", 0x20AC}, {"uni00e9", 0xE9}, {"uni00410042", 0x41}, {"uniXYZW", 0},
+      {"u1F600", 0x1F600}, {"u10FFFF", 0x10FFFF}, {"u110000", 0}, {"u0041FFFFFFFFFFFF0041", 0},
+      {"u20AC", 0x20AC}, {"u20A", 0},
+      // The glyph list; an unknown capital name falls back to its letter.
+      {"A", 0x41}, {"z", 0x7A}, {"quotedblleft", 0x201C}, {"fi", 0xFB01}, {"ffl", 0xFB04},
+      {"Delta", 0x394}, {"a19", 0x2713}, {"space", 0x20}, {"comma", 0x2C}, {"grave", 0x60},
+      {"Eacute", 'E'}, {"U20AC", 'U'}, {"eacute", 0}, {"", 0}, {".notdef", 0},
+      // Suffixes go: after a dot, and one of the TeX size suffixes.
+      {"a.sc", 'a'}, {"ampersand.alt.2", 0x26}, {"parenleftbig", 0x28}, {"parenrightBigg", 0x29},
+      {"bracketleftbigg", 0x5B}, {"summationdisplay", 0x2211}, {"integraltext", 0x222B},
+      {"summationdisplay.sc", 0x2211}, {"alphascript", 0x3B1}, {"alphascriptscript", 0},
+      // A name no longer than the suffix keeps it; one character may remain.
+      {"text", 0}, {"Big", 'B'}, {"xbig", 'x'},
+  };
+  for (const auto& [name, codePoint] : cases) EXPECT_EQ(glyphNameToUnicode(name), codePoint) << name;
 }
 
-TEST(GlyphNames, TableAndFallbacks) {
-  EXPECT_EQ(glyphNameToUnicode("A"), 0x41u);
-  EXPECT_EQ(glyphNameToUnicode("z"), 0x7Au);
-  EXPECT_EQ(glyphNameToUnicode("quotedblleft"), 0x201Cu);
-  EXPECT_EQ(glyphNameToUnicode("fi"), 0xFB01u);
-  EXPECT_EQ(glyphNameToUnicode("ffl"), 0xFB04u);
-  EXPECT_EQ(glyphNameToUnicode("Delta"), 0x394u);
-  EXPECT_EQ(glyphNameToUnicode("a19"), 0x2713u);
-  EXPECT_EQ(glyphNameToUnicode("space"), 0x20u);
-  EXPECT_EQ(glyphNameToUnicode("comma"), 0x2Cu);
-  EXPECT_EQ(glyphNameToUnicode("grave"), 0x60u);
-  EXPECT_EQ(glyphNameToUnicode("Eacute"), static_cast<std::uint32_t>('E'));
-  EXPECT_EQ(glyphNameToUnicode("eacute"), 0u);
-  EXPECT_EQ(glyphNameToUnicode(""), 0u);
-  EXPECT_EQ(glyphNameToUnicode(".notdef"), 0u);
+FontInfo standardFont(const std::string& name) {
+  FontInfo font;
+  font.setBaseFont(name);
+  applyStandard14Widths(font);
+  return font;
 }
 
-TEST(GlyphNames, SuffixesAreRemoved) {
-  EXPECT_EQ(glyphNameToUnicode("a.sc"), static_cast<std::uint32_t>('a'));
-  EXPECT_EQ(glyphNameToUnicode("ampersand.alt.2"), 0x26u);
-  EXPECT_EQ(glyphNameToUnicode("parenleftbig"), 0x28u);
-  EXPECT_EQ(glyphNameToUnicode("parenrightBigg"), 0x29u);
-  EXPECT_EQ(glyphNameToUnicode("bracketleftbigg"), 0x5Bu);
-  EXPECT_EQ(glyphNameToUnicode("summationdisplay"), 0x2211u);
-  EXPECT_EQ(glyphNameToUnicode("integraltext"), 0x222Bu);
-  EXPECT_EQ(glyphNameToUnicode("summationdisplay.sc"), 0x2211u);
-  // Only one "script" goes, leaving an unknown name.
-  EXPECT_EQ(glyphNameToUnicode("alphascript"), 0x3B1u);
-  EXPECT_EQ(glyphNameToUnicode("alphascriptscript"), 0u);
-  // A name no longer than the suffix keeps it.
-  EXPECT_EQ(glyphNameToUnicode("text"), 0u);
-  EXPECT_EQ(glyphNameToUnicode("Big"), static_cast<std::uint32_t>('B'));
-  // Removing the suffix can leave a single character.
-  EXPECT_EQ(glyphNameToUnicode("xbig"), static_cast<std::uint32_t>('x'));
+TEST(StandardWidths, BuiltInMetrics) {
+  const struct {
+    const char* font;
+    std::uint32_t code;
+    double width;
+  } cases[] = {
+      {"Times-Roman", ' ', 250}, {"Times-Roman", '!', 333}, {"Times-Roman", '"', 408},
+      {"Times-Roman", '%', 833}, {"Times-Roman", '&', 778}, {"Times-Roman", '\'', 180},
+      {"Times-Roman", '~', 541}, {"Times-Roman", 31, 0}, {"Times-Roman", 127, 0},
+      {"Times-Bold", '%', 1000}, {"Times-Bold", 'A', 722}, {"Times-Bold", 'm', 833},
+      {"Times-Bold", '\'', 278}, {"Times-Italic", '\'', 214}, {"Times-BoldItalic", '@', 832},
+      {"Helvetica", ' ', 278}, {"Helvetica", '@', 1015}, {"Helvetica", 'i', 222},
+      {"Helvetica", '`', 333}, {"Helvetica", '~', 584}, {"Helvetica-Oblique", 'i', 222},
+      {"Helvetica-Bold", '!', 333}, {"Helvetica-Bold", '\'', 238}, {"Helvetica-Bold", 'i', 278},
+      {"Helvetica-BoldOblique", 'i', 278},
+      // Courier: every code, even outside ASCII, through the default width.
+      {"Courier", 32, 600}, {"Courier", 200, 600}, {"Courier-BoldOblique", 126, 600},
+      // Only the exact standard names qualify.
+      {"ABCDEF+Helvetica", 'i', 0}, {"Arial", 'i', 0}, {"", 'i', 0}, {"CourierNew", 200, 0},
+  };
+  for (const auto& c : cases) EXPECT_EQ(standardFont(c.font).width(c.code), c.width) << c.font << " " << c.code;
+  EXPECT_EQ(standardFont("Times-Roman").widths.codes().size(), 95u);
+  EXPECT_EQ(standardFont("Helvetica-BoldOblique").widths.codes(), standardFont("Helvetica-Bold").widths.codes());
+
+  // Widths the font dictionary gives win over the built-in ones.
+  FontInfo times;
+  times.setBaseFont("Times-Roman");
+  times.widths.set(65, 100);
+  times.widths.set(200, 450);
+  applyStandard14Widths(times);
+  EXPECT_EQ(times.width(65), 100);
+  EXPECT_EQ(times.width(66), 667);
+  EXPECT_EQ(times.width(200), 450);
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <sstream>
 #include <string>
 
 #include "pdf/model/error.h"
@@ -10,150 +11,111 @@ namespace {
 
 Bytes bytesOf(const std::string& text) { return Bytes(text.begin(), text.end()); }
 
-Value parse(const std::string& text, std::uint64_t* position = nullptr) {
+// A value as text: numbers bare, /names, (strings), refs as "N G R", arrays
+// and dictionaries in their brackets, keywords in braces.
+std::string describe(const Value& value) {
+  std::ostringstream out;
+  switch (value.kind) {
+    case Value::Kind::Null: out << "null"; break;
+    case Value::Kind::Boolean: out << (value.boolean ? "true" : "false"); break;
+    case Value::Kind::Number: out << value.number; break;
+    case Value::Kind::String: out << '(' << value.text << ')'; break;
+    case Value::Kind::Name: out << '/' << value.text; break;
+    case Value::Kind::Reference: out << value.objectNumber << ' ' << value.generation << " R"; break;
+    case Value::Kind::Keyword: out << '{' << value.text << '}'; break;
+    case Value::Kind::Array:
+      out << '[';
+      for (const Value& element : value.array) out << describe(element) << (&element == &value.array.back() ? "" : " ");
+      out << ']';
+      break;
+    case Value::Kind::Dictionary:
+      out << "<<";
+      for (const auto& [key, element] : value.dictionary) out << " /" << key << ' ' << describe(element);
+      out << " >>";
+      break;
+  }
+  return out.str();
+}
+
+// The first value of `text` and where the lexer stopped, or "!" and the error.
+std::string parse(const std::string& text) {
   Bytes data = bytesOf(text);
   Lexer lexer(data.data(), data.size());
-  Value value = lexer.value(0);
-  if (position) *position = lexer.position();
-  return value;
-}
-
-std::string errorOf(const std::string& text) {
   try {
-    parse(text);
+    Value value = lexer.value(0);
+    return describe(value) + " @" + std::to_string(lexer.position());
   } catch (const Exception& e) {
-    EXPECT_EQ(e.kind(), Error::Format);
-    return e.message();
+    return (e.kind() == Error::Format ? "!" : "!(other kind) ") + e.message();
   }
-  return "no error";
 }
 
-TEST(Lexer, NumbersAndReferences) {
-  std::uint64_t position = 0;
-  Value ref = parse("12 0 R", &position);
-  ASSERT_TRUE(ref.isReference());
-  EXPECT_EQ(ref.objectNumber, 12u);
-  EXPECT_EQ(ref.generation, 0u);
-  EXPECT_EQ(position, 6u);
-
-  Value notRef = parse("12 0 Rx", &position);
-  ASSERT_TRUE(notRef.isNumber());
-  EXPECT_EQ(notRef.number, 12);
-  EXPECT_EQ(position, 2u);
-
-  EXPECT_TRUE(parse("12 -1 R").isNumber());
-  Value fraction = parse("1.5 0 R", &position);
-  EXPECT_EQ(fraction.number, 1.5);
-  EXPECT_EQ(position, 3u);
-
-  EXPECT_EQ(parse("5.").number, 5);
-  EXPECT_EQ(parse(".5").number, 0.5);
-  EXPECT_EQ(parse("-.5").number, -0.5);
-  EXPECT_EQ(parse("+7").number, 7);
-  EXPECT_EQ(parse("4294967296 0 R").kind, Value::Kind::Number);
-  EXPECT_EQ(errorOf("-"), "invalid PDF number");
-  EXPECT_EQ(errorOf("+."), "invalid PDF number");
-  EXPECT_EQ(errorOf(std::string(400, '9')), "invalid PDF number");
+TEST(Lexer, Values) {
+  const std::pair<std::string, std::string> cases[] = {
+      // A reference needs two whole numbers and "R" standing alone.
+      {"12 0 R", "12 0 R @6"}, {"12 0 Rx", "12 @2"}, {"12 -1 R", "12 @2"}, {"1.5 0 R", "1.5 @3"},
+      {"4294967296 0 R", "4.29497e+09 @10"},
+      {"5.", "5 @2"}, {".5", "0.5 @2"}, {"-.5", "-0.5 @3"}, {"+7", "7 @2"},
+      {"-", "!invalid PDF number"}, {"+.", "!invalid PDF number"}, {std::string(400, '9'), "!invalid PDF number"},
+      // Literal strings: nesting, line continuations, octal and named escapes.
+      {"(a(b)c)", "(a(b)c) @7"}, {"(a\\\r\nb)", "(ab) @7"}, {"(a\\\nb)", "(ab) @6"},
+      {"(\\101\\60x\\777\\n\\q)", "(A0x\xFF\nq) @18"}, {"(\\0053)", "(\x05" "3) @7"},
+      {"(line\r\nkept)", "(line\r\nkept) @12"},
+      {"(abc", "!unterminated PDF string"}, {"(abc\\", "!unterminated PDF string"},
+      // Hex strings: white space skipped, an odd digit padded, may run to the end.
+      {"<41 42 4>", "(AB@) @9"}, {"<7>", "(p) @3"}, {"<4142", "(AB) @5"}, {"<", "() @1"},
+      {"<4G>", "!invalid PDF hex string"},
+      // Names: #xx only with two hex digits.
+      {"/A#20B", "/A B @6"}, {"/A#2", "/A#2 @4"}, {"/A#zzB", "/A#zzB @6"}, {"/", "/ @1"},
+      // Containers: the last of a repeated key wins; comments are white space.
+      {"<< /A 1 /B [true false null /N (s)] /A 2 % comment\n /C << >> >>",
+       "<< /A 2 /B [true false null /N (s)] /C << >> >> @63"},
+      {"endobj", "{endobj} @6"},
+      {"[1 2", "!unterminated PDF array"}, {"<< 1 2 >>", "!invalid PDF dictionary key"},
+      {"<< /A", "!unexpected end of PDF object"}, {"  % only a comment", "!unexpected end of PDF object"},
+      {")", "!expected a PDF token"}, {"}", "!expected a PDF token"},
+      // 101 arrays nest fine; the innermost of 102 is one too deep.
+      {std::string(101, '[') + std::string(101, ']'), std::string(101, '[') + std::string(101, ']') + " @202"},
+      {std::string(102, '[') + std::string(102, ']'), "!PDF object nesting is too deep"},
+      {std::string(100000, '['), "!PDF object nesting is too deep"},
+  };
+  for (const auto& [input, expected] : cases) EXPECT_EQ(parse(input), expected) << input;
 }
 
-TEST(Lexer, StringsAndNames) {
-  EXPECT_EQ(parse("(a(b)c)").text, "a(b)c");
-  EXPECT_EQ(parse("(a\\\r\nb)").text, "ab");
-  EXPECT_EQ(parse("(a\\\nb)").text, "ab");
-  EXPECT_EQ(parse("(\\101\\60x\\777\\n\\q)").text, std::string("A0x\xFF\nq"));
-  EXPECT_EQ(parse("(\\0053)").text, std::string("\x05" "3"));
-  EXPECT_EQ(parse("(line\r\nkept)").text, "line\r\nkept");
-  EXPECT_EQ(errorOf("(abc"), "unterminated PDF string");
-  EXPECT_EQ(errorOf("(abc\\"), "unterminated PDF string");
-
-  EXPECT_EQ(parse("<41 42 4>").text, std::string("AB\x40"));
-  EXPECT_EQ(parse("<7>").text, std::string("\x70"));
-  EXPECT_EQ(parse("<4142").text, "AB");
-  EXPECT_EQ(parse("<").text, "");
-  EXPECT_EQ(errorOf("<4G>"), "invalid PDF hex string");
-
-  EXPECT_EQ(parse("/A#20B").text, "A B");
-  EXPECT_EQ(parse("/A#2").text, "A#2");
-  EXPECT_EQ(parse("/A#zzB").text, "A#zzB");
-  EXPECT_EQ(parse("/").text, "");
-  EXPECT_TRUE(parse("/Name").isName("Name"));
-}
-
-TEST(Lexer, ContainersKeywordsAndErrors) {
-  Value dict = parse("<< /A 1 /B [true false null /N (s)] /A 2 % comment\n /C << >> >>");
-  ASSERT_TRUE(dict.isDictionary());
-  EXPECT_EQ(dict.find("A")->number, 2);
-  ASSERT_EQ(dict.find("B")->array.size(), 5u);
-  EXPECT_EQ(dict.find("B")->array[0].kind, Value::Kind::Boolean);
-  EXPECT_TRUE(dict.find("B")->array[2].isNull());
-  EXPECT_TRUE(dict.find("C")->isDictionary());
-  EXPECT_EQ(parse("endobj").kind, Value::Kind::Keyword);
-
-  EXPECT_EQ(errorOf("[1 2"), "unterminated PDF array");
-  EXPECT_EQ(errorOf("<< 1 2 >>"), "invalid PDF dictionary key");
-  EXPECT_EQ(errorOf("<< /A"), "unexpected end of PDF object");
-  EXPECT_EQ(errorOf("  % only a comment"), "unexpected end of PDF object");
-  EXPECT_EQ(errorOf(")"), "expected a PDF token");
-  EXPECT_EQ(errorOf("}"), "expected a PDF token");
-
-  // 101 arrays nest fine; the innermost of 102 is read at depth 101.
-  EXPECT_TRUE(parse(std::string(101, '[') + std::string(101, ']')).isArray());
-  EXPECT_EQ(errorOf(std::string(102, '[') + std::string(102, ']')),
-            "PDF object nesting is too deep");
-  EXPECT_EQ(errorOf(std::string(100000, '[')), "PDF object nesting is too deep");
-}
-
-bool parseObject(const std::string& text, Object& object, std::uint64_t& end) {
+// The object at offset 0 as "number generation stream? offset+length end",
+// or "no object".
+std::string parseObject(const std::string& text) {
   Bytes data = bytesOf(text);
-  return parseObjectAt(data, 0, object, end);
-}
-
-TEST(ParseObjectAt, HeadersAndEndobjWindow) {
   Object object;
   std::uint64_t end = 0;
-  ASSERT_TRUE(parseObject("7 3 obj\n<< /A 1 >>\nendobj\n", object, end));
-  EXPECT_EQ(object.number, 7u);
-  EXPECT_EQ(object.generation, 3u);
-  EXPECT_FALSE(object.isStream);
-  EXPECT_EQ(end, 25u);
-
-  EXPECT_FALSE(parseObject("0 0 obj\nnull\nendobj", object, end));
-  EXPECT_FALSE(parseObject("1 0 objx\nnull\nendobj", object, end));
-  EXPECT_FALSE(parseObject("1 0 obj\nnull\n", object, end));
-  EXPECT_FALSE(parseObject("1.5 0 obj null endobj", object, end));
-
-  // "endobj" may begin at most 64 bytes after the value.
-  EXPECT_TRUE(parseObject("1 0 obj null" + std::string(64, ' ') + "endobj", object, end));
-  EXPECT_FALSE(parseObject("1 0 obj null" + std::string(65, ' ') + "endobj", object, end));
-}
-
-TEST(ParseObjectAt, StreamLengths) {
-  Object object;
-  std::uint64_t end = 0;
-  // A direct Length is trusted even when "endstream" comes later.
-  std::string text = "1 0 obj\n<< /Length 10 >>\nstream\r\n0123456789AB\nendstream\nendobj\n";
-  ASSERT_TRUE(parseObject(text, object, end));
-  EXPECT_TRUE(object.isStream);
-  EXPECT_EQ(object.streamOffset, text.find("0123"));
-  EXPECT_EQ(object.streamLength, 10u);
-
-  // An indirect Length is measured by searching for "endstream", trimming line ends.
-  text = "2 0 obj\n<< /Length 5 0 R >>\nstream\nabc\r\n\r\nendstream endobj";
-  ASSERT_TRUE(parseObject(text, object, end));
-  EXPECT_EQ(object.streamLength, 3u);
-
-  // A Length past the end of the file falls back to the search as well.
-  text = "3 0 obj << /Length 99999 >> stream\rxyz\nendstream\nendobj";
-  ASSERT_TRUE(parseObject(text, object, end));
-  EXPECT_EQ(object.streamLength, 3u);
-  EXPECT_EQ(object.streamOffset, text.find("xyz"));
-
   try {
-    parseObject("4 0 obj << >> stream\nno end", object, end);
-    FAIL() << "expected an exception";
+    if (!parseObjectAt(data, 0, object, end)) return "no object";
   } catch (const Exception& e) {
-    EXPECT_EQ(e.message(), "unterminated PDF stream");
+    return "!" + e.message();
   }
+  std::string result = std::to_string(object.number) + " " + std::to_string(object.generation);
+  if (object.isStream) result += " stream " + std::to_string(object.streamOffset) + "+" + std::to_string(object.streamLength);
+  return result + " end " + std::to_string(end);
+}
+
+TEST(ParseObjectAt, HeadersStreamsAndEndobjWindow) {
+  const std::pair<std::string, std::string> cases[] = {
+      {"7 3 obj\n<< /A 1 >>\nendobj\n", "7 3 end 25"},
+      {"0 0 obj\nnull\nendobj", "no object"},
+      {"1 0 objx\nnull\nendobj", "no object"},
+      {"1 0 obj\nnull\n", "no object"},
+      {"1.5 0 obj null endobj", "no object"},
+      // "endobj" may begin at most 64 bytes after the value.
+      {"1 0 obj null" + std::string(64, ' ') + "endobj", "1 0 end 82"},
+      {"1 0 obj null" + std::string(65, ' ') + "endobj", "no object"},
+      // A direct Length is trusted even when "endstream" comes later.
+      {"1 0 obj\n<< /Length 10 >>\nstream\r\n0123456789AB\nendstream\nendobj\n", "1 0 stream 33+10 end 62"},
+      // An indirect Length is measured up to "endstream", without line ends.
+      {"2 0 obj\n<< /Length 5 0 R >>\nstream\nabc\r\n\r\nendstream endobj", "2 0 stream 35+3 end 58"},
+      // So is a Length past the end of the file.
+      {"3 0 obj << /Length 99999 >> stream\rxyz\nendstream\nendobj", "3 0 stream 35+3 end 55"},
+      {"4 0 obj << >> stream\nno end", "!unterminated PDF stream"},
+  };
+  for (const auto& [input, expected] : cases) EXPECT_EQ(parseObject(input), expected) << input;
 }
 
 }  // namespace

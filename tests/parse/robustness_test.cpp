@@ -1,63 +1,21 @@
-// Damaged variants of valid files must load or fail with an error kind, never
-// crash or hang (the sanitizer build turns memory faults into failures).
+// Structures far beyond any real document must load or fail with an error
+// kind, never crash or hang.
 #include <gtest/gtest.h>
-
-#include <random>
 
 #include "support/load_helpers.h"
 
 namespace zopra::pdf {
 namespace {
 
-std::string sample() {
-  test::PdfBuilder b = test::PdfBuilder::simple(
-      {"BT /F1 12 Tf 72 700 Td (Hello) Tj ET", "q 1 0 0 1 0 0 cm 0 0 10 10 re f Q"});
-  b.object(20, "<< /Type /ObjStm /N 1 /First 5 /Length 12 >>\nstream\n30 0 [1 (x)]\nendstream");
-  b.finishWithTable("/Root 1 0 R /Info << /Title (t) >>");
-  b.object(5, "<< /Length 7 0 R >>\nstream\nBT ET\nendstream");
-  b.object(7, "5");
-  b.finishWithXrefStream(21, "/Root 1 0 R");
-  return b.bytes();
-}
-
 void loadAndWalk(const std::string& bytes) {
   Document document;
-  Error result = document.load(test::writeTempFile("mutant.pdf", bytes));
+  Error result = document.load(test::writeTempFile("hostile-structure.pdf", bytes));
   ASSERT_LE(static_cast<int>(result), static_cast<int>(Error::Io));
-  if (result != Error::None) return;
-  // Lazy object loading may throw the engine's exception; nothing else may escape.
   for (const Page& page : document.pages) {
     try {
-      for (std::uint32_t number : document.pageContentObjects(page)) {
-        document.decodeStream(*document.object(number));
-      }
+      for (std::uint32_t number : document.pageContentObjects(page)) document.decodeStream(*document.object(number));
     } catch (const Exception&) {
     }
-  }
-}
-
-TEST(Robustness, TruncationsAndMutations) {
-  const std::string original = sample();
-  for (std::size_t length = 0; length < original.size(); length += 7) {
-    loadAndWalk(original.substr(0, length));
-  }
-  std::mt19937 random(12345);
-  const char* tokens[] = {"<<", ">>", "[", "]", "(", ")", "R", "obj", "endobj", "stream",
-                          "0", "-1", "99999999999", "/Length", "trailer", "xref", "%"};
-  for (int round = 0; round < 600; ++round) {
-    std::string bytes = original;
-    int edits = 1 + static_cast<int>(random() % 4);
-    for (int i = 0; i < edits; ++i) {
-      std::size_t at = random() % bytes.size();
-      switch (random() % 4) {
-        case 0: bytes[at] = static_cast<char>(random() & 0xFF); break;
-        case 1: bytes.erase(at, 1 + random() % 16); break;
-        case 2: bytes.insert(at, tokens[random() % std::size(tokens)]); break;
-        default: bytes.insert(at, bytes.substr(random() % bytes.size(), random() % 32)); break;
-      }
-      if (bytes.empty()) bytes = "%PDF-";
-    }
-    loadAndWalk(bytes);
   }
 }
 

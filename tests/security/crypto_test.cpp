@@ -48,93 +48,52 @@ std::string aesFailure(const Bytes& key, const Bytes& data, bool decrypt, bool r
   return "";
 }
 
-TEST(CryptoTest, Md5MatchesRfc1321Suite) {
-  EXPECT_EQ(md5(text("")), hex("d41d8cd98f00b204e9800998ecf8427e"));
-  EXPECT_EQ(md5(text("a")), hex("0cc175b9c0f1b6a831c399e269772661"));
-  EXPECT_EQ(md5(text("abc")), hex("900150983cd24fb0d6963f7d28e17f72"));
-  EXPECT_EQ(md5(text("message digest")), hex("f96b697d7cb7938d525a2f31aaf161d0"));
-  EXPECT_EQ(md5(text("abcdefghijklmnopqrstuvwxyz")), hex("c3fcd3d76192e4007dfb496cca67e13b"));
-  EXPECT_EQ(md5(text("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789")),
-            hex("d174ab98d277d9f5a5611c2c9f419d9f"));
-  EXPECT_EQ(md5(text("1234567890123456789012345678901234567890"
-                     "1234567890123456789012345678901234567890")),
-            hex("57edf4a22be3c955ac49da2e2107b67a"));
-}
-
-TEST(CryptoTest, Sha2MatchesFips180Examples) {
+TEST(CryptoTest, KnownAnswers) {
   const Bytes abc = text("abc");
-  const Bytes twoBlock256 = text("abcdbcdecdefdefgefghfghighijhijkijkljklmklmnlmnomnopnopq");
-  const Bytes twoBlock512 = text(
-      "abcdefghbcdefghicdefghijdefghijkefghijklfghijklmghijklmnhijklmnoijklmnopjklmnopqklmnopqrlmno"
-      "pqrs"
-      "mnopqrstnopqrstu");
-  EXPECT_EQ(sha256(abc), hex("ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad"));
-  EXPECT_EQ(sha256(twoBlock256),
-            hex("248d6a61d20638b8e5c026930c3e6039a33ce45964ff2167f6ecedd419db06c1"));
-  EXPECT_EQ(sha256(text("")),
-            hex("e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855"));
-
-  EXPECT_EQ(sha512(abc, true), hex("cb00753f45a35e8bb5a03d699ac65007272c32ab0eded163"
-                                   "1a8b605a43ff5bed8086072ba1e7cc2358baeca134c825a7"));
-  EXPECT_EQ(sha512(twoBlock512, true), hex("09330c33f71147e83d192fc782cd1b4753111b173b3b05d2"
-                                           "2fa08086e3b0f712fcc7c71a557e2db966c3e9fa91746039"));
-  EXPECT_EQ(sha512(abc, false),
-            hex("ddaf35a193617abacc417349ae20413112e6fa4e89a97ea20a9eeee64b55d39a"
-                "2192992a274fc1a836ba3c23a3feebbd454d4423643ce80e2a9ac94fa54ca49f"));
-  EXPECT_EQ(sha512(twoBlock512, false),
-            hex("8e959b75dae313da8cf4f72814fc143f8f7779c6eb9f7fa17299aeadb6889018"
-                "501d289e4900f7e4331b99dec4b5433ac7d329eeb6dd26545e96e55b874be909"));
-}
-
-TEST(CryptoTest, Rc4MatchesRfc6229AndIsItsOwnInverse) {
-  const Bytes zeros(16, 0);
-  EXPECT_EQ(rc4(hex("0102030405"), zeros), hex("b2396305f03dc027ccc3524a0a1118a8"));
-  EXPECT_EQ(rc4(hex("0102030405060708090a0b0c0d0e0f10"), zeros),
-            hex("9ac7cc9a609d1ef7b2932899cde41b97"));
-  const Bytes message = text("The quick brown fox jumps over the lazy dog");
-  const Bytes key = text("Key");
-  Bytes once = rc4(key, message);
-  EXPECT_NE(once, message);
-  EXPECT_EQ(rc4(key, once), message);
-}
-
-TEST(CryptoTest, SboxIsComputedAndInvertible) {
-  EXPECT_EQ(aesSbox(0x00), 0x63);
-  EXPECT_EQ(aesSbox(0x01), 0x7C);
-  EXPECT_EQ(aesSbox(0x53), 0xED);
-  EXPECT_EQ(aesSbox(0xFF), 0x16);
-  for (unsigned x = 0; x < 256; ++x) {
-    auto byte = static_cast<std::uint8_t>(x);
-    ASSERT_EQ(aesInverseSbox(aesSbox(byte)), byte) << x;
-  }
-}
-
-TEST(CryptoTest, AesCbcMatchesFips197AndSp80038a) {
-  // FIPS 197 appendix C single blocks (CBC with a zero IV is one ECB block).
-  const Bytes plainBlock = hex("00112233445566778899aabbccddeeff");
-  const Bytes key128 = hex("000102030405060708090a0b0c0d0e0f");
-  const Bytes key256 = hex("000102030405060708090a0b0c0d0e0f101112131415161718191a1b1c1d1e1f");
-  EXPECT_EQ(aesCbc(key128, plainBlock, {}, false, false), hex("69c4e0d86a7b0430d8cdb78070b4c55a"));
-  EXPECT_EQ(aesCbc(key256, plainBlock, {}, false, false), hex("8ea2b7ca516745bfeafc49904b496089"));
-  EXPECT_EQ(aesCbc(key256, hex("8ea2b7ca516745bfeafc49904b496089"), {}, true, false), plainBlock);
+  const Bytes twoBlock = text(
+      "abcdefghbcdefghicdefghijdefghijkefghijklfghijklmghijklmnhijklmnoijklmnopjklmnopqklmnopqrlmnopqrsmnopqrstnopqrstu");
+  const std::pair<Bytes, const char*> digests[] = {
+      {md5(text("")), "d41d8cd98f00b204e9800998ecf8427e"},
+      {md5(abc), "900150983cd24fb0d6963f7d28e17f72"},
+      {md5(text("12345678901234567890123456789012345678901234567890123456789012345678901234567890")),
+       "57edf4a22be3c955ac49da2e2107b67a"},
+      {sha256(abc), "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad"},
+      {sha256(text("abcdbcdecdefdefgefghfghighijhijkijkljklmklmnlmnomnopnopq")),
+       "248d6a61d20638b8e5c026930c3e6039a33ce45964ff2167f6ecedd419db06c1"},
+      {sha512(abc, true), "cb00753f45a35e8bb5a03d699ac65007272c32ab0eded1631a8b605a43ff5bed8086072ba1e7cc2358baeca134c825a7"},
+      {sha512(twoBlock, true),
+       "09330c33f71147e83d192fc782cd1b4753111b173b3b05d22fa08086e3b0f712fcc7c71a557e2db966c3e9fa91746039"},
+      {sha512(twoBlock, false),
+       "8e959b75dae313da8cf4f72814fc143f8f7779c6eb9f7fa17299aeadb6889018501d289e4900f7e4331b99dec4b5433ac7d329eeb6dd26545e96e55b874be909"},
+      // RFC 6229: the first bytes of the key stream.
+      {rc4(hex("0102030405"), Bytes(16, 0)), "b2396305f03dc027ccc3524a0a1118a8"},
+      {rc4(hex("0102030405060708090a0b0c0d0e0f10"), Bytes(16, 0)), "9ac7cc9a609d1ef7b2932899cde41b97"},
+      // FIPS 197 appendix C: single blocks (CBC with a zero IV is one ECB block).
+      {aesCbc(hex("000102030405060708090a0b0c0d0e0f"), hex("00112233445566778899aabbccddeeff"), {}, false, false),
+       "69c4e0d86a7b0430d8cdb78070b4c55a"},
+      {aesCbc(hex("000102030405060708090a0b0c0d0e0f101112131415161718191a1b1c1d1e1f"),
+              hex("8ea2b7ca516745bfeafc49904b496089"), {}, true, false),
+       "00112233445566778899aabbccddeeff"},
+  };
+  for (const auto& [actual, expected] : digests) EXPECT_EQ(actual, hex(expected)) << expected;
 
   // SP 800-38A F.2.1 to F.2.6: CBC-AES128 and CBC-AES256, both directions.
   const auto iv = ivOf("000102030405060708090a0b0c0d0e0f");
   const Bytes plain =
       hex("6bc1bee22e409f96e93d7e117393172a ae2d8a571e03ac9c9eb76fac45af8e51"
           "30c81c46a35ce411e5fbc1191a0a52ef f69f2445df4f9b17ad2b417be66c3710");
-  const Bytes spKey128 = hex("2b7e151628aed2a6abf7158809cf4f3c");
-  const Bytes cipher128 =
-      hex("7649abac8119b246cee98e9b12e9197d 5086cb9b507219ee95db113a917678b2"
-          "73bed6b8e3c1743b7116e69e22229516 3ff1caa1681fac09120eca307586e1a7");
-  const Bytes spKey256 = hex("603deb1015ca71be2b73aef0857d77811f352c073b6108d72d9810a30914dff4");
-  const Bytes cipher256 =
-      hex("f58c4c04d6e5f1ba779eabfb5f7bfbd6 9cfc4e967edb808d679f777bc6702c7d"
-          "39f23369a9d9bacfa530e26304231461 b2eb05e2c39be9fcda6c19078c6a9d1b");
-  EXPECT_EQ(aesCbc(spKey128, plain, iv, false, false), cipher128);
-  EXPECT_EQ(aesCbc(spKey128, cipher128, iv, true, false), plain);
-  EXPECT_EQ(aesCbc(spKey256, plain, iv, false, false), cipher256);
-  EXPECT_EQ(aesCbc(spKey256, cipher256, iv, true, false), plain);
+  const std::pair<Bytes, Bytes> keysAndCiphers[] = {
+      {hex("2b7e151628aed2a6abf7158809cf4f3c"),
+       hex("7649abac8119b246cee98e9b12e9197d 5086cb9b507219ee95db113a917678b2"
+           "73bed6b8e3c1743b7116e69e22229516 3ff1caa1681fac09120eca307586e1a7")},
+      {hex("603deb1015ca71be2b73aef0857d77811f352c073b6108d72d9810a30914dff4"),
+       hex("f58c4c04d6e5f1ba779eabfb5f7bfbd6 9cfc4e967edb808d679f777bc6702c7d"
+           "39f23369a9d9bacfa530e26304231461 b2eb05e2c39be9fcda6c19078c6a9d1b")},
+  };
+  for (const auto& [key, cipher] : keysAndCiphers) {
+    EXPECT_EQ(aesCbc(key, plain, iv, false, false), cipher);
+    EXPECT_EQ(aesCbc(key, cipher, iv, true, false), plain);
+  }
 }
 
 TEST(CryptoTest, AesCbcPaddingAndFailures) {

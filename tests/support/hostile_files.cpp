@@ -143,22 +143,18 @@ HostileFile manyOperators() {
 
 // No cross-reference data; thousands of "trailer" keywords, each followed by
 // a value that never ends, so that each read runs to the end of the file.
-HostileFile recoveryTrailers() {
-  std::string bytes = "%PDF-1.4\n1 0 obj << /Type /Catalog /Pages 2 0 R >> endobj\n"
-                      "2 0 obj << /Type /Pages /Kids [3 0 R] >> endobj\n"
-                      "3 0 obj << /Type /Page /MediaBox [0 0 10 10] >> endobj\n"
-                      "trailer << /Root 1 0 R >>\n";
-  bytes += repeat("trailer << /A [ ", 40000);
-  return readable("recovery-trailers", bytes);
-}
+// One page and a trailer, without cross-reference data.
+const char* const kNoTable = "%PDF-1.4\n1 0 obj << /Type /Catalog /Pages 2 0 R >> endobj\n"
+                             "2 0 obj << /Type /Pages /Kids [3 0 R] >> endobj\n"
+                             "3 0 obj << /Type /Page /MediaBox [0 0 10 10] >> endobj\n"
+                             "trailer << /Root 1 0 R >>\n";
+
+HostileFile recoveryTrailers() { return readable("recovery-trailers", kNoTable + repeat("trailer << /A [ ", 40000)); }
 
 // No cross-reference data; thousands of streams whose data never ends with
 // "endstream", each found by a search to the end of the file.
 HostileFile recoveryStreams() {
-  std::string bytes = "%PDF-1.4\n1 0 obj << /Type /Catalog /Pages 2 0 R >> endobj\n"
-                      "2 0 obj << /Type /Pages /Kids [3 0 R] >> endobj\n"
-                      "3 0 obj << /Type /Page /MediaBox [0 0 10 10] >> endobj\n"
-                      "trailer << /Root 1 0 R >>\n";
+  std::string bytes = kNoTable;
   for (int n = 10; n < 30000; ++n) {
     bytes += std::to_string(n) + " 0 obj << /Length 1 >> stream\nx\nendobj\n";
   }
