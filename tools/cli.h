@@ -72,11 +72,11 @@ typedef struct {
  * returns 1 when it did (advancing *i, `result` then EXIT_OK or a usage
  * error), 0 when argv[*i] is no page option. */
 int takePageOption(int argc, char** argv, int* i, int single, PageRange* range, int* result);
-/* The pages [first, last) (from 0) of a document of `count` pages. A last
- * page beyond the end is the end; a first page after it is reported for
- * `path` and gives EXIT_PAGE_RANGE. */
-int resolvePageRange(const char* path, const PageRange* range, uint32_t count, uint32_t* first,
-                     uint32_t* last);
+/* Opens `path` as openDocument does and gives the pages [first, last) (from
+ * 0) of `range` in it. A last page beyond the end is the end; a first page
+ * after it is reported and gives EXIT_PAGE_RANGE, with the handle released. */
+int openPages(const char* path, const PageRange* range, ZOPRADocumentLoader** loader, uint32_t* first,
+              uint32_t* last);
 
 /* EXIT_OK when `path` is a file that can be read; otherwise reports that it
  * is missing, a directory or unreadable and returns EXIT_NO_FILE. */

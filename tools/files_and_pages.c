@@ -31,8 +31,8 @@ int takePageOption(int argc, char** argv, int* i, int single, PageRange* range, 
   return 1;
 }
 
-int resolvePageRange(const char* path, const PageRange* range, uint32_t count, uint32_t* first,
-                     uint32_t* last) {
+static int resolvePageRange(const char* path, const PageRange* range, uint32_t count, uint32_t* first,
+                            uint32_t* last) {
   /* As pdftotext: a last page beyond the document means its end, but a first
    * page after that end is a mistake worth its own exit status. */
   unsigned long end = range->last == 0 || range->last > count ? count : range->last;
@@ -46,6 +46,20 @@ int resolvePageRange(const char* path, const PageRange* range, uint32_t count, u
   *first = (uint32_t)(start - 1);
   *last = (uint32_t)end;
   return EXIT_OK;
+}
+
+int openPages(const char* path, const PageRange* range, ZOPRADocumentLoader** loader, uint32_t* first,
+              uint32_t* last) {
+  uint32_t count = 0;
+  int result = openDocument(path, loader);
+  if (result != EXIT_OK) return result;
+  zopraDocumentLoaderGetPageCount(*loader, &count);
+  result = resolvePageRange(path, range, count, first, last);
+  if (result != EXIT_OK) {
+    zopraDocumentLoaderDestroy(*loader);
+    *loader = NULL;
+  }
+  return result;
 }
 
 int checkInputFile(const char* path) {

@@ -113,7 +113,6 @@ int runGraphics(int argc, char** argv) {
   int json = 0;
   ZOPRADocumentLoader* loader = NULL;
   ZOPRADocumentLoaderGraphicsInfo* slice;
-  uint32_t count = 0;
   uint32_t first;
   uint32_t last;
   uint32_t page;
@@ -133,14 +132,8 @@ int runGraphics(int argc, char** argv) {
     }
   }
   if (!path) return usageError("no file given", NULL);
-  result = openDocument(path, &loader);
+  result = openPages(path, &range, &loader, &first, &last);
   if (result != EXIT_OK) return result;
-  zopraDocumentLoaderGetPageCount(loader, &count);
-  result = resolvePageRange(path, &range, count, &first, &last);
-  if (result != EXIT_OK) {
-    zopraDocumentLoaderDestroy(loader);
-    return result;
-  }
   slice = malloc(sizeof *slice * RECORD_SLICE);
   if (!slice) {
     zopraDocumentLoaderDestroy(loader);

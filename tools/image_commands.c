@@ -225,7 +225,6 @@ int runImages(int argc, char** argv) {
   ImageOptions options;
   ZOPRADocumentLoader* loader = NULL;
   ObjectSet written = {NULL, 0, 0};
-  uint32_t count = 0;
   uint32_t page;
   uint32_t first;
   uint32_t last;
@@ -233,10 +232,8 @@ int runImages(int argc, char** argv) {
   int result = parseImageArguments(argc, argv, &options);
   if (result == EXIT_HELP_SHOWN) return EXIT_OK;
   if (result != EXIT_OK) return result;
-  result = openDocument(options.path, &loader);
+  result = openPages(options.path, &options.range, &loader, &first, &last);
   if (result != EXIT_OK) return result;
-  zopraDocumentLoaderGetPageCount(loader, &count);
-  result = resolvePageRange(options.path, &options.range, count, &first, &last);
   /* The folder itself is made, once the input is known to be good; its
    * parents must exist. */
   if (result == EXIT_OK && options.folder && mkdir(options.folder, 0777) != 0 && errno != EEXIST) {

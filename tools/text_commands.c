@@ -29,7 +29,6 @@ int runText(int argc, char** argv) {
   char* defaultOutput = NULL;
   const char* output;
   FILE* out;
-  uint32_t count = 0;
   uint32_t first;
   uint32_t last;
   uint32_t page;
@@ -60,11 +59,7 @@ int runText(int argc, char** argv) {
   }
   if (output[0] == '\0') result = usageError("empty output file name", NULL);
   if (result == EXIT_OK && strcmp(output, "-") != 0) result = refuseInputAsOutput(paths[0], output);
-  if (result == EXIT_OK) result = openDocument(paths[0], &loader);
-  if (result == EXIT_OK) {
-    zopraDocumentLoaderGetPageCount(loader, &count);
-    result = resolvePageRange(paths[0], &range, count, &first, &last);
-  }
+  if (result == EXIT_OK) result = openPages(paths[0], &range, &loader, &first, &last);
   /* The output is created only once the input is known to be good. */
   out = result == EXIT_OK ? openOutputFile(output) : NULL;
   if (result == EXIT_OK && !out) result = EXIT_WRITE_FAILED;
@@ -132,7 +127,6 @@ int runItems(int argc, char** argv) {
   PageRange range = {0, 0};
   int json = 0;
   ZOPRADocumentLoader* loader = NULL;
-  uint32_t count = 0;
   uint32_t first;
   uint32_t last;
   uint32_t page;
@@ -150,14 +144,8 @@ int runItems(int argc, char** argv) {
     }
   }
   if (!path) return usageError("no file given", NULL);
-  result = openDocument(path, &loader);
+  result = openPages(path, &range, &loader, &first, &last);
   if (result != EXIT_OK) return result;
-  zopraDocumentLoaderGetPageCount(loader, &count);
-  result = resolvePageRange(path, &range, count, &first, &last);
-  if (result != EXIT_OK) {
-    zopraDocumentLoaderDestroy(loader);
-    return result;
-  }
   progress = last - first > 1 && progressWanted(0);
   if (json) {
     fputs("{\"file\":", stdout);

@@ -105,16 +105,16 @@ static int parseItems(const char* text, uint32_t* page, uint32_t** items, uint32
 }
 
 /* Removes the chosen items of one page: "PAGE:I,J,...". */
-static int eraseItems(ZOPRADocumentLoader* loader, const char* input, const char* spec, uint32_t pages) {
+static int eraseItems(ZOPRADocumentLoader* loader, const char* input, const char* list, uint32_t pages) {
   uint32_t page = 0;
   uint32_t* items = NULL;
   uint32_t count = 0;
   uint32_t available = 0;
   int32_t status;
   uint32_t i;
-  if (!parseItems(spec, &page, &items, &count) || page >= pages) {
+  if (!parseItems(list, &page, &items, &count) || page >= pages) {
     free(items);
-    return usageError("not a PAGE:ITEM,... list of this document", spec);
+    return usageError("not a PAGE:ITEM,... list of this document", list);
   }
   status = zopraDocumentLoaderExtractPageText(loader, page);
   if (status == ZOPRA_STATUS_SUCCESS) status = zopraDocumentLoaderGetPageTextCount(loader, &available, page);
@@ -137,7 +137,7 @@ int runErase(int argc, char** argv) {
   const char* paths[2] = {NULL, NULL};
   const char* pageList = NULL;
   int pathCount = 0;
-  int itemSpecs = 0;
+  int itemLists = 0;
   ZOPRADocumentLoader* loader = NULL;
   unsigned char* chosen = NULL;
   uint32_t pages = 0;
@@ -153,7 +153,7 @@ int runErase(int argc, char** argv) {
       pageList = argv[++i];
     } else if (strcmp(argument, "--items") == 0 && i + 1 < argc) {
       ++i;
-      ++itemSpecs;
+      ++itemLists;
     } else if (argument[0] == '-' && argument[1] != '\0') {
       return usageError("unknown option", argument);
     } else if (pathCount == 2) {
@@ -173,7 +173,7 @@ int runErase(int argc, char** argv) {
   if (result == EXIT_OK && pageList && !parsePageList(pageList, chosen, pages)) {
     result = usageError("not a page list of this document", pageList);
   }
-  if (result == EXIT_OK && !pageList && itemSpecs == 0) memset(chosen, 1, pages);
+  if (result == EXIT_OK && !pageList && itemLists == 0) memset(chosen, 1, pages);
   for (page = 0; result == EXIT_OK && page < pages; ++page) {
     if (!chosen[page]) continue;
     int32_t status = zopraDocumentLoaderRemoveOriginalText(loader, page);
