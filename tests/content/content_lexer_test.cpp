@@ -48,7 +48,6 @@ TEST(ContentLexer, Tokens) {
       {"(\\0053)", std::string("(\x05" "3)")},
       {"(\\777)", "(\xFF)"},
       {"(a\\\nb)(a\\\r\nb)", "(ab) (ab)"},
-      {"(a\\\r\rb)", "(a\rb)"},
       {"(\\n\\r\\t\\b\\f)", "(\n\r\t\b\f)"},
       {"(\\(\\)\\\\\\q)", "(()\\q)"},
       {"(a\\", "(a\\)"},
@@ -56,7 +55,6 @@ TEST(ContentLexer, Tokens) {
       {"<48 65 6C6C 6F>", "(Hello)"},
       {"<ABC>", "(\xAB\xC0)"},
       {"<4G1>", "(A)"},
-      {"<>", "()"},
       {"<6162", "(ab)"},
       {"<41>x", "(A) {x}"},
       // Names: #xx escapes only with two hex digits; "/" alone is empty.
@@ -67,7 +65,6 @@ TEST(ContentLexer, Tokens) {
       {"- + . -.", "{-} {+} {.} {-.}"},
       {"1e5", "1 {e5}"},
       {"1.2.3", "1.2 0.3"},
-      {"-x", "{-} {x}"},
       {"-1" + std::string(400, '0'), "-inf"},
       {"0." + std::string(400, '0') + "1", "0"},
       // Arrays nest; dictionary markers and stray closers are keywords.
@@ -81,8 +78,6 @@ TEST(ContentLexer, Tokens) {
   for (const auto& [input, expected] : cases) EXPECT_EQ(describe(tokenize(input)), expected) << input;
 
   const std::pair<std::string, std::string> ranges[] = {
-      {"  (x)", "(x)@2-5"},
-      {"<6162", "(ab)@0-5"},
       {"/ /F1/F2(x)", "/@0-1 /F1@2-5 /F2@5-8 (x)@8-11"},
       {"5. 1.2.3", "5@0-2 1.2@3-6 0.3@6-8"},
       {"[1 [2] (x)]", "[1@1-2 [2@4-5]@3-6 (x)@7-10]@0-11"},
@@ -103,12 +98,6 @@ TEST(ContentLexer, Tokens) {
   last.text = "kept";
   EXPECT_FALSE(lexer.next(last));
   EXPECT_EQ(last.text, "kept");
-
-  std::string delimiters;
-  for (int byte = 0; byte < 256; ++byte) {
-    if (contentDelimiter(static_cast<unsigned char>(byte))) delimiters.push_back(static_cast<char>(byte));
-  }
-  EXPECT_EQ(delimiters, std::string("\x00\t\n\x0C\r %()/<>[]", 14));
 }
 
 TEST(ContentLexer, DeepArraysAreFlattenedBeyondTheLimit) {

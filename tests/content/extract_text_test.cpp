@@ -150,5 +150,29 @@ TEST_F(ExtractText, CreatedObjectsAreNotMistakenForCachedMissingFonts) {
   EXPECT_EQ(texts(entries), (std::vector<std::string>{"Z"}));
 }
 
+TEST_F(ExtractText, SavesPastTheKeptDepth) {
+  // Saves far past the kept depth stay paired with their restores: the text
+  // matrix set after them holds, the page-level transformation comes back;
+  // a long run of operands before one operator only needs the top ones. A
+  // form that saves without restoring leaves the page's state alone.
+  std::string saves, restores, operands;
+  for (int i = 0; i < 20000; ++i) saves += "q ", restores += "Q ";
+  for (int i = 0; i < 200000; ++i) operands += "1 ";
+  const std::pair<std::string, std::string> cases[] = {
+      {saves + "2 0 0 2 0 0 cm " + restores + "BT /F1 10 Tf 1 0 0 1 50 60 Tm (deep) Tj ET " + operands + "(last) Tj",
+       ""},
+      {"q 2 0 0 2 0 0 cm /Fm Do Q BT /F1 10 Tf 1 0 0 1 50 60 Tm (after) Tj ET", saves},
+  };
+  for (const auto& [content, form] : cases) {
+    PdfBuilder b = PdfBuilder::simple({content}, "[0 0 612 792]", "/XObject << /Fm 9 0 R >>");
+    b.stream(9, "/Type /XObject /Subtype /Form /BBox [0 0 10 10]", form);
+    b.finishWithTable("/Root 1 0 R");
+    auto entries = extract(b, "deep-saves.pdf");
+    ASSERT_FALSE(entries.empty());
+    EXPECT_DOUBLE_EQ(entries[0].e, 50);
+    EXPECT_DOUBLE_EQ(entries[0].f, 60);
+  }
+}
+
 }  // namespace
 }  // namespace zopra::pdf

@@ -292,21 +292,5 @@ TEST(TextDrawing, ARunOfAnEarlierSessionKeepsItsFontName) {
   EXPECT_EQ(itemTexts(*document.document, 0), (std::vector<std::string>{"Old", "AB"}));
 }
 
-TEST(TextDrawing, Refusals) {
-  auto loaded = threePages();
-  ASSERT_EQ(loaded.result, Error::None);
-  Document& document = *loaded.document;
-  const Document::DrawState good = prepared(document, "AB", writeFont("abc.ttf", abcFont()));
-  Document::DrawState noGlyphs = good;
-  noGlyphs.glyphs.clear();
-  Document::DrawState noFont = good;
-  noFont.font.reset();
-  const std::size_t objects = document.objects.size();
-  EXPECT_EQ(document.drawText(3, good), Error::InvalidArgument);
-  EXPECT_EQ(document.drawText(0, noGlyphs), Error::InvalidArgument);
-  EXPECT_EQ(document.drawText(0, noFont), Error::InvalidArgument);
-  EXPECT_EQ(document.objects.size(), objects);
-}
-
 }  // namespace
 }  // namespace zopra::pdf

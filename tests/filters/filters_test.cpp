@@ -38,9 +38,7 @@ TEST(Filters, EachDecoder) {
       {"flate of nothing", flateDecode, compressed({}), all, ""},
       {"no bytes at all", flateDecode, {}, all, ""},
       {"flate without checksum", flateDecode, Bytes(flate.begin(), flate.end() - 4), all, "!invalid Flate stream"},
-      {"flate cut after a byte", flateDecode, Bytes(flate.begin(), flate.begin() + 1), all, "!invalid Flate stream"},
       {"flate bad checksum", flateDecode, badChecksum, all, "!invalid Flate stream"},
-      {"not zlib", flateDecode, bytesOf("not zlib data"), all, "!invalid Flate stream"},
       {"flate at its limit", flateDecode, flate, large.size(), std::string(large.begin(), large.end())},
       {"flate past its limit", flateDecode, flate, large.size() - 1, "!decoded stream is too large"},
       // ASCIIHex: white space (NUL included) skipped, odd digit padded, ">" ends.
@@ -57,7 +55,6 @@ TEST(Filters, EachDecoder) {
       {"a85 single final digit", ascii85Decode, bytesOf("87cUR8~>"), all, "Hell"},
       {"a85 tilde ends", ascii85Decode, bytesOf("87cUR~}{"), all, "Hell"},
       {"a85 wraps", ascii85Decode, bytesOf("uuuuu"), all, "\x08\x78\x0E\xC4"},
-      {"a85 largest", ascii85Decode, bytesOf("s8W-!"), all, "\xFF\xFF\xFF\xFF"},
       {"a85 z inside a group", ascii85Decode, bytesOf("!!z"), all, "!invalid ASCII85 stream"},
       {"a85 digit out of range", ascii85Decode, bytesOf("87cv"), all, "!invalid ASCII85 stream"},
       {"a85 control byte", ascii85Decode, bytesOf("87\x01"), all, "!invalid ASCII85 stream"},
@@ -66,7 +63,6 @@ TEST(Filters, EachDecoder) {
       {"run length", runLengthDecode, Bytes{0x02, 'a', 'b', 'c', 0xFE, 'x', 0x80}, all, "abcxxx"},
       {"run length end", runLengthDecode, Bytes{0x00, 'a', 0x80, 0x00, 'b'}, all, "a"},
       {"run length longest repeat", runLengthDecode, Bytes{0x81, 'q'}, all, std::string(128, 'q')},
-      {"run length mixed", runLengthDecode, Bytes{0xFF, 'q', 0x01, 'r', 's'}, all, "qqrs"},
       {"run length short literal", runLengthDecode, Bytes{0x02, 'a', 'b'}, all, "!invalid RunLength stream"},
       {"run length repeat of nothing", runLengthDecode, Bytes{0x00, 'a', 0xFE}, all, "!invalid RunLength stream"},
       {"run length limit", runLengthDecode, Bytes{0x81, 'q'}, 127, "!decoded stream is too large"},
@@ -104,7 +100,6 @@ TEST(Filters, Predictors) {
   const Case cases[] = {
       // PNG: any of 10 to 15 means "PNG"; the row tags decide.
       {rows, layout(10, 1, 3), decoded},
-      {rows, layout(15, 1, 3), decoded},
       // With two bytes per pixel, "left" is two bytes back.
       {{1, 1, 2, 3, 4}, layout(12, 2, 2), {1, 2, 4, 6}},
       {{}, layout(12, 1, 4), ""},
@@ -114,14 +109,11 @@ TEST(Filters, Predictors) {
       {{1, 2, 3, 4, 10, 20, 30, 40, 7, 8}, layout(2, 2, 2), {1, 2, 4, 6, 10, 20, 40, 60, 7, 8}},
       {{200, 100, 1}, layout(2, 1, 2), {static_cast<char>(200), 44, 1}},
       {{1, 2, 3}, layout(2, 1, 4), {1, 2, 3}},
-      {{1, 2, 3}, layout(2, 3, 1), {1, 2, 3}},
       // Predictor 1 or less changes nothing, whatever the layout.
       {{0, 1, 2}, layout(1, 1, 1, 16), {0, 1, 2}},
-      {{0, 1, 2}, layout(-7, 0, 0, 3), {0, 1, 2}},
       {{0, 1, 2}, layout(12, 1, 2, 16), badLayout},
       {{0, 1, 2}, layout(2, 0, 2), badLayout},
       {{0, 1, 2}, layout(12, 1, 0), badLayout},
-      {{0, 1, 2}, layout(12, 1000000000000, 1000000000000), badLayout},
       {{0, 1, 2}, layout(2, 4, std::int64_t{1} << 62), badLayout},
       {{0, 1, 2}, layout(12, std::int64_t{1} << 62, 4), badLayout},
       // Layout errors come before an unknown predictor.
@@ -177,8 +169,6 @@ TEST(Filters, ChainsThroughTheStreamDictionary) {
       {"indirect array", {{"Filter", ref(3)}}, flateHello, "Hello"},
       {"A85 then RL", {{"Filter", filters({name("A85"), name("RL")})}}, bytesOf("!b#PJrciq~>"), "abcxxx"},
       {"unknown filter", {{"Filter", name("DCTDecode")}}, bytesOf("x"), "!unsupported PDF stream filter: DCTDecode"},
-      {"names are case sensitive", {{"Filter", name("flatedecode")}}, bytesOf("x"),
-       "!unsupported PDF stream filter: flatedecode"},
       {"LZW is not read", {{"Filter", name("LZWDecode")}}, bytesOf("x"), "!unsupported PDF stream filter: LZWDecode"},
       {"filter error", {{"Filter", name("AHx")}}, bytesOf("4x"), "!invalid ASCIIHex stream"},
       // DecodeParms: one dictionary for one filter, an array by index,
@@ -200,8 +190,6 @@ TEST(Filters, ChainsThroughTheStreamDictionary) {
       {"reference loop", {{"Filter", filters({name("AHx")})}, {"DecodeParms", Value::Array({ref(20)})}}, hexRows, rows},
       {"missing object", {{"Filter", filters({name("AHx")})}, {"DecodeParms", Value::Array({ref(99)})}}, hexRows, rows},
       {"Crypt has no predictor", {{"Filter", name("Crypt")}, {"DecodeParms", png(2)}}, bytesOf(rows), rows},
-      {"short array", {{"Filter", filters({name("Fl"), name("AHx")})}, {"DecodeParms", Value::Array({Value()})}},
-       flateHexRows, rows},
       {"Predictor that is no number",
        {{"Filter", name("AHx")}, {"DecodeParms", Value::Dictionary({{"Predictor", Value::String("12")}})}}, hexRows,
        rows},

@@ -16,8 +16,7 @@ TEST(GlyphNames, ToUnicode) {
       {"u1F600", 0x1F600}, {"u10FFFF", 0x10FFFF}, {"u110000", 0}, {"u0041FFFFFFFFFFFF0041", 0},
       {"u20AC", 0x20AC}, {"u20A", 0},
       // The glyph list; an unknown capital name falls back to its letter.
-      {"A", 0x41}, {"z", 0x7A}, {"quotedblleft", 0x201C}, {"fi", 0xFB01}, {"ffl", 0xFB04},
-      {"Delta", 0x394}, {"a19", 0x2713}, {"space", 0x20}, {"comma", 0x2C}, {"grave", 0x60},
+      {"A", 0x41}, {"quotedblleft", 0x201C}, {"ffl", 0xFB04}, {"Delta", 0x394}, {"a19", 0x2713},
       {"Eacute", 'E'}, {"U20AC", 'U'}, {"eacute", 0}, {"", 0}, {".notdef", 0},
       // Suffixes go: after a dot, and one of the TeX size suffixes.
       {"a.sc", 'a'}, {"ampersand.alt.2", 0x26}, {"parenleftbig", 0x28}, {"parenrightBigg", 0x29},
@@ -42,15 +41,10 @@ TEST(StandardWidths, BuiltInMetrics) {
     std::uint32_t code;
     double width;
   } cases[] = {
-      {"Times-Roman", ' ', 250}, {"Times-Roman", '!', 333}, {"Times-Roman", '"', 408},
-      {"Times-Roman", '%', 833}, {"Times-Roman", '&', 778}, {"Times-Roman", '\'', 180},
-      {"Times-Roman", '~', 541}, {"Times-Roman", 31, 0}, {"Times-Roman", 127, 0},
-      {"Times-Bold", '%', 1000}, {"Times-Bold", 'A', 722}, {"Times-Bold", 'm', 833},
-      {"Times-Bold", '\'', 278}, {"Times-Italic", '\'', 214}, {"Times-BoldItalic", '@', 832},
-      {"Helvetica", ' ', 278}, {"Helvetica", '@', 1015}, {"Helvetica", 'i', 222},
-      {"Helvetica", '`', 333}, {"Helvetica", '~', 584}, {"Helvetica-Oblique", 'i', 222},
-      {"Helvetica-Bold", '!', 333}, {"Helvetica-Bold", '\'', 238}, {"Helvetica-Bold", 'i', 278},
-      {"Helvetica-BoldOblique", 'i', 278},
+      {"Times-Roman", ' ', 250}, {"Times-Roman", '\'', 180}, {"Times-Roman", '~', 541},
+      {"Times-Roman", 31, 0}, {"Times-Roman", 127, 0}, {"Times-Bold", '%', 1000},
+      {"Times-Italic", '\'', 214}, {"Times-BoldItalic", '@', 832}, {"Helvetica", '@', 1015},
+      {"Helvetica-Oblique", 'i', 222}, {"Helvetica-Bold", '\'', 238}, {"Helvetica-BoldOblique", 'i', 278},
       // Courier: every code, even outside ASCII, through the default width.
       {"Courier", 32, 600}, {"Courier", 200, 600}, {"Courier-BoldOblique", 126, 600},
       // Only the exact standard names qualify.

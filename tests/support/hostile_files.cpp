@@ -353,6 +353,38 @@ HostileFile millionPagesDeclared() {
   return readable("million-pages-declared", b.bytes());
 }
 
+// A page tree nested five thousand levels deep: the page lies below the
+// depth the walk goes to.
+HostileFile deepPageTree() {
+  std::string bytes = "%PDF-1.4\n1 0 obj << /Type /Catalog /Pages 2 0 R >> endobj\n";
+  for (int i = 2; i < 5000; ++i) {
+    bytes += std::to_string(i) + " 0 obj << /Kids [" + std::to_string(i + 1) + " 0 R] /MediaBox [0 0 1 1] >> endobj\n";
+  }
+  return file("deep-page-tree", bytes + "5000 0 obj << /Type /Page >> endobj\ntrailer << /Root 1 0 R >>\n",
+              kOtherError, "PDF contains no pages");
+}
+
+// Content streams whose Length names the next stream, three thousand long.
+HostileFile lengthChain() {
+  std::string bytes = kNoTable;
+  bytes.replace(bytes.find("/MediaBox"), 0, "/Contents 10 0 R ");
+  for (int i = 10; i < 3000; ++i) {
+    bytes += std::to_string(i) + " 0 obj << /Length " + std::to_string(i + 1) + " 0 R >> stream\nx\nendstream endobj\n";
+  }
+  return readable("length-chain", bytes);
+}
+
+// Object headers every few bytes, each opening a string that never ends.
+HostileFile unendingStrings() {
+  return file("unending-strings", "%PDF-1.4\n" + repeat("1 0 obj (", 40000), kOtherError, "PDF has no indirect objects");
+}
+
+// A catalog that is a reference loop.
+HostileFile referenceLoop() {
+  return file("reference-loop", "%PDF-1.4\n1 0 obj 2 0 R endobj 2 0 obj 1 0 R endobj trailer << /Root 1 0 R >>",
+              kOtherError, "PDF page tree was not found");
+}
+
 }  // namespace
 
 std::string deflate(const std::string& data) {
@@ -400,7 +432,8 @@ std::vector<HostileFile> hostileFiles() {
           identityFonts(),    sharedToUnicode(),   objectStreamBombs(), predictorRows(),
           crossReferenceEntries(), crossReferenceIndex(), contentBomb(), hugeLength(),
           nestedArrays(),     manySaves(),         fontProgramBomb(), millionPagesDeclared(),
-          graphicsEntries()};
+          graphicsEntries(),  deepPageTree(),      lengthChain(),     unendingStrings(),
+          referenceLoop()};
 }
 
 }  // namespace zopra::test

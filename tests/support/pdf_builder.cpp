@@ -62,12 +62,7 @@ std::size_t PdfBuilder::finishWithTable(const std::string& trailerEntries,
                          generations_[number], 'n');
     }
   }
-  out_ += "trailer\n<< /Size " + std::to_string(size);
-  if (options.prevOverride >= 0) {
-    out_ += " /Prev " + std::to_string(options.prevOverride);
-  } else if (options.linkPrevious && lastXref_ >= 0) {
-    out_ += " /Prev " + std::to_string(lastXref_);
-  }
+  out_ += "trailer\n<< /Size " + std::to_string(size) + previous();
   out_ += " " + trailerEntries + " >>\nstartxref\n" +
           std::to_string(static_cast<long long>(xrefOffset) + options.startxrefAdjust) +
           "\n%%EOF\n";
@@ -111,13 +106,8 @@ std::size_t PdfBuilder::finishWithXrefStream(std::uint32_t number,
     }
     index += "]";
   }
-  std::string entries = "/Type /XRef /Size " + std::to_string(size) + " /W [1 4 2]" + index;
-  if (options.prevOverride >= 0) {
-    entries += " /Prev " + std::to_string(options.prevOverride);
-  } else if (options.linkPrevious && lastXref_ >= 0) {
-    entries += " /Prev " + std::to_string(lastXref_);
-  }
-  entries += " " + trailerEntries;
+  std::string entries =
+      "/Type /XRef /Size " + std::to_string(size) + " /W [1 4 2]" + index + previous() + " " + trailerEntries;
   generations_[number] = 0;
   out_ += std::to_string(number) + " 0 obj\n<< " + entries + " /Length " +
           std::to_string(data.size()) + " >>\nstream\n" + data + "\nendstream\nendobj\n";
@@ -129,14 +119,18 @@ std::size_t PdfBuilder::finishWithXrefStream(std::uint32_t number,
   return xrefOffset;
 }
 
+std::string PdfBuilder::previous() const {
+  return lastXref_ < 0 ? "" : " /Prev " + std::to_string(lastXref_);
+}
+
 void PdfBuilder::finishWithoutXref() { out_ += "%%EOF\n"; }
 
 std::string PdfBuilder::write(const std::string& name) const {
   return writeTempFile(name, out_);
 }
 
-PdfBuilder PdfBuilder::simple(const std::vector<std::string>& pageContents,
-                              const std::string& mediaBox) {
+PdfBuilder PdfBuilder::simple(const std::vector<std::string>& pageContents, const std::string& mediaBox,
+                              const std::string& resources) {
   PdfBuilder b;
   std::string kids;
   for (std::size_t i = 0; i < pageContents.size(); ++i) {
@@ -149,7 +143,7 @@ PdfBuilder PdfBuilder::simple(const std::vector<std::string>& pageContents,
   for (std::size_t i = 0; i < pageContents.size(); ++i) {
     auto page = static_cast<std::uint32_t>(4 + 2 * i);
     b.object(page, "<< /Type /Page /Parent 2 0 R /MediaBox " + mediaBox +
-                       " /Resources << /Font << /F1 3 0 R >> >> /Contents " +
+                       " /Resources << /Font << /F1 3 0 R >> " + resources + " >> /Contents " +
                        std::to_string(page + 1) + " 0 R >>");
     b.stream(page + 1, "", pageContents[i]);
   }

@@ -15,10 +15,6 @@ struct XrefOptions {
   long long offsetAdjust = 0;
   // Added to the number written after "startxref".
   long long startxrefAdjust = 0;
-  // Link this section to the previous one with "Prev" (when there is one).
-  bool linkPrevious = true;
-  // Write a Prev entry pointing at this offset instead (for loops).
-  long long prevOverride = -1;
 };
 
 class PdfBuilder {
@@ -51,12 +47,16 @@ class PdfBuilder {
   std::string write(const std::string& name) const;
 
   // A catalog (1), a page tree (2) and one page per entry of `pageContents`
-  // (objects from 3 on, each followed by its content stream), with a Helvetica
-  // font F1. `mediaBox` is written as given.
+  // (objects from 4 on, each followed by its content stream), with a Helvetica
+  // font F1 (3) and `resources` added to each page's resource dictionary.
+  // `mediaBox` is written as given.
   static PdfBuilder simple(const std::vector<std::string>& pageContents,
-                           const std::string& mediaBox = "[0 0 612 792]");
+                           const std::string& mediaBox = "[0 0 612 792]", const std::string& resources = "");
 
  private:
+  // " /Prev <offset>" linking a revision to the one before it, if any.
+  std::string previous() const;
+
   std::string out_;
   std::map<std::uint32_t, std::size_t> offsets_;         // all revisions
   std::map<std::uint32_t, std::size_t> revisionOffsets_;  // current revision
