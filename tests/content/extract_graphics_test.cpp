@@ -132,17 +132,11 @@ TEST(ExtractGraphics, HandMadePages) {
       {"image placed by cm", "q 100 0 0 50 20 30 cm /Im Do Q", 0,
        {{.type = GraphicsEntry::kImage, .bounds = {20, 30, 100, 50}, .start = {20, 30},
          .end = {120, 80}, .flags = "-c--", .objectNumber = kImage}}},
-      {"mirrored image, partly outside the page", "q -100 0 0 50 650 30 cm /Im Do Q", 0,
-       {{.type = GraphicsEntry::kImage, .bounds = {550, 30, 62, 50}, .start = {550, 30},
-         .end = {650, 80}, .flags = "-c--", .objectNumber = kImage}}},
       {"image cut by the clip, image outside it",
        "q 0 0 100 100 re W n q 200 0 0 50 50 30 cm /Im Do Q 10 0 0 10 300 300 cm /Im Do Q", 0,
        {{.type = GraphicsEntry::kImage, .bounds = {50, 30, 50, 50}, .start = {50, 30},
          .end = {250, 80}, .flags = "-c--", .clip = {0, 0, 100, 100},
          .objectNumber = kImage}}},
-      {"minimum size for images", "q 3 0 0 100 0 0 cm /Im Do Q q 3 0 0 4 10 10 cm /Im Do Q", 5,
-       {{.type = GraphicsEntry::kImage, .bounds = {0, 0, 3, 100}, .start = {0, 0},
-         .end = {3, 100}, .flags = "-c--", .objectNumber = kImage}}},
       {"n paints nothing",
        "0 0 100 100 re n 0 0 m 50 0 l 5 5 m 6 6 l n", 0, {}},
   };
@@ -171,23 +165,6 @@ TEST(ExtractGraphics, HandMadePages) {
       EXPECT_EQ(actual.objectNumber, expected.objectNumber);
     }
   }
-}
-
-TEST(ExtractGraphics, ImagesAndPageIndex) {
-  test::Loaded loaded = test::loadBuilder(
-      page("/Im Do q 0 0 10 10 re W n 10 0 0 10 300 300 cm /Im Do Q BI /W 1 /H 1 /CS /G /BPC 8 "
-           "ID \x80 EI"),
-      "images.pdf");
-  ASSERT_EQ(loaded.result, Error::None);
-  // A clipped-away image is still drawn; an inline image is not listed.
-  std::vector<std::uint32_t> images{99};
-  ASSERT_EQ(loaded->extractImages(0, images), Error::None);
-  EXPECT_EQ(images, (std::vector<std::uint32_t>{kImage, kImage}));
-  std::vector<GraphicsEntry> entries(2);
-  EXPECT_EQ(loaded->extractGraphics(1, 0, entries), Error::InvalidArgument);
-  EXPECT_EQ(entries.size(), 2u);
-  EXPECT_EQ(loaded->extractImages(1, images), Error::InvalidArgument);
-  EXPECT_EQ(images.size(), 2u);
 }
 
 }  // namespace

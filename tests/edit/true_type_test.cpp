@@ -95,29 +95,6 @@ TEST(TrueType, StructuralFaults) {
   for (const auto& c : cases) EXPECT_EQ(loadError(c.file), c.message) << c.name;
 }
 
-TEST(TrueType, CmapChoice) {
-  // A subtable that maps 'A' to `glyph`, in format 12 or format 4.
-  const auto a = [](std::uint32_t glyph, bool wide) {
-    return wide ? format12({{0x41, 0x41, glyph}})
-                : format4({{0x41, 0x41, (glyph - 0x41) & 0xFFFF, {}}, {0xFFFF, 0xFFFF, 1, {}}});
-  };
-  const struct {
-    std::vector<Subtable> subtables;
-    std::uint16_t glyphOfA;
-  } cases[] = {
-      {{{3, 1, a(10, false)}, {3, 10, a(20, true)}}, 20},
-      {{{3, 10, a(20, true)}, {3, 1, a(10, false)}}, 20},
-      {{{3, 1, a(10, false)}, {3, 10, a(11, false)}}, 10},
-      {{{0, 3, a(10, false)}, {3, 1, a(11, false)}}, 11},
-      {{{0, 4, a(10, true)}, {3, 10, a(11, true)}, {0, 6, a(12, true)}}, 11},
-      {{{1, 0, a(9, false)}, {0, 4, a(10, true)}, {3, 1, a(11, false)}}, 10},
-  };
-  for (const auto& c : cases) {
-    EXPECT_EQ(TrueType(fontFile(tables(cmap(c.subtables)))).glyph(0x41), c.glyphOfA)
-        << c.subtables.front().platform << "," << c.subtables.front().encoding;
-  }
-}
-
 TEST(TrueType, Format4Lookups) {
   std::string subtable = format4({{0x20, 0x7E, 0xFFE3, {}},      // delta -29
                                   {0x100, 0x102, 5, {7, 0, 9}},  // through the glyph array
@@ -132,17 +109,6 @@ TEST(TrueType, Format4Lookups) {
   for (const auto& [codepoint, glyph] : expected) {
     EXPECT_EQ(font.glyph(codepoint), glyph) << codepoint;
     EXPECT_EQ(odd.glyph(codepoint), glyph) << codepoint;
-  }
-
-  // A subtable cut after its format field: the map fails on use, except for
-  // code points it cannot hold, which are answered without reading it.
-  const TrueType cut(fontFile(tables(cmap({{3, 1, std::string("\x00\x04", 2)}}))));
-  EXPECT_EQ(cut.glyph(0x1F600), 0);
-  try {
-    cut.glyph(0x41);
-    ADD_FAILURE() << "no exception";
-  } catch (const Exception& e) {
-    EXPECT_EQ(e.message(), "truncated TrueType font");
   }
 }
 

@@ -1,9 +1,7 @@
-// Character codes to Unicode through a font, and the cutting of shown
-// strings into codes.
+// Character codes to Unicode through a font.
 #include <gtest/gtest.h>
 
 #include <memory>
-#include <string_view>
 #include <vector>
 
 #include "pdf/fonts/font_info.h"
@@ -65,46 +63,6 @@ TEST(FontMap, PrecedenceAndFallbacks) {
   for (const auto& c : cases) {
     EXPECT_EQ(c.font.map(c.length, c.code), c.expected) << c.font.baseFont << " " << c.length << " " << c.code;
   }
-}
-
-std::vector<std::pair<std::uint32_t, std::uint32_t>> cut(const FontInfo& font, std::string_view bytes,
-                                                        std::size_t position = 0) {
-  std::vector<std::pair<std::uint32_t, std::uint32_t>> codes;
-  std::uint32_t length = 0;
-  while (position < bytes.size()) {
-    const std::uint32_t code = font.nextCode(bytes, position, length);
-    codes.emplace_back(length, code);
-  }
-  return codes;
-}
-
-TEST(FontNextCode, CodeSpaces) {
-  // A Shift-JIS-like code space: ASCII and half-width katakana take one
-  // byte, the kanji lead bytes start two-byte codes.
-  FontInfo sjis;
-  sjis.composite = true;
-  sjis.codeLengths = {2, 1};
-  sjis.codeSpace = {{1, 0x00, 0x80}, {2, 0x8140, 0x9FFC}, {1, 0xA0, 0xDF}, {2, 0xE040, 0xFCFC}, {1, 0xFD, 0xFF}};
-  EXPECT_EQ(cut(sjis, std::string_view("A\x82\xA0\xB1\xE0\x40\xFE\xFC\xFD\x82", 10)),
-            (std::vector<std::pair<std::uint32_t, std::uint32_t>>{
-                {1, 0x41}, {2, 0x82A0}, {1, 0xB1}, {2, 0xE040}, {1, 0xFE},
-                // No range holds 0xFC or 0xFCFD: the first code length applies.
-                {2, 0xFCFD},
-                // A lead byte at the end takes what is left.
-                {1, 0x82}}));
-  // Without a code space: the font's code length, or one byte for simple fonts.
-  FontInfo composite;
-  composite.composite = true;
-  composite.codeLengths = {2};
-  EXPECT_EQ(cut(composite, std::string_view("\x01\x02\x03", 3)),
-            (std::vector<std::pair<std::uint32_t, std::uint32_t>>{{2, 0x0102}, {1, 0x03}}));
-  EXPECT_EQ(cut(FontInfo(), std::string_view("\x01\x02\x03", 3), 1),
-            (std::vector<std::pair<std::uint32_t, std::uint32_t>>{{1, 0x02}, {1, 0x03}}));
-  // A four-byte range wins only when the shorter lengths match nothing.
-  FontInfo wide;
-  wide.codeSpace = {{4, 0x00010000, 0x0001FFFF}, {1, 0x20, 0x7E}};
-  EXPECT_EQ(cut(wide, std::string_view("\x00\x01\xF6\x00Z", 5)),
-            (std::vector<std::pair<std::uint32_t, std::uint32_t>>{{4, 0x1F600}, {1, 'Z'}}));
 }
 
 }  // namespace

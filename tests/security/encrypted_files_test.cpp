@@ -152,10 +152,7 @@ TEST(EncryptedFilesTest, QpdfEncryptedCopiesReadLikeThePlainFile) {
       {"r5-owner", "--encrypt user '' 256 --force-R5 --allow-insecure --", 5, aes256, aes256, true},
       {"r6-owner", "--encrypt user '' 256 --allow-insecure --", 6, aes256, aes256, true},
       {"r4-owner", "--encrypt user '' 128 --use-aes=y --", 0, none, none, true},
-      {"r2-user", "--encrypt user own 40 --", 0, none, none, true},
-      {"r3-user", "--encrypt user own 128 --use-aes=n --", 0, none, none, true},
       {"r4-user", "--encrypt user own 128 --use-aes=y --", 0, none, none, true},
-      {"r5-user", "--encrypt user own 256 --force-R5 --", 0, none, none, true},
       {"r6-user", "--encrypt user own 256 --", 0, none, none, true},
   };
   for (const Variant& variant : variants) {

@@ -131,25 +131,6 @@ TEST(SecurityHandlerTest, DamagedDictionariesAreRecordedNotThrown) {
   EXPECT_EQ(indirect.encryption.dictionaryObject, 7u);
 }
 
-TEST(SecurityHandlerTest, KeyLengthFollowsLengthEntry) {
-  struct Case {
-    int revision;
-    double length;  // 0: no Length entry
-    std::size_t keyBytes;
-  };
-  for (const Case& c : {Case{2, 0, 5}, Case{3, 40, 5}, Case{3, 56, 7}, Case{3, 0, 16},
-                        Case{4, 256, 16}, Case{3, 32, 5}}) {
-    ValueDictionary extra;
-    if (c.length != 0) extra["Length"] = Value::Number(c.length);
-    Document document;
-    withEncrypt(document, Value::Dictionary(acceptingDictionary(c.revision, c.keyBytes, extra)));
-    ASSERT_EQ(document.configureEncryption(), Error::None) << c.revision << " " << c.length;
-    EXPECT_EQ(document.encryption.key, emptyPasswordKey(c.revision, c.keyBytes, -3904));
-    EXPECT_EQ(document.encryption.streamCipher, Cipher::Rc4);
-    EXPECT_EQ(document.encryption.stringCipher, Cipher::Rc4);
-  }
-}
-
 TEST(SecurityHandlerTest, CryptFiltersChooseCiphersOnlyForVersion4) {
   auto filters = [](Value method) {
     ValueDictionary filter = {{"Type", Value::Name("CryptFilter")}};

@@ -59,18 +59,10 @@ PdfBuilder onePage(const std::string& contentObject, const std::string& resource
 }
 
 HostileFile file(std::string name, const std::string& bytes, int openStatus, std::string openMessage,
-                 int pageStatus = kSuccess, std::string pageMessage = "") {
-  HostileFile f;
-  f.name = std::move(name);
-  f.bytes = bytes;
-  f.openStatus = openStatus;
-  f.openMessage = std::move(openMessage);
-  f.pageStatus = pageStatus;
-  f.pageMessage = std::move(pageMessage);
+                 int pageStatus = kSuccess, const std::string& pageMessage = "") {
   // Graphics run the same content with the same budgets.
-  f.graphicsStatus = f.pageStatus;
-  f.graphicsMessage = f.pageMessage;
-  return f;
+  return {std::move(name), bytes,       openStatus, pageStatus, pageMessage,
+          pageStatus,      pageMessage, std::move(openMessage)};
 }
 
 HostileFile readable(std::string name, const std::string& bytes) {
