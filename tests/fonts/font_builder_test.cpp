@@ -98,10 +98,6 @@ TEST(FontBuilder, SimpleFontWidths) {
   FontInfo noDescriptor = doc.build({{"Widths", Value::Array({number(1), number(2)})}});
   EXPECT_EQ(noDescriptor.widths.codes(), (std::map<std::uint32_t, double>{{0, 1}, {1, 2}}));
   EXPECT_DOUBLE_EQ(noDescriptor.width(5), 0);
-
-  FontInfo negative = doc.build({{"FirstChar", number(-1)},
-                                 {"Widths", Value::Array({number(1), number(2)})}});
-  EXPECT_EQ(negative.widths.codes(), (std::map<std::uint32_t, double>{{0, 2}}));
 }
 
 TEST(FontBuilder, CompositeWidths) {
@@ -236,12 +232,6 @@ TEST(FontBuilder, DifferencesAndType1BuiltInEncoding) {
   EXPECT_EQ(font.codeToUnicode.at(66), glyphNameToUnicode("Z"));
   EXPECT_EQ(font.codeToUnicode.at(67), glyphNameToUnicode("C"));
   EXPECT_TRUE(font.encodingName.empty());
-
-  // A named encoding is kept as written.
-  FontInfo named = doc.build({{"Encoding", name("WinAnsiEncoding")}});
-  EXPECT_EQ(named.encodingName, "WinAnsiEncoding");
-  EXPECT_FALSE(named.predefined);
-  EXPECT_TRUE(named.codeToUnicode.empty());
 }
 
 }  // namespace
