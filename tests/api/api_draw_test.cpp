@@ -87,6 +87,15 @@ TEST(ApiDraw, ReplacedTextIsEmbeddedReadBackAndDrawn) {
   ASSERT_EQ(zopraDocumentLoaderGetTextWidth(loader, &width), ZOPRA_STATUS_SUCCESS);
   ASSERT_EQ(zopraDocumentLoaderDrawText(loader), ZOPRA_STATUS_SUCCESS);
   ASSERT_EQ(zopraDocumentLoaderWriteDocumentA(loader, drawn.c_str()), ZOPRA_STATUS_SUCCESS);
+  // Read back, the new item is as wide as measured: the font's W array holds
+  // the advances scaled from the font's units to 1000 per em.
+  ASSERT_EQ(zopraDocumentLoaderOpenFileA(loader, drawn.c_str()), ZOPRA_STATUS_SUCCESS);
+  ASSERT_EQ(zopraDocumentLoaderExtractPageText(loader, 0), ZOPRA_STATUS_SUCCESS);
+  uint32_t items = 0;
+  ASSERT_EQ(zopraDocumentLoaderGetPageTextCount(loader, &items, 0), ZOPRA_STATUS_SUCCESS);
+  ASSERT_EQ(zopraDocumentLoaderGetText(loader, &info, items - 1), ZOPRA_STATUS_SUCCESS);
+  EXPECT_STREQ(info.text, kNewText);
+  EXPECT_NEAR(info.width, width, 1e-6);
 
   // The width is the advances fontTools reads, at 24 points.
   const std::string python = "/usr/bin/python3";

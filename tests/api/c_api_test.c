@@ -111,11 +111,9 @@ static void checkWithoutDocument(ZOPRADocumentLoader* loader) {
 }
 
 static void checkDocument(ZOPRADocumentLoader* loader, ZOPRADocumentLoader* reader) {
-  ZOPRADocumentLoaderGraphicsInfo infos[2];
   const uint32_t indices[2] = {0, 7};
   uint32_t count = 0, rotation = 999;
   double width = -1.0, height = -1.0;
-  uint8_t buffer[8] = {0};
 
   EXPECT(OK, zopraDocumentLoaderOpenFileA(loader, paths[0]));
   EXPECT(OK, zopraDocumentLoaderGetPageCount(loader, &count));
@@ -126,15 +124,7 @@ static void checkDocument(ZOPRADocumentLoader* loader, ZOPRADocumentLoader* read
   /* Out pointers are optional. */
   EXPECT(OK, zopraDocumentLoaderGetPageSize(loader, NULL, &height, NULL, 0));
   CHECK(near(height, 792.0));
-
-  /* The graphics records: the line and the image, whose stored bytes come back. */
   EXPECT(BAD, zopraDocumentLoaderExtractPageGraphics(loader, 0, NAN));
-  EXPECT(OK, zopraDocumentLoaderExtractPageGraphics(loader, 0, 0.0));
-  EXPECT(OK, zopraDocumentLoaderGetGraphicsArray(loader, infos, 2, 0));
-  CHECK(infos[0].type == 0 && infos[0].isLine == 1 && infos[1].type == 1 &&
-        infos[1].objectNumber == 7 && near(infos[1].x, 30.0) && near(infos[1].height, 20.0));
-  EXPECT(OK, zopraDocumentLoaderGetImageBuffer(loader, buffer, 4, 0, 0));
-  CHECK(memcmp(buffer, "\xFF\xD8\xFF\xD9", 4) == 0);
 
   /* Chosen items need an extraction of that very page, and indexes in range. */
   EXPECT(BAD, zopraDocumentLoaderRemoveOriginalText(loader, 2));

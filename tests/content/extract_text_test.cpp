@@ -45,12 +45,9 @@ TEST_F(ExtractText, LinesAndOperatorRanges) {
   ASSERT_EQ(texts(entries), (std::vector<std::string>{"Hello world"}));
   EXPECT_DOUBLE_EQ(entries[0].e, 72);
   EXPECT_DOUBLE_EQ(entries[0].f, 700);
-  EXPECT_DOUBLE_EQ(entries[0].fontSize, 12);
-  EXPECT_EQ(entries[0].fontName, "F1");
   EXPECT_TRUE(entries[0].rangeValid);
   EXPECT_EQ(entries[0].firstOperator, 0u);
   EXPECT_EQ(entries[0].lastOperator, 1u);
-  EXPECT_EQ(entries[0].sources.size(), 2u);
 
   entries = extract(
       onePage("BT /F1 12 Tf 14 TL 72 700 Td (One) Tj T* (Two) Tj (Three) ' ET"),

@@ -152,63 +152,6 @@ TEST(TextDrawing, PreparingFailures) {
   }
 }
 
-TEST(TextDrawing, ContentStreamAndFontObjects) {
-  // 2048 units per em; 'A' is glyph 36 with an advance of 1229.
-  std::vector<std::uint32_t> advances(37, 1000);
-  advances[36] = 1229;
-  const std::string fontPath =
-      writeFont("wide.ttf", fontFile({{"head", head(2048)},
-                                      {"hhea", hhea(37)},
-                                      {"maxp", maxp(37)},
-                                      {"hmtx", hmtx(advances)},
-                                      {"cmap", cmap({{3, 1, format4({{0x41, 0x41, (36 - 0x41) & 0xFFFF, {}},
-                                                                     {0xFFFF, 0xFFFF, 1, {}}})}})}}));
-  auto loaded = threePages();
-  ASSERT_EQ(loaded.result, Error::None);
-  Document& document = *loaded.document;
-  Document::DrawState state = prepared(document, "AA", fontPath, 72, 700.25);
-  state.fontSize = 12;
-  state.horizontalScaling = 0.9;
-  state.charSpacing = 1e-7;
-  state.wordSpacing = -0.5;
-  // The colour operator follows the colour's kind.
-  const struct {
-    Color color;
-    const char* line;
-  } colours[] = {
-      {{2, {0.1, 0.2, 0.3, -1}}, "0.1 0.2 0.3 rg\n"},
-      {{3, {0, 0, 0, 1}}, "0 0 0 1 k\n"},
-      {{0, {-1, -1, -1, -1}}, ""},
-  };
-  for (const auto& c : colours) {
-    state.fill = c.color;
-    ASSERT_EQ(document.drawText(2, state), Error::None) << document.errorMessage;
-    // The page had no content: the text is its only stream, not wrapped.
-    const Value* contents = document.pageDictionary(document.pages[2])->find("Contents");
-    ASSERT_TRUE(contents);
-    const Value& last = contents->isArray() ? contents->array.back() : *contents;
-    EXPECT_EQ(streamText(document, last),
-              std::string("q\n") + c.line +
-                  "BT\n/ZDL0 12 Tf\n90 Tz\n0.0000001 Tc\n-0.5 Tw\n1 0 0 1 72 700.25 Tm\n<00240024> Tj\nET\nQ\n");
-  }
-
-  const Document::EmbeddedFont& font = document.embeddedFonts.at(fontPath);
-  const Value& descendant = document.object(font.descendantObject)->value;
-  const Value* widths = descendant.find("W");
-  ASSERT_TRUE(widths && widths->array.size() == 2);
-  EXPECT_EQ(widths->array[0].number, 36);
-  EXPECT_EQ(widths->array[1].array.at(0).number, 600.09765625);
-  // Font units as read, not scaled to 1000 per em.
-  const Value* descriptor = document.resolve(descendant.find("FontDescriptor"));
-  EXPECT_EQ(descriptor->find("Ascent")->number, 1900);
-  EXPECT_EQ(descriptor->find("Descent")->number, -100);
-  EXPECT_EQ(descriptor->find("FontBBox")->array.at(2).number, 2048);
-
-  const std::string written = test::tempDirectory() + "/drawn-wide.pdf";
-  ASSERT_EQ(document.save(written), Error::None);
-  EXPECT_NE(test::readFile(written).find("[36 [600.09765625 ] ]"), std::string::npos);
-}
-
 TEST(TextDrawing, TextsInOneFontShareItAndPagesAreWrappedOnce) {
   const std::string fontPath = writeFont("abc.ttf", abcFont());
   auto loaded = threePages();

@@ -46,15 +46,6 @@ TEST(TextRemoval, ScannerRemovesTextOperatorsInsideTextObjects) {
   for (const Case& c : cases) EXPECT_EQ(removeAll(c.content), c.expected) << c.content;
 }
 
-TEST(TextRemoval, ScannerReplacesOperatorsByOrdinal) {
-  OperatorReplacements replacements{{0, ""}, {2, "[ -500 ] TJ"}};
-  TjRemovalOptions options{&replacements, 0};
-  std::string content = "BT (a) Tj (b) Tj [(c)] TJ (d) Tj ET BT (e) Tj ET";
-  removeTjOperator(content, TjParseState::Outside, &options);
-  EXPECT_EQ(content, "BT  (b) Tj [ -500 ] TJ (d) Tj ET BT (e) Tj ET");
-  EXPECT_EQ(options.operatorIndex, 5u);
-}
-
 // One page whose font F1 gives every glyph 500 units, code 1 included, and
 // maps code 1 to no text at all.
 test::Loaded page(const std::string& content,

@@ -20,7 +20,6 @@ TEST(GlyphNames, ToUnicode) {
       {"Eacute", 'E'}, {"U20AC", 'U'}, {"eacute", 0}, {"", 0}, {".notdef", 0},
       // Suffixes go: after a dot, and one of the TeX size suffixes.
       {"a.sc", 'a'}, {"ampersand.alt.2", 0x26}, {"parenleftbig", 0x28}, {"parenrightBigg", 0x29},
-      {"bracketleftbigg", 0x5B}, {"summationdisplay", 0x2211}, {"integraltext", 0x222B},
       {"summationdisplay.sc", 0x2211}, {"alphascript", 0x3B1}, {"alphascriptscript", 0},
       // A name no longer than the suffix keeps it; one character may remain.
       {"text", 0}, {"Big", 'B'}, {"xbig", 'x'},

@@ -17,21 +17,6 @@ std::string bytes(std::initializer_list<int> values) {
   return out;
 }
 
-TEST(Unicode, Utf16be) {
-  const std::pair<std::string, CodePoints> cases[] = {
-      {bytes({0xD8, 0x3D, 0xDE, 0x00}), {0x1F600}},
-      {bytes({0xFE, 0xFF, 0x30, 0x42}), {0xFEFF, 0x3042}},
-      {bytes({0x00, 0x41, 0x00}), {0x41}},  // an odd last byte is dropped
-      // A high surrogate without its low one, at the end or before an odd
-      // byte, and a low surrogate first, stay as they are.
-      {bytes({0xD8, 0x3D, 0x00, 0x41}), {0xD83D, 0x41}},
-      {bytes({0xDB, 0xFF, 0xDF}), {0xDBFF}},
-      {bytes({0xDC, 0x00, 0xD8, 0x00}), {0xDC00, 0xD800}},
-      {"", {}},
-  };
-  for (const auto& [input, expected] : cases) EXPECT_EQ(utf16be(input), expected) << input.size();
-}
-
 TEST(Unicode, Utf8BothWays) {
   const struct {
     std::string input;

@@ -25,95 +25,72 @@ void PdfBuilder::stream(std::uint32_t number, const std::string& dictionaryEntri
 
 void PdfBuilder::raw(const std::string& text) { out_ += text; }
 
-namespace {
 
-std::string tableEntry(std::size_t offset, std::uint32_t generation, char type) {
-  char line[32];
-  std::snprintf(line, sizeof line, "%010zu %05u %c \n", offset, generation, type);
-  return line;
-}
-
-}  // namespace
-
-std::size_t PdfBuilder::finishWithTable(const std::string& trailerEntries,
-                                        const XrefOptions& options) {
-  std::size_t xrefOffset = out_.size();
-  std::uint32_t size = offsets_.empty() ? 1 : offsets_.rbegin()->first + 1;
-  out_ += "xref\n";
+std::vector<PdfBuilder::Entry> PdfBuilder::revisionEntries(std::uint32_t size, long long adjust) {
+  std::vector<Entry> entries;
+  auto used = [&](std::uint32_t n, std::size_t offset) {
+    entries.push_back({n, static_cast<std::size_t>(static_cast<long long>(offset) + adjust), generations_[n], true});
+  };
   if (lastXref_ < 0) {
-    out_ += "0 " + std::to_string(size) + "\n";
-    out_ += tableEntry(0, 65535, 'f');
+    // The first revision covers every number from 0, the gaps as free entries.
+    entries.push_back({0, 0, 65535, false});
     for (std::uint32_t n = 1; n < size; ++n) {
       auto it = revisionOffsets_.find(n);
       if (it == revisionOffsets_.end()) {
-        out_ += tableEntry(0, 0, 'f');
+        entries.push_back({n, 0, 0, false});
       } else {
-        out_ += tableEntry(static_cast<std::size_t>(static_cast<long long>(it->second) +
-                                                    options.offsetAdjust),
-                           generations_[n], 'n');
+        used(n, it->second);
       }
     }
   } else {
-    // An update lists only its own objects, one subsection each.
-    for (const auto& [number, offset] : revisionOffsets_) {
-      out_ += std::to_string(number) + " 1\n";
-      out_ += tableEntry(static_cast<std::size_t>(static_cast<long long>(offset) +
-                                                  options.offsetAdjust),
-                         generations_[number], 'n');
-    }
+    // An update lists only its own objects.
+    for (const auto& [n, offset] : revisionOffsets_) used(n, offset);
   }
-  out_ += "trailer\n<< /Size " + std::to_string(size) + previous();
-  out_ += " " + trailerEntries + " >>\nstartxref\n" +
-          std::to_string(static_cast<long long>(xrefOffset) + options.startxrefAdjust) +
-          "\n%%EOF\n";
+  return entries;
+}
+
+std::size_t PdfBuilder::finishWithTable(const std::string& trailerEntries, const XrefOptions& options) {
+  std::size_t xrefOffset = out_.size();
+  std::uint32_t size = offsets_.empty() ? 1 : offsets_.rbegin()->first + 1;
+  out_ += "xref\n";
+  const bool update = lastXref_ >= 0;
+  if (!update) out_ += "0 " + std::to_string(size) + "\n";
+  for (const Entry& e : revisionEntries(size, options.offsetAdjust)) {
+    // An update writes one subsection per object.
+    if (update) out_ += std::to_string(e.number) + " 1\n";
+    char line[32];
+    std::snprintf(line, sizeof line, "%010zu %05u %c \n", e.offset, e.generation, e.used ? 'n' : 'f');
+    out_ += line;
+  }
+  out_ += "trailer\n<< /Size " + std::to_string(size) + previous() + " " + trailerEntries + " >>\nstartxref\n" +
+          std::to_string(static_cast<long long>(xrefOffset) + options.startxrefAdjust) + "\n%%EOF\n";
   lastXref_ = static_cast<long long>(xrefOffset);
   revisionOffsets_.clear();
   return xrefOffset;
 }
 
-std::size_t PdfBuilder::finishWithXrefStream(std::uint32_t number,
-                                             const std::string& trailerEntries,
+std::size_t PdfBuilder::finishWithXrefStream(std::uint32_t number, const std::string& trailerEntries,
                                              const XrefOptions& options) {
   std::size_t xrefOffset = out_.size();
   offsets_[number] = xrefOffset;
   revisionOffsets_[number] = xrefOffset;
-  std::uint32_t size = offsets_.rbegin()->first + 1;
-  std::string data;
-  std::string index;
-  auto put = [&data](std::uint8_t type, std::uint32_t field2, std::uint16_t field3) {
-    data += static_cast<char>(type);
-    for (int shift = 24; shift >= 0; shift -= 8) data += static_cast<char>((field2 >> shift) & 0xFF);
-    data += static_cast<char>(field3 >> 8);
-    data += static_cast<char>(field3 & 0xFF);
-  };
-  if (lastXref_ < 0) {
-    put(0, 0, 65535);
-    for (std::uint32_t n = 1; n < size; ++n) {
-      auto it = revisionOffsets_.find(n);
-      if (it == revisionOffsets_.end()) {
-        put(0, 0, 0);
-      } else {
-        put(1, static_cast<std::uint32_t>(static_cast<long long>(it->second) + options.offsetAdjust),
-            static_cast<std::uint16_t>(generations_[n]));
-      }
-    }
-  } else {
-    index = " /Index [";
-    for (const auto& [n, offset] : revisionOffsets_) {
-      index += std::to_string(n) + " 1 ";
-      put(1, static_cast<std::uint32_t>(static_cast<long long>(offset) + options.offsetAdjust),
-          static_cast<std::uint16_t>(generations_[n]));
-    }
-    index += "]";
-  }
-  std::string entries =
-      "/Type /XRef /Size " + std::to_string(size) + " /W [1 4 2]" + index + previous() + " " + trailerEntries;
   generations_[number] = 0;
-  out_ += std::to_string(number) + " 0 obj\n<< " + entries + " /Length " +
-          std::to_string(data.size()) + " >>\nstream\n" + data + "\nendstream\nendobj\n";
-  out_ += "startxref\n" +
-          std::to_string(static_cast<long long>(xrefOffset) + options.startxrefAdjust) +
-          "\n%%EOF\n";
+  std::uint32_t size = offsets_.rbegin()->first + 1;
+  const bool update = lastXref_ >= 0;
+  std::string data, index = update ? " /Index [" : "";
+  for (const Entry& e : revisionEntries(size, options.offsetAdjust)) {
+    if (update) index += std::to_string(e.number) + " 1 ";
+    data += static_cast<char>(e.used ? 1 : 0);
+    const auto offset = static_cast<std::uint32_t>(e.offset);
+    for (int shift = 24; shift >= 0; shift -= 8) data += static_cast<char>((offset >> shift) & 0xFF);
+    data += static_cast<char>(e.generation >> 8);
+    data += static_cast<char>(e.generation & 0xFF);
+  }
+  if (update) index += "]";
+  out_ += std::to_string(number) + " 0 obj\n<< /Type /XRef /Size " + std::to_string(size) + " /W [1 4 2]" + index +
+          previous() + " " + trailerEntries + " /Length " + std::to_string(data.size()) + " >>\nstream\n" + data +
+          "\nendstream\nendobj\nstartxref\n" +
+          std::to_string(static_cast<long long>(xrefOffset) + options.startxrefAdjust) + "\n%%EOF\n";
   lastXref_ = static_cast<long long>(xrefOffset);
   revisionOffsets_.clear();
   return xrefOffset;

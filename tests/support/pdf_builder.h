@@ -54,6 +54,14 @@ class PdfBuilder {
                            const std::string& mediaBox = "[0 0 612 792]", const std::string& resources = "");
 
  private:
+  struct Entry {
+    std::uint32_t number;
+    std::size_t offset;
+    std::uint32_t generation;
+    bool used;
+  };
+  // The cross-reference entries of the current revision.
+  std::vector<Entry> revisionEntries(std::uint32_t size, long long adjust);
   // " /Prev <offset>" linking a revision to the one before it, if any.
   std::string previous() const;
 
