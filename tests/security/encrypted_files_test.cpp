@@ -187,6 +187,7 @@ TEST(EncryptedFilesTest, QpdfEncryptedCopiesReadLikeThePlainFile) {
     Document reopened;
     ASSERT_EQ(reopened.load(saved), Error::None) << reopened.errorMessage;
     EXPECT_FALSE(reopened.encryption.encrypted);
+    EXPECT_TRUE(reopened.strictCrossReference);
     expectSame(snapshot(reopened), expected);
   }
 }
