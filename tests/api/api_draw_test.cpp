@@ -22,39 +22,14 @@ const char* const kDejaVu = "/usr/share/fonts/truetype/dejavu/DejaVuSans.ttf";
 // "Grüße, Welt – Ωμέγα"
 const char* const kNewText = "Gr\xC3\xBC\xC3\x9F" "e, Welt \xE2\x80\x93 \xCE\xA9\xCE\xBC\xCE\xAD\xCE\xB3\xCE\xB1";
 
-// Grey levels of page 1 at 72 dpi (one pixel per PDF unit), rows from the top.
-std::vector<unsigned char> render(const std::string& pdf, int& width) {
-  const std::string out = pdf + ".pgm";
-  if (zopra::test::run("gs -q -dNOPAUSE -dBATCH -dSAFER -sDEVICE=pgmraw -r72 -sOutputFile='" + out + "' '" + pdf +
-                       "' >/dev/null 2>&1") != 0) {
-    return {};
-  }
-  // "P5", then width, height and maximum on lines that may be interleaved
-  // with "#" comments, then the samples.
-  const std::string bytes = zopra::test::readFile(out);
-  std::istringstream header(bytes);
-  std::string line;
-  std::getline(header, line);
-  if (line != "P5") return {};
-  std::string fields;
-  while (std::count(fields.begin(), fields.end(), ' ') < 3 && std::getline(header, line)) {
-    if (!line.empty() && line[0] != '#') fields += line + ' ';
-  }
-  int height = 0, maximum = 0;
-  std::istringstream(fields) >> width >> height >> maximum;
-  const auto start = static_cast<std::size_t>(header.tellg());
-  if (width <= 0 || start > bytes.size()) return {};
-  return std::vector<unsigned char>(bytes.begin() + static_cast<std::ptrdiff_t>(start), bytes.end());
-}
-
 // Dark pixels in the box [x0, x1) x [y0, y1) of PDF space (origin lower left, 792 high).
-int darkPixels(const std::vector<unsigned char>& grey, int width, double x0, double x1, double y0, double y1) {
+int darkPixels(const zopra::test::GreyImage& grey, double x0, double x1, double y0, double y1) {
   int dark = 0;
   for (int row = static_cast<int>(792 - y1); row < static_cast<int>(792 - y0); ++row) {
     for (int column = static_cast<int>(x0); column < static_cast<int>(x1); ++column) {
-      const std::size_t at = static_cast<std::size_t>(row) * static_cast<std::size_t>(width) +
+      const std::size_t at = static_cast<std::size_t>(row) * static_cast<std::size_t>(grey.width) +
                              static_cast<std::size_t>(column);
-      if (at < grey.size() && grey[at] < 128) ++dark;
+      if (at < grey.pixels.size() && grey.pixels[at] < 128) ++dark;
     }
   }
   return dark;
@@ -137,14 +112,14 @@ TEST(ApiDraw, ReplacedTextIsEmbeddedReadBackAndDrawn) {
     EXPECT_EQ(zopra::test::run("qpdf --check '" + drawn + "' >/dev/null 2>&1"), 0);
   }
   if (zopra::test::haveProgram("gs")) {
-    int removedWidth = 0, drawnWidth = 0;
-    const std::vector<unsigned char> before = render(removed, removedWidth);
-    const std::vector<unsigned char> after = render(drawn, drawnWidth);
-    ASSERT_FALSE(before.empty() || after.empty());
+    // One pixel per PDF unit.
+    const zopra::test::GreyImage before = zopra::test::renderFirstPage(removed, 72);
+    const zopra::test::GreyImage after = zopra::test::renderFirstPage(drawn, 72);
+    ASSERT_FALSE(before.pixels.empty() || after.pixels.empty());
     // The line of the old text: blank once removed, inked once drawn.
-    EXPECT_EQ(darkPixels(before, removedWidth, 72, 72 + width, 695, 720), 0);
-    EXPECT_GT(darkPixels(after, drawnWidth, 72, 72 + width, 695, 720), 100);
-    EXPECT_GT(darkPixels(after, drawnWidth, 72, 160, 645, 660), 20);  // "Second line" stays
+    EXPECT_EQ(darkPixels(before, 72, 72 + width, 695, 720), 0);
+    EXPECT_GT(darkPixels(after, 72, 72 + width, 695, 720), 100);
+    EXPECT_GT(darkPixels(after, 72, 160, 645, 660), 20);  // "Second line" stays
   }
 }
 

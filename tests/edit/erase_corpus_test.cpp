@@ -22,27 +22,6 @@
 namespace zopra::pdf {
 namespace {
 
-// The grey levels of page 1 drawn at 36 dpi; empty when ghostscript fails.
-std::vector<unsigned char> render(const std::string& pdf, bool withoutText) {
-  // Written in the test's own folder: the corpus folder is never written to.
-  std::string out = test::tempDirectory() + "/" + std::filesystem::path(pdf).filename().string() +
-                    (withoutText ? ".filtered.pgm" : ".pgm");
-  std::string command = "gs -q -dNOPAUSE -dBATCH -dSAFER -sDEVICE=pgmraw -r36 -dFirstPage=1 -dLastPage=1 " +
-                        std::string(withoutText ? "-dFILTERTEXT " : "") + "-sOutputFile='" + out + "' '" +
-                        pdf + "' >/dev/null 2>&1";
-  if (test::run(command) != 0) return {};
-  std::string bytes = test::readFile(out);
-  std::filesystem::remove(out);
-  // "P5", width, height, maximum, one white-space byte, then the samples.
-  std::istringstream header(bytes);
-  std::string magic;
-  int width = 0, height = 0, maximum = 0;
-  header >> magic >> width >> height >> maximum;
-  auto start = static_cast<std::size_t>(header.tellg()) + 1;
-  if (magic != "P5" || start > bytes.size()) return {};
-  return std::vector<unsigned char>(bytes.begin() + static_cast<std::ptrdiff_t>(start), bytes.end());
-}
-
 std::string squeezed(const std::string& text) {
   std::string out;
   for (char c : text) {
@@ -81,8 +60,8 @@ TEST(EraseCorpus, RemovedTextIsGoneAndEverythingElseStays) {
     };
     EXPECT_EQ(pageText(erased), pageText(empty)) << "pdftotext still reads text";
     std::filesystem::remove(empty);
-    std::vector<unsigned char> expected = render(path, true);
-    std::vector<unsigned char> actual = render(erased, false);
+    std::vector<unsigned char> expected = test::renderFirstPage(path, 36, "-dFILTERTEXT").pixels;
+    std::vector<unsigned char> actual = test::renderFirstPage(erased, 36).pixels;
     std::filesystem::remove(erased);
     if (expected.empty()) continue;
     ++compared;

@@ -10,6 +10,7 @@
 #include "filter_test_helpers.h"
 #include "pdf/filters/filters.h"
 #include "pdf/model/document.h"
+#include "support/load_helpers.h"
 
 namespace zopra::pdf {
 namespace {
@@ -126,11 +127,7 @@ Value ref(std::uint32_t objectNumber) { return Value::Reference(objectNumber, 0)
 Value png(double columns) { return Value::Dictionary({{"Predictor", number(12)}, {"Columns", number(columns)}}); }
 
 Object& add(Document& document, std::uint32_t number, Value value) {
-  Object& object = document.objects[number];
-  object.number = number;
-  object.loaded = true;
-  object.value = std::move(value);
-  return object;
+  return zopra::test::putObject(document, number, std::move(value));
 }
 
 TEST(Filters, ChainsThroughTheStreamDictionary) {

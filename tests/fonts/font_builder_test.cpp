@@ -9,6 +9,7 @@
 
 #include "pdf/fonts/glyph_names.h"
 #include "pdf/fonts/unicode.h"
+#include "support/load_helpers.h"
 
 namespace zopra::pdf {
 namespace {
@@ -21,12 +22,7 @@ Value reference(std::uint32_t objectNumber) { return Value::Reference(objectNumb
 
 class FontDocument {
  public:
-  void put(std::uint32_t objectNumber, Value value) {
-    Object& target = document.objects[objectNumber];
-    target.number = objectNumber;
-    target.loaded = true;
-    target.value = std::move(value);
-  }
+  void put(std::uint32_t objectNumber, Value value) { test::putObject(document, objectNumber, std::move(value)); }
 
   void putStream(std::uint32_t objectNumber, const std::string& data) {
     put(objectNumber, Value::Dictionary({{"Length", number(static_cast<double>(data.size()))}}));

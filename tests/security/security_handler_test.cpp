@@ -9,6 +9,7 @@
 
 #include "pdf/model/document.h"
 #include "pdf/security/crypto.h"
+#include "support/load_helpers.h"
 
 namespace zopra::pdf {
 namespace {
@@ -117,11 +118,8 @@ TEST(SecurityHandlerTest, DamagedDictionariesAreRecordedNotThrown) {
 
   // An indirect dictionary is remembered so that it is never decrypted.
   Document indirect;
-    withEncrypt(indirect, Value::Reference(7, 0));
-  Object& holder = indirect.objects[7];
-  holder.number = 7;
-  holder.loaded = true;
-  holder.value = Value::Dictionary(acceptingDictionary(3, 16));
+  withEncrypt(indirect, Value::Reference(7, 0));
+  test::putObject(indirect, 7, Value::Dictionary(acceptingDictionary(3, 16)));
   EXPECT_EQ(indirect.configureEncryption(), Error::None);
   EXPECT_TRUE(indirect.encryption.encrypted);
   EXPECT_EQ(indirect.encryption.dictionaryObject, 7u);
@@ -148,13 +146,7 @@ class SealedDocument {
     return join(Bytes(iv.begin(), iv.end()), aesCbc(key, padded, iv, false, false));
   }
 
-  Object& add(std::uint32_t number, Value value) {
-    Object& added = document.objects[number];
-    added.number = number;
-    added.loaded = true;
-    added.value = std::move(value);
-    return added;
-  }
+  Object& add(std::uint32_t number, Value value) { return test::putObject(document, number, std::move(value)); }
 
   const Bytes key = Bytes(32, 0x5C);
   Document document;

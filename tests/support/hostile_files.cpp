@@ -73,6 +73,13 @@ HostileFile damagedPage(std::string name, const std::string& bytes, int status, 
   return file(std::move(name), bytes, kSuccess, "", status, std::move(message));
 }
 
+// The builder's objects with a cross-reference table and a trailer naming
+// the catalog, object 1.
+std::string finished(PdfBuilder& b) {
+  b.finishWithTable("/Root 1 0 R");
+  return b.bytes();
+}
+
 // Page dictionaries written in place: the page tree root inside the catalog,
 // the page inside the Kids array.
 HostileFile inPlacePages() {
@@ -81,8 +88,7 @@ HostileFile inPlacePages() {
               "[0 0 612 792] /Resources << /Font << /F1 3 0 R >> >> /Contents 4 0 R >>] >> >>");
   b.object(3, "<< /Type /Font /Subtype /Type1 /BaseFont /Helvetica >>");
   b.stream(4, "", "BT /F1 12 Tf 72 700 Td (Hello in place) Tj ET");
-  b.finishWithTable("/Root 1 0 R");
-  return readable("in-place-pages", b.bytes());
+  return readable("in-place-pages", finished(b));
 }
 
 // Every node lists its child twice: 40 levels describe 2^40 pages.
@@ -94,8 +100,7 @@ HostileFile sharedPageSubtree() {
     b.object(n, "<< /Type /Pages /Kids [" + kid + " " + kid + "] /MediaBox [0 0 10 10] >>");
   }
   b.object(42, "<< /Type /Page >>");
-  b.finishWithTable("/Root 1 0 R");
-  return file("shared-page-subtree", b.bytes(), kOtherError, "PDF page tree is too large");
+  return file("shared-page-subtree", finished(b), kOtherError, "PDF page tree is too large");
 }
 
 // The same with a page's Contents: arrays of indirect arrays.
@@ -106,8 +111,7 @@ HostileFile sharedContents() {
     b.object(n, "[" + kid + " " + kid + "]");
   }
   b.stream(50, "", "BT /F1 12 Tf (x) Tj ET");
-  b.finishWithTable("/Root 1 0 R");
-  return damagedPage("shared-contents", b.bytes(), kOtherError, "page content is too complex");
+  return damagedPage("shared-contents", finished(b), kOtherError, "page content is too complex");
 }
 
 // Forms that draw forms that draw forms: ten times at each of eight levels.
@@ -122,15 +126,13 @@ HostileFile formFanOut() {
                  " " + std::to_string(10 + level - 1) + " 0 R >> >>",
              repeat(child + " Do ", 10));
   }
-  b.finishWithTable("/Root 1 0 R");
-  return damagedPage("form-fan-out", b.bytes(), kOtherError, "page content is too complex");
+  return damagedPage("form-fan-out", finished(b), kOtherError, "page content is too complex");
 }
 
 // Millions of operators in a small compressed stream.
 HostileFile manyOperators() {
   PdfBuilder b = onePage(flateStream("", repeat("0 g ", 9000000)));
-  b.finishWithTable("/Root 1 0 R");
-  return damagedPage("many-operators", b.bytes(), kOtherError, "page content is too complex");
+  return damagedPage("many-operators", finished(b), kOtherError, "page content is too complex");
 }
 
 // No cross-reference data; thousands of "trailer" keywords, each followed by
@@ -158,8 +160,7 @@ HostileFile longBaseFont() {
   PdfBuilder b = onePage(flateStream("", "BT /F2 12 Tf (" + std::string(200000, 'a') + ") Tj ET"),
                          "/Font << /F2 6 0 R >>");
   b.object(6, "<< /Type /Font /Subtype /Type1 /BaseFont /" + repeat("CMC", 350000) + " >>");
-  b.finishWithTable("/Root 1 0 R");
-  return readable("long-base-font", b.bytes());
+  return readable("long-base-font", finished(b));
 }
 
 // Four hundred pages, each with its own Identity-H font.
@@ -179,8 +180,7 @@ HostileFile identityFonts() {
                        "/DescendantFonts [<< /Type /Font /Subtype /CIDFontType2 /BaseFont /F >>] >>");
     b.stream(page + 2, "", "BT /F1 12 Tf 72 700 Td <00410042> Tj ET");
   }
-  b.finishWithTable("/Root 1 0 R");
-  return readable("identity-fonts", b.bytes());
+  return readable("identity-fonts", finished(b));
 }
 
 // Two hundred fonts share one large ToUnicode map.
@@ -216,8 +216,7 @@ HostileFile sharedToUnicode() {
              "<< /Type /Font /Subtype /Type0 /BaseFont /F /Encoding /Identity-H /ToUnicode 5 0 R "
              "/DescendantFonts [<< /Type /Font /Subtype /CIDFontType2 /BaseFont /F >>] >>");
   }
-  b.finishWithTable("/Root 1 0 R");
-  return readable("shared-tounicode", b.bytes());
+  return readable("shared-tounicode", finished(b));
 }
 
 // No cross-reference data; sixteen object streams that each inflate to 40 MB
@@ -243,8 +242,7 @@ HostileFile predictorRows() {
   PdfBuilder b = onePage(rawStream("/DecodeParms << /Predictor 12 /Columns 50000000 /Colors 5 >> "
                                    "/Filter /FlateDecode",
                                    deflate("0123456789")));
-  b.finishWithTable("/Root 1 0 R");
-  return damagedPage("predictor-rows", b.bytes(), kBrokenStream, "truncated PNG predictor row");
+  return damagedPage("predictor-rows", finished(b), kBrokenStream, "truncated PNG predictor row");
 }
 
 // A cross-reference stream of one-byte entries that claims four billion
@@ -273,15 +271,13 @@ HostileFile contentBomb() {
   std::string data = deflateBomb("BT /F1 12 Tf 72 700 Td (bomb) Tj ET ", std::size_t{1} << 30);
   PdfBuilder b = onePage("<< /Filter /FlateDecode /Length " + std::to_string(data.size()) +
                          " >>\nstream\n" + data + "\nendstream");
-  b.finishWithTable("/Root 1 0 R");
-  return damagedPage("content-bomb", b.bytes(), kBrokenStream, "decoded stream is too large");
+  return damagedPage("content-bomb", finished(b), kBrokenStream, "decoded stream is too large");
 }
 
 // A stream whose Length claims a hundred gigabytes.
 HostileFile hugeLength() {
   PdfBuilder b = onePage("<< /Length 99999999999 >>\nstream\nBT /F1 12 Tf 72 700 Td (length) Tj ET\nendstream");
-  b.finishWithTable("/Root 1 0 R");
-  return readable("huge-length", b.bytes());
+  return readable("huge-length", finished(b));
 }
 
 // A hundred thousand arrays nested in an object and in the page content.
@@ -297,8 +293,7 @@ HostileFile nestedArrays() {
 HostileFile manySaves() {
   PdfBuilder b = onePage(flateStream("", repeat("q ", 100000) + repeat("0 0 1 1 re ", 2000000) +
                                              "BT /F1 12 Tf 72 700 Td (saves) Tj ET"));
-  b.finishWithTable("/Root 1 0 R");
-  return readable("many-saves", b.bytes());
+  return readable("many-saves", finished(b));
 }
 
 // A font program of 200 MB declared in a few hundred bytes.
@@ -309,8 +304,7 @@ HostileFile fontProgramBomb() {
   b.object(7, "<< /Type /FontDescriptor /FontName /Bomb /FontFile 8 0 R >>");
   b.object(8, "<< /Filter /FlateDecode /Length1 100000000 /Length " + std::to_string(program.size()) +
                   " >>\nstream\n" + program + "\nendstream");
-  b.finishWithTable("/Root 1 0 R");
-  return readable("font-program-bomb", b.bytes());
+  return readable("font-program-bomb", finished(b));
 }
 
 // A form fills a path of a hundred thousand single points, each a graphics
@@ -328,8 +322,7 @@ HostileFile graphicsEntries() {
   b.object(8, rawStream("/Type /XObject /Subtype /Image /Width 1 /Height 1 /ColorSpace "
                         "/DeviceGray /BitsPerComponent 8",
                         "x"));
-  b.finishWithTable("/Root 1 0 R");
-  HostileFile f = readable("graphics-entries", b.bytes());
+  HostileFile f = readable("graphics-entries", finished(b));
   f.graphicsStatus = kOtherError;
   f.graphicsMessage = "page content is too complex";
   return f;
@@ -341,8 +334,7 @@ HostileFile millionPagesDeclared() {
   b.object(1, "<< /Type /Catalog /Pages 2 0 R >>");
   b.object(2, "<< /Type /Pages /Kids [3 0 R] /Count 1000000 >>");
   b.object(3, "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 612 792] >>");
-  b.finishWithTable("/Root 1 0 R");
-  return readable("million-pages-declared", b.bytes());
+  return readable("million-pages-declared", finished(b));
 }
 
 // A page tree nested five thousand levels deep: the page lies below the

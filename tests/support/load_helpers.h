@@ -1,4 +1,5 @@
-// Loading builder output into a Document in one step.
+// Loading builder output into a Document in one step, and objects made by
+// hand.
 #pragma once
 
 #include <memory>
@@ -20,6 +21,16 @@ inline Loaded loadBytes(const std::string& bytes, const std::string& name) {
   Loaded loaded;
   loaded.result = loaded.document->load(writeTempFile(name, bytes));
   return loaded;
+}
+
+// Puts `value` into `document` as the loaded object `number`, as if read
+// from a file.
+inline pdf::Object& putObject(pdf::Document& document, std::uint32_t number, pdf::Value value) {
+  pdf::Object& object = document.objects[number];
+  object.number = number;
+  object.loaded = true;
+  object.value = std::move(value);
+  return object;
 }
 
 inline Loaded loadBuilder(const PdfBuilder& builder, const std::string& name) {

@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -48,6 +49,34 @@ int run(const std::string& command) {
   int status = std::system(command.c_str());
   if (status == -1) return -1;
   return WEXITSTATUS(status);
+}
+
+GreyImage renderFirstPage(const std::string& pdf, int dpi, const std::string& options) {
+  // Written in the test's own folder: a corpus folder is never written to.
+  const std::string out = tempDirectory() + "/" + std::filesystem::path(pdf).filename().string() + ".pgm";
+  GreyImage image;
+  if (run("gs -q -dNOPAUSE -dBATCH -dSAFER -sDEVICE=pgmraw -r" + std::to_string(dpi) +
+          " -dFirstPage=1 -dLastPage=1 " + options + " -sOutputFile='" + out + "' '" + pdf + "' >/dev/null 2>&1") != 0) {
+    return image;
+  }
+  const std::string bytes = readFile(out);
+  std::filesystem::remove(out);
+  // "P5", then width, height and maximum, possibly between "#" comment
+  // lines, one white-space byte, and the samples.
+  std::istringstream header(bytes);
+  std::string line, fields;
+  std::getline(header, line);
+  if (line != "P5") return image;
+  while (std::count(fields.begin(), fields.end(), ' ') < 3 && std::getline(header, line)) {
+    if (!line.empty() && line[0] != '#') fields += line + ' ';
+  }
+  int width = 0, height = 0, maximum = 0;
+  std::istringstream(fields) >> width >> height >> maximum;
+  const auto start = static_cast<std::size_t>(header.tellg());
+  if (width <= 0 || start > bytes.size()) return image;
+  image.width = width;
+  image.pixels.assign(bytes.begin() + static_cast<std::ptrdiff_t>(start), bytes.end());
+  return image;
 }
 
 }  // namespace zopra::test

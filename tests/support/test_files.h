@@ -18,4 +18,12 @@ bool haveProgram(const std::string& program);
 // Runs a shell command; returns its exit status.
 int run(const std::string& command);
 
+// Page 1 of `pdf` drawn by ghostscript in grey levels, rows from the top;
+// `options` go to gs as they are (e.g. "-dFILTERTEXT"). No pixels when gs fails.
+struct GreyImage {
+  int width = 0;
+  std::vector<unsigned char> pixels;
+};
+GreyImage renderFirstPage(const std::string& pdf, int dpi, const std::string& options = "");
+
 }  // namespace zopra::test
