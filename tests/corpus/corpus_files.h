@@ -12,7 +12,6 @@ struct OracleRow {
   std::string file;
   int pdfinfoPages = -1;  // -1 when pdfinfo could not open the file
   bool encrypted = false;
-  long pdftotextWords = -1;
 };
 
 // Every *.pdf of the corpus folder, sorted; empty when the folder is absent.

@@ -94,23 +94,6 @@ TEST(TrueType, StructuralFaults) {
   for (const auto& c : cases) EXPECT_EQ(loadError(c.file), c.message) << c.name;
 }
 
-TEST(TrueType, Format4Lookups) {
-  std::string subtable = format4({{0x20, 0x7E, 0xFFE3, {}},      // delta -29
-                                  {0x100, 0x102, 5, {7, 0, 9}},  // through the glyph array
-                                  {0x200, 0x200, 0xFF00, {}},    // wraps to 0x100
-                                  {0xFFFF, 0xFFFF, 1, {}}});
-  const TrueType font(fontFile(tables(cmap({{3, 1, subtable}}))));
-  subtable[7] |= 1;  // an odd segCountX2 is used with its low bit cleared
-  const TrueType odd(fontFile(tables(cmap({{3, 1, subtable}}))));
-  const std::vector<std::pair<std::uint32_t, std::uint16_t>> expected = {
-      {0x1F, 0},   {0x20, 3},  {0x41, 36},     {0x7E, 97},  {0x7F, 0},    {0x100, 12}, {0x101, 0},
-      {0x102, 14}, {0x103, 0}, {0x200, 0x100}, {0xFFFF, 0}, {0x1F600, 0}, {0x10041, 0}};
-  for (const auto& [codepoint, glyph] : expected) {
-    EXPECT_EQ(font.glyph(codepoint), glyph) << codepoint;
-    EXPECT_EQ(odd.glyph(codepoint), glyph) << codepoint;
-  }
-}
-
 // ---- A real font, judged by fontTools -------------------------------------
 
 std::string fontToolsPython() {

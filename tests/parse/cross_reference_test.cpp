@@ -56,7 +56,7 @@ TEST(CrossReference, BrokenOffsetsFallBackToTheScan) {
 
 TEST(CrossReference, IncrementalUpdatesAndPrevLoops) {
   PdfBuilder b = basic();
-  std::size_t first = b.finishWithTable("/Root 1 0 R");
+  b.finishWithTable("/Root 1 0 R");
   b.object(5, "66");
   b.finishWithTable("/Root 1 0 R");
   b.object(5, "77");
@@ -82,7 +82,6 @@ TEST(CrossReference, IncrementalUpdatesAndPrevLoops) {
   ASSERT_EQ(loopLoaded.result, Error::None);
   EXPECT_TRUE(loopLoaded->strictCrossReference);
   EXPECT_EQ(numberOf(*loopLoaded.document, 5), 88);
-  EXPECT_GT(first, 0u);
 }
 
 TEST(CrossReference, CrossReferenceStreams) {
