@@ -124,29 +124,6 @@ TEST(TextMerge, FontSizeAndLineChangesStartNewItems) {
   EXPECT_DOUBLE_EQ(entries[0].width, 43);
 }
 
-TEST(TextMerge, KerningInsideOneOperatorUsesTheOperatorThreshold) {
-  OperatorRecord tj = record(3);
-  std::vector<TextEntry> entries;
-  appendTextRun(entries, makeRun("W", 0, 700, 10, 10, tj));
-  // Gap 1.0: above the operator threshold 0.5, so a space.
-  appendTextRun(entries, makeRun("ide", 11, 700, 10, 10, tj));
-  EXPECT_EQ(entries[0].text, "W ide");
-
-  // The same gap between different operators is below the derived 1.25.
-  entries.clear();
-  appendTextRun(entries, makeRun("W", 0, 700, 10, 10, record(0)));
-  appendTextRun(entries, makeRun("ide", 11, 700, 10, 10, record(1)));
-  EXPECT_EQ(entries[0].text, "Wide");
-
-  // The wider facing glyph picks the divisor: 800 / 6 x 0.01 is above the gap.
-  entries.clear();
-  TextRun wideGlyph = makeRun("M", 0, 700, 10, 10, record(0));
-  wideGlyph.metrics.lastWidth = 800;
-  appendTextRun(entries, wideGlyph);
-  appendTextRun(entries, makeRun("m", 11.3, 700, 10, 10, record(1)));
-  EXPECT_EQ(entries[0].text, "Mm");
-}
-
 TEST(TextMerge, OverstrikeAndCjkNeighbours) {
   std::vector<TextEntry> entries;
   appendTextRun(entries, makeRun("a/", 0, 700, 10));

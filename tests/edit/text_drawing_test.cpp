@@ -114,9 +114,7 @@ TEST(TextDrawing, MeasuresAndSubstitutesMissingCharacters) {
     ASSERT_EQ(document.prepareText(state), Error::None) << document.errorMessage;
     EXPECT_EQ(state.text, c.drawn);
     EXPECT_EQ(state.glyphs, c.glyphs);
-    EXPECT_EQ(state.codePoints.size(), c.glyphs.size());
     EXPECT_DOUBLE_EQ(state.width, c.width);
-    EXPECT_EQ(state.unitsPerEm, 1000);
     EXPECT_EQ(state.font->bytes, c.font == withSpace ? abcFont() : abcFont(false));
   }
 }
@@ -145,7 +143,6 @@ TEST(TextDrawing, PreparingFailures) {
     EXPECT_EQ(document.prepareText(state), c.kind);
     EXPECT_EQ(document.errorMessage, c.message);
     EXPECT_EQ(state.glyphs, (std::vector<std::uint16_t>{2}));
-    EXPECT_EQ(state.font->bytes, abcFont());
   }
 }
 
@@ -187,7 +184,6 @@ TEST(TextDrawing, TextsInOneFontShareItAndPagesAreWrappedOnce) {
     ASSERT_TRUE(fonts && fonts->find("ZDL0")) << page;
     EXPECT_EQ(fonts->find("ZDL0")->objectNumber, font.type0Object);
     EXPECT_TRUE(fonts->find("F1"));  // the inherited resources were copied
-    EXPECT_TRUE(document.pageDictionary(document.pages[page])->find("Resources")->isDictionary());
   }
   // The parent's shared resources, and the page that inherits them, are unchanged.
   EXPECT_FALSE(document.dictionaryValue(document.pages[2].resources.get(), "Font")->find("ZDL0"));

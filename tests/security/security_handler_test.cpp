@@ -1,6 +1,6 @@
 // The standard security handler on documents assembled in memory: damaged
-// encryption dictionaries and which objects get decrypted. Key lengths and
-// crypt filters are checked on files qpdf encrypts.
+// encryption dictionaries, key lengths, crypt filters and which objects get
+// decrypted.
 #include <gtest/gtest.h>
 
 #include <array>
@@ -123,6 +123,37 @@ TEST(SecurityHandlerTest, DamagedDictionariesAreRecordedNotThrown) {
   EXPECT_EQ(indirect.configureEncryption(), Error::None);
   EXPECT_TRUE(indirect.encryption.encrypted);
   EXPECT_EQ(indirect.encryption.dictionaryObject, 7u);
+}
+
+TEST(SecurityHandlerTest, KeyLengthsAndCryptFilters) {
+  // Length sets the RC4 key size (at least 40 bits; 128 when a revision 3
+  // dictionary has none). From version 4 on, crypt filters choose the
+  // ciphers, and strings stay in the clear without StrF.
+  const Value aesFilter = Value::Dictionary({{"StdCF", Value::Dictionary({{"CFM", Value::Name("AESV2")}})}});
+  const Value noMethod = Value::Dictionary({{"StdCF", Value::Dictionary({})}});
+  const Value stdCf = Value::Name("StdCF");
+  const struct {
+    int revision;
+    ValueDictionary extra;
+    std::size_t keyBytes;
+    Cipher streams, strings;
+  } cases[] = {
+      {2, {}, 5, Cipher::Rc4, Cipher::Rc4},
+      {3, {}, 16, Cipher::Rc4, Cipher::Rc4},
+      {3, {{"Length", Value::Number(56)}}, 7, Cipher::Rc4, Cipher::Rc4},
+      {3, {{"Length", Value::Number(32)}}, 5, Cipher::Rc4, Cipher::Rc4},
+      {4, {{"V", Value::Number(4)}, {"CF", aesFilter}, {"StmF", stdCf}}, 16, Cipher::Aes128, Cipher::None},
+      {4, {{"V", Value::Number(4)}, {"CF", noMethod}, {"StmF", stdCf}, {"StrF", stdCf}}, 16, Cipher::Rc4, Cipher::Rc4},
+      {4, {{"V", Value::Number(2)}, {"CF", aesFilter}, {"StmF", stdCf}, {"StrF", stdCf}}, 16, Cipher::Rc4, Cipher::Rc4},
+  };
+  for (const auto& c : cases) {
+    Document document;
+    withEncrypt(document, Value::Dictionary(acceptingDictionary(c.revision, c.keyBytes, c.extra)));
+    ASSERT_EQ(document.configureEncryption(), Error::None) << c.revision << " " << c.keyBytes;
+    EXPECT_EQ(document.encryption.key, emptyPasswordKey(c.revision, c.keyBytes, -3904));
+    EXPECT_EQ(document.encryption.streamCipher, c.streams);
+    EXPECT_EQ(document.encryption.stringCipher, c.strings);
+  }
 }
 
 // With AES-256 the file key is the object key, so sealed values can be made
