@@ -1,10 +1,12 @@
-// Helpers shared by the benchmarks: the PDF files of a folder and the peak
-// resident memory of the process.
+// Helpers shared by the benchmarks: the PDF files of a folder, a scratch
+// output path and the peak resident memory of the process.
 #pragma once
 
 #include <sys/resource.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <cstdint>
 #include <filesystem>
 #include <string>
@@ -37,6 +39,21 @@ inline std::vector<std::filesystem::path> listPdfFiles(const std::filesystem::pa
   }
   std::sort(files.begin(), files.end());
   return files;
+}
+
+// listPdfFiles, saying on stderr, as `program`, when there is nothing to read.
+inline std::vector<std::filesystem::path> listPdfFilesOrSay(const char* program,
+                                                            const std::filesystem::path& where,
+                                                            std::uintmax_t& largest) {
+  std::vector<std::filesystem::path> files = listPdfFiles(where, largest);
+  if (files.empty()) std::fprintf(stderr, "%s: no PDF files in %s\n", program, where.string().c_str());
+  return files;
+}
+
+// A file in the temporary folder for the benchmark's output, unique to this
+// process: "<prefix>-<pid>.pdf".
+inline std::string scratchOutput(const std::string& prefix) {
+  return (std::filesystem::temp_directory_path() / (prefix + "-" + std::to_string(::getpid()) + ".pdf")).string();
 }
 
 inline long peakResidentKiB() {

@@ -108,11 +108,8 @@ int main(int argc, char** argv) {
     return 2;
   }
   std::uintmax_t largest = 0;
-  std::vector<fs::path> files = zopra::bench::listPdfFiles(where, largest);
-  if (files.empty()) {
-    std::fprintf(stderr, "bench_graphics: no PDF files in %s\n", where.string().c_str());
-    return 1;
-  }
+  std::vector<fs::path> files = zopra::bench::listPdfFilesOrSay("bench_graphics", where, largest);
+  if (files.empty()) return 1;
   ZOPRADocumentLoader* loader = nullptr;
   if (zopraDocumentLoaderCreate(&loader) != ZOPRA_STATUS_SUCCESS) return 1;
   std::vector<ZOPRADocumentLoaderGraphicsInfo> records;

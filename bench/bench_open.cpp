@@ -22,7 +22,6 @@
 namespace {
 
 namespace fs = std::filesystem;
-using zopra::bench::listPdfFiles;
 using zopra::bench::peakResidentKiB;
 
 struct Tally {
@@ -60,11 +59,8 @@ int main(int argc, char** argv) {
     return 2;
   }
   std::uintmax_t largest = 0;
-  std::vector<fs::path> files = listPdfFiles(folder, largest);
-  if (files.empty()) {
-    std::fprintf(stderr, "bench_open: no PDF files in %s\n", folder.string().c_str());
-    return 1;
-  }
+  std::vector<fs::path> files = zopra::bench::listPdfFilesOrSay("bench_open", folder, largest);
+  if (files.empty()) return 1;
 
   ZOPRADocumentLoader* loader = nullptr;
   if (zopraDocumentLoaderCreate(&loader) != ZOPRA_STATUS_SUCCESS) return 1;

@@ -5,7 +5,6 @@
 // peak resident memory and output size, and checks the 100 pages/s target.
 //
 //   bench_replace [FOLDER|FILE] [FONT.ttf] [REPEATS]
-#include <unistd.h>
 
 #include <chrono>
 #include <cstdint>
@@ -103,13 +102,9 @@ int main(int argc, char** argv) {
     return 1;
   }
   std::uintmax_t largest = 0;
-  std::vector<fs::path> files = zopra::bench::listPdfFiles(where, largest);
-  if (files.empty()) {
-    std::fprintf(stderr, "bench_replace: no PDF files in %s\n", where.string().c_str());
-    return 1;
-  }
-  std::string output =
-      (fs::temp_directory_path() / ("zopra-bench-replace-" + std::to_string(::getpid()) + ".pdf")).string();
+  std::vector<fs::path> files = zopra::bench::listPdfFilesOrSay("bench_replace", where, largest);
+  if (files.empty()) return 1;
+  std::string output = zopra::bench::scratchOutput("zopra-bench-replace");
   ZOPRADocumentLoader* loader = nullptr;
   if (zopraDocumentLoaderCreate(&loader) != ZOPRA_STATUS_SUCCESS) return 1;
   Tally tally;

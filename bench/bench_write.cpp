@@ -7,7 +7,6 @@
 // and writes it uncompressed.)
 //
 //   bench_write [FOLDER|FILE] [REPEATS]
-#include <unistd.h>
 
 #include <chrono>
 #include <cstdint>
@@ -68,12 +67,9 @@ int main(int argc, char** argv) {
     return 2;
   }
   std::uintmax_t largest = 0;
-  std::vector<fs::path> files = zopra::bench::listPdfFiles(where, largest);
-  if (files.empty()) {
-    std::fprintf(stderr, "bench_write: no PDF files in %s\n", where.string().c_str());
-    return 1;
-  }
-  std::string output = (fs::temp_directory_path() / ("zopra-bench-write-" + std::to_string(::getpid()) + ".pdf")).string();
+  std::vector<fs::path> files = zopra::bench::listPdfFilesOrSay("bench_write", where, largest);
+  if (files.empty()) return 1;
+  std::string output = zopra::bench::scratchOutput("zopra-bench-write");
   ZOPRADocumentLoader* loader = nullptr;
   if (zopraDocumentLoaderCreate(&loader) != ZOPRA_STATUS_SUCCESS) return 1;
   Tally rewrite;

@@ -126,19 +126,17 @@ Value number(double value) { return Value::Number(value); }
 Value ref(std::uint32_t objectNumber) { return Value::Reference(objectNumber, 0); }
 Value png(double columns) { return Value::Dictionary({{"Predictor", number(12)}, {"Columns", number(columns)}}); }
 
-Object& add(Document& document, std::uint32_t number, Value value) {
-  return zopra::test::putObject(document, number, std::move(value));
-}
+using zopra::test::putObject;
 
 TEST(Filters, ChainsThroughTheStreamDictionary) {
   Document document;
-  add(document, 2, name("AHx"));
-  add(document, 3, Value::Array({name("Crypt"), number(7), name("Fl"), ref(2)}));
-  add(document, 10, number(2));
-  add(document, 11, Value::Dictionary({{"Predictor", number(12.9)}, {"Columns", ref(10)}}));
-  add(document, 12, ref(11));
-  add(document, 20, ref(21));
-  add(document, 21, ref(20));
+  putObject(document, 2, name("AHx"));
+  putObject(document, 3, Value::Array({name("Crypt"), number(7), name("Fl"), ref(2)}));
+  putObject(document, 10, number(2));
+  putObject(document, 11, Value::Dictionary({{"Predictor", number(12.9)}, {"Columns", ref(10)}}));
+  putObject(document, 12, ref(11));
+  putObject(document, 20, ref(21));
+  putObject(document, 21, ref(20));
   // Two PNG rows of two bytes tagged Up: 1 2 2 4 once decoded.
   const std::string rows("\x02\x01\x02\x02\x01\x02", 6), upDecoded("\x01\x02\x02\x04", 4);
   const Bytes hexRows = bytesOf("020102020102");
@@ -185,7 +183,7 @@ TEST(Filters, ChainsThroughTheStreamDictionary) {
   };
   std::uint32_t next = 100;
   for (const Case& c : cases) {
-    Object& stream = add(document, next++, Value::Dictionary(c.dictionary));
+    Object& stream = putObject(document, next++, Value::Dictionary(c.dictionary));
     stream.isStream = true;
     stream.data = c.data;
     EXPECT_EQ(outcome([&] { return document.decodeStream(stream); }), c.expected) << c.rule;
