@@ -3,14 +3,12 @@
 // and resources afterwards.
 #include <gtest/gtest.h>
 
-#include <map>
 #include <string>
 #include <vector>
 
 #include "pdf/content/text_entry.h"
 #include "pdf/edit/text_drawing.h"
 #include "pdf/edit/true_type.h"
-#include "pdf/write/value_writer.h"
 #include "support/load_helpers.h"
 #include "support/true_type_builder.h"
 

@@ -5,10 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
-#include <map>
-#include <sstream>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "pdf/content/text_entry.h"
