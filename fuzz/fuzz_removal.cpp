@@ -1,54 +1,162 @@
-// Fuzz target: the input is a content stream. The removal scanner must count
-// the same text-showing operators that the finder used by text extraction
-// notes, keep everything when nothing is replaced (but a string still open
-// at the end), and put each replacement where its operator was.
+// Fuzz target: the input is a page content stream. Its text items are
+// extracted, a selection of them (chosen from a hash of the input) is
+// removed, and the page is extracted again: every string of an item not
+// chosen must still be shown where it was, every string of a chosen item
+// must be gone unless the removal reported the item as left, and removing
+// the same items again must change nothing. Removing all text must leave no
+// item.
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
+#include <map>
+#include <set>
 #include <string>
+#include <tuple>
+#include <vector>
 
-#include "pdf/content/text_operator_scanner.h"
-#include "pdf/edit/text_removal.h"
+#include "pdf/content/text_entry.h"
+#include "pdf/model/document.h"
+#include "support/pdf_builder.h"
+#include "temp_file.h"
 
 namespace {
+
+using zopra::pdf::Document;
+using zopra::pdf::Error;
+using zopra::pdf::TextEntry;
+using zopra::pdf::TextSource;
 
 void require(bool condition) {
   if (!condition) std::abort();
 }
 
+std::string document(const std::string& content) {
+  // Type 3 widths in glyph space: 100 units make one em at this FontMatrix.
+  std::string widths;
+  for (int code = 32; code <= 126; ++code) widths += std::to_string(40 + code % 7 * 10) + ' ';
+  zopra::test::PdfBuilder builder;
+  builder.object(1, "<< /Type /Catalog /Pages 2 0 R >>");
+  builder.object(2, "<< /Type /Pages /Kids [9 0 R] /Count 1 >>");
+  builder.object(3, "<< /Type /Font /Subtype /Type1 /BaseFont /Helvetica >>");
+  builder.object(4, "<< /Type /Font /Subtype /Type0 /BaseFont /Fuzz /Encoding /Identity-H "
+                    "/DescendantFonts [5 0 R] /ToUnicode 6 0 R >>");
+  builder.object(5, "<< /Type /Font /Subtype /CIDFontType2 /BaseFont /Fuzz "
+                    "/CIDSystemInfo << /Registry (Adobe) /Ordering (Identity) /Supplement 0 >> "
+                    "/DW 1000 /W [1 [500 600] 10 20 250] >>");
+  builder.stream(6, "",
+                 "begincmap\n1 begincodespacerange <0000> <FFFF> endcodespacerange\n"
+                 "1 beginbfrange <0001> <00FF> <0041> endbfrange\nendcmap\n");
+  builder.stream(7, "/Type /XObject /Subtype /Form /BBox [0 0 100 100] /Matrix [1 0 0 1 10 10] "
+                    "/Resources << /Font << /F1 3 0 R >> >>",
+                 "BT /F1 10 Tf 0 0 Td (form) Tj [(a) 300 (b)] TJ ET");
+  builder.object(8, "<< /Type /Font /Subtype /Type3 /FontMatrix [0.01 0 0 0.01 0 0] /FontBBox [0 0 100 100] "
+                    "/CharProcs << >> /Encoding << /Differences [65 /A] >> /FirstChar 32 /LastChar 126 "
+                    "/Widths [" + widths + "] >>");
+  builder.object(9, "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 612 792] /Resources "
+                    "<< /Font << /F1 3 0 R /F2 4 0 R /F3 8 0 R >> /XObject << /X1 7 0 R >> >> "
+                    "/Contents 10 0 R >>");
+  builder.stream(10, "", content);
+  builder.finishWithTable("/Root 1 0 R");
+  return builder.bytes();
+}
+
+// A shown string: its operator in its stream family and its element.
+using StringKey = std::tuple<std::uint32_t, std::uint32_t, std::uint32_t>;
+
+std::map<StringKey, std::vector<std::pair<double, double>>> strings(const std::vector<TextEntry>& entries,
+                                                                  const std::set<std::uint32_t>* only,
+                                                                  const std::map<std::uint32_t, std::uint32_t>* forms) {
+  std::map<StringKey, std::vector<std::pair<double, double>>> out;
+  for (std::size_t i = 0; i < entries.size(); ++i) {
+    if (only && only->count(static_cast<std::uint32_t>(i)) == 0) continue;
+    for (const TextSource::Run& run : entries[i].sources) {
+      if (!run.source) continue;
+      std::uint32_t stream = run.source->stream;
+      if (forms && forms->count(stream)) stream = forms->at(stream);
+      out[{stream, run.source->ordinal, run.element}].emplace_back(run.x, run.y);
+    }
+  }
+  return out;
+}
+
+bool near(double a, double b) { return std::fabs(a - b) <= 1e-3 + 1e-9 * std::fabs(a); }
+
+// Positions are only comparable where the removed advances can be written as
+// TJ adjustments exactly enough: moderate sizes and advances.
+bool measurable(const std::vector<TextEntry>& entries) {
+  for (const TextEntry& entry : entries) {
+    for (const TextSource::Run& run : entry.sources) {
+      const double scale = std::fabs(run.fontSize * run.horizontalScale);
+      if (!(scale > 1e-3 && scale < 1e4 && std::fabs(run.width) < 1e5 && std::fabs(run.x) < 1e6 &&
+            std::fabs(run.y) < 1e6)) {
+        return false;
+      }
+    }
+  }
+  return true;
+}
+
+std::string pageContent(Document& loaded) {
+  std::string text;
+  for (std::uint32_t number : loaded.pageContentObjects(loaded.pages[0])) {
+    const zopra::pdf::Bytes data = loaded.decodeStream(*loaded.object(number));
+    text.append(data.begin(), data.end());
+  }
+  return text;
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  static zopra::fuzz::TempFile file;
   const std::string content(reinterpret_cast<const char*>(data), size);
-  zopra::pdf::TextOperatorFinder finder;
-  finder.feed(data, size);
-  const std::size_t operators = finder.positions().size();
+  const std::string bytes = document(content);
+  file.write(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size());
 
-  // Nothing replaced: the content comes back as it was, but for a string
-  // left open at its end.
-  zopra::pdf::OperatorReplacements none;
-  zopra::pdf::TjRemovalOptions keep{&none, 0};
-  std::string kept = content;
-  zopra::pdf::removeTjOperator(kept, zopra::pdf::TjParseState::Outside, &keep);
-  require(keep.operatorIndex == operators);
-  require(content.compare(0, kept.size(), kept) == 0);
+  Document loaded;
+  require(loaded.load(file.path()) == Error::None);
+  std::vector<TextEntry> before;
+  if (loaded.extractText(0, before, nullptr) != Error::None || before.empty()) return 0;
 
-  // Every operator replaced by a marker: as many markers as operators, and
-  // the rest of the content in order around them.
-  zopra::pdf::OperatorReplacements marks;
-  for (std::uint32_t i = 0; i < operators; ++i) marks[i] = std::string(1, '\x01');
-  zopra::pdf::TjRemovalOptions mark{&marks, 0};
-  std::string marked = content;
-  zopra::pdf::removeTjOperator(marked, zopra::pdf::TjParseState::Outside, &mark);
-  std::size_t count = 0;
-  for (char c : marked) count += c == '\x01';
-  std::size_t original = 0;
-  for (char c : content) original += c == '\x01';
-  require(count >= operators && count - operators <= original);
+  std::uint64_t hash = 1469598103934665603ull;
+  for (std::size_t i = 0; i < size; ++i) hash = (hash ^ data[i]) * 1099511628211ull;
+  std::set<std::uint32_t> chosen;
+  for (std::uint32_t i = 0; i < before.size(); ++i) {
+    if ((hash >> (i % 61)) & 1) chosen.insert(i);
+  }
+  require(loaded.removeText(0, &chosen, before, 1) == Error::None);
+  const std::string once = pageContent(loaded);
+  require(loaded.removeText(0, &chosen, before, 1) == Error::None);
+  require(pageContent(loaded) == once);
 
-  // Everything removed: never longer than the input.
-  std::string removed = content;
-  zopra::pdf::removeTjOperator(removed, zopra::pdf::TjParseState::Outside, nullptr);
-  require(removed.size() <= content.size());
+  std::vector<TextEntry> after;
+  require(loaded.extractText(0, after, nullptr) == Error::None);
+  const zopra::pdf::PageTextEdits& edits = loaded.textEdits[0];
+  std::set<std::uint32_t> kept;
+  for (std::uint32_t i = 0; i < before.size(); ++i) {
+    if (chosen.count(i) == 0) kept.insert(i);
+  }
+  const auto keptBefore = strings(before, &kept, &edits.forms);
+  const auto shownAfter = strings(after, nullptr, nullptr);
+  const bool compare = measurable(before);
+  for (const auto& [key, positions] : keptBefore) {
+    auto found = shownAfter.find(key);
+    require(found != shownAfter.end());
+    if (!compare) continue;
+    require(found->second.size() == positions.size());
+    for (std::size_t i = 0; i < positions.size(); ++i) {
+      require(near(found->second[i].first, positions[i].first) && near(found->second[i].second, positions[i].second));
+    }
+  }
+  std::set<std::uint32_t> removed = chosen;
+  for (std::uint32_t left : edits.left) removed.erase(left);
+  for (const auto& [key, positions] : strings(before, &removed, &edits.forms)) {
+    require(shownAfter.count(key) == 0);
+  }
+
+  require(loaded.removeText(0, nullptr, after) == Error::None);
+  require(loaded.extractText(0, after, nullptr) == Error::None);
+  require(after.empty());
   return 0;
 }

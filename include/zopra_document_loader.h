@@ -365,10 +365,13 @@ ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderRemoveOriginalText(ZOPRADoc
  *   zopraDocumentLoaderRemoveOriginalText does (also with no item chosen).
  *   Glyphs that a Form XObject draws more than once on the page go only when
  *   the items of all those drawings are chosen; removing one drawing alone
- *   would remove the others. Text that the content shows in ways the removal
- *   cannot rewrite (outside BT ... ET, or "BT" run into the next token) stays.
+ *   would remove the others. Chosen items that keep glyphs on the page are
+ *   reported by zopraDocumentLoaderGetUnremovedTextCount.
  *   The items are not refreshed: their indices still name the same text
- *   afterwards, and calling again with the same or other indices is safe.
+ *   afterwards. Calls with items of one extraction add up: each derives the
+ *   page from its content as it was at that extraction and every item chosen
+ *   since, so the same items give the same result in any order or grouping,
+ *   and repeating a call changes nothing.
  * Parameters
  *   loader   [in] the handle.
  *   page     [in] the page of the last successful text extraction.
@@ -384,6 +387,42 @@ ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderRemoveOriginalText(ZOPRADoc
  */
 ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderRemoveOriginalTextByIndex(
     ZOPRADocumentLoader* loader, uint32_t page, const uint32_t* indices, uint32_t count);
+
+/*
+ * zopraDocumentLoaderGetUnremovedTextCount
+ *   After a removal, the number of chosen items whose glyphs are still, wholly
+ *   or in part, on the page: for example one drawing of a Form XObject that
+ *   the page draws twice, when the other drawing's item is not chosen. The
+ *   items counted are those chosen by all calls of
+ *   zopraDocumentLoaderRemoveOriginalTextByIndex since the last text
+ *   extraction of that page; 0 is the normal case. After
+ *   zopraDocumentLoaderRemoveOriginalText, which takes every text-showing
+ *   operator, the count is 0.
+ * Parameters
+ *   loader  [in] the handle.
+ *   count   [out] receives the number; must not be NULL.
+ * Returns
+ *   ZOPRA_STATUS_SUCCESS (0 when nothing was removed yet);
+ *   ZOPRA_STATUS_INVALID_ARGUMENT when loader or count is NULL or no document
+ *   is open.
+ */
+ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderGetUnremovedTextCount(ZOPRADocumentLoader* loader,
+                                                                          uint32_t* count);
+
+/*
+ * zopraDocumentLoaderGetUnremovedText
+ *   One of the items that zopraDocumentLoaderGetUnremovedTextCount counts, in
+ *   ascending order: its index among the items of the last text extraction.
+ * Parameters
+ *   loader  [in] the handle.
+ *   index   [in] below the count.
+ *   item    [out] receives the item index; must not be NULL.
+ * Returns
+ *   ZOPRA_STATUS_SUCCESS; ZOPRA_STATUS_INVALID_ARGUMENT when loader or item is
+ *   NULL, no document is open or index is not below the count.
+ */
+ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderGetUnremovedText(ZOPRADocumentLoader* loader,
+                                                                     uint32_t index, uint32_t* item);
 
 /*
  * zopraDocumentLoaderExtractPageGraphics

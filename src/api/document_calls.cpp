@@ -35,6 +35,7 @@ ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderOpenFileA(ZOPRADocumentLoad
     loader->textEntries.clear();
     loader->graphicsEntries.clear();
     loader->imageObjects.clear();
+    loader->unremovedText.clear();
     return statusFor(kind);
   });
 }

@@ -16,6 +16,7 @@ ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderRemoveOriginalText(ZOPRADoc
     return ZOPRA_STATUS_INVALID_ARGUMENT;
   }
   return guarded([&] {
+    loader->unremovedText.clear();
     return statusFor(loader->document.removeText(page, nullptr, loader->textEntries));
   });
 }
@@ -31,8 +32,27 @@ ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderRemoveOriginalTextByIndex(
   }
   return guarded([&] {
     std::set<std::uint32_t> chosen(indices, indices + count);
-    return statusFor(loader->document.removeText(page, &chosen, loader->textEntries, loader->extraction));
+    const zopra::pdf::Error result =
+        loader->document.removeText(page, &chosen, loader->textEntries, loader->extraction);
+    loader->unremovedText = loader->document.textEdits[page].left;
+    return statusFor(result);
   });
+}
+
+ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderGetUnremovedTextCount(ZOPRADocumentLoader* loader,
+                                                                          uint32_t* count) {
+  if (!loader || !loader->opened || !count) return ZOPRA_STATUS_INVALID_ARGUMENT;
+  *count = static_cast<uint32_t>(loader->unremovedText.size());
+  return ZOPRA_STATUS_SUCCESS;
+}
+
+ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderGetUnremovedText(ZOPRADocumentLoader* loader,
+                                                                     uint32_t index, uint32_t* item) {
+  if (!loader || !loader->opened || !item || index >= loader->unremovedText.size()) {
+    return ZOPRA_STATUS_INVALID_ARGUMENT;
+  }
+  *item = loader->unremovedText[index];
+  return ZOPRA_STATUS_SUCCESS;
 }
 
 }  // extern "C"

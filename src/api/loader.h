@@ -24,6 +24,8 @@ struct ZOPRADocumentLoader {
   // Counts the extractions into textEntries, so that text removal can tell
   // whether the items it is given are those of its earlier removals.
   std::uint64_t extraction = 0;
+  // Chosen items left on the page by the last removal (item indices).
+  std::vector<std::uint32_t> unremovedText;
   // Entries of the last zopraDocumentLoaderExtractPageGraphics, whatever page
   // it was for.
   std::vector<zopra::pdf::GraphicsEntry> graphicsEntries;

@@ -31,6 +31,7 @@ ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderExtractPageText(ZOPRADocume
   // new page in the cache, which must not pass for the previous page's items.
   loader->textExtracted = false;
   ++loader->extraction;
+  loader->unremovedText.clear();
   return guarded([&] {
     Error kind = loader->document.extractText(page, loader->textEntries, nullptr);
     loader->textExtracted = kind == Error::None;

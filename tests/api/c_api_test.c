@@ -92,6 +92,8 @@ static void checkWithoutDocument(ZOPRADocumentLoader* loader) {
   EXPECT(BAD, zopraDocumentLoaderGetPageTextSize(loader, &value, 0));
   EXPECT(BAD, zopraDocumentLoaderRemoveOriginalText(loader, 0));
   EXPECT(BAD, zopraDocumentLoaderRemoveOriginalTextByIndex(loader, 0, NULL, 0));
+  EXPECT(BAD, zopraDocumentLoaderGetUnremovedTextCount(loader, &value));
+  EXPECT(BAD, zopraDocumentLoaderGetUnremovedText(loader, 0, &value));
   EXPECT(BAD, zopraDocumentLoaderExtractPageGraphics(loader, 0, 0.0));
   EXPECT(BAD, zopraDocumentLoaderGetPageGraphicsCount(loader, &value, 0));
   EXPECT(BAD, zopraDocumentLoaderGetGraphicsArray(loader, infos, 0, 0));
@@ -134,6 +136,13 @@ static void checkDocument(ZOPRADocumentLoader* loader, ZOPRADocumentLoader* read
   EXPECT(BAD, zopraDocumentLoaderRemoveOriginalTextByIndex(loader, 0, NULL, 1));
   EXPECT(BAD, zopraDocumentLoaderRemoveOriginalTextByIndex(loader, 0, indices, 2));
   EXPECT(OK, zopraDocumentLoaderRemoveOriginalTextByIndex(loader, 0, indices, 1));
+  {
+    uint32_t unremoved = 99, item = 0;
+    EXPECT(BAD, zopraDocumentLoaderGetUnremovedTextCount(loader, NULL));
+    EXPECT(OK, zopraDocumentLoaderGetUnremovedTextCount(loader, &unremoved));
+    EXPECT(1, unremoved == 0);
+    EXPECT(BAD, zopraDocumentLoaderGetUnremovedText(loader, 0, &item));
+  }
   /* The new text needs a font, a real size and an item to take its place from. */
   EXPECT(BAD, zopraDocumentLoaderSetTextA(loader, "x", 0, 0, NULL, 10.0, 1.0));
   EXPECT(BAD, zopraDocumentLoaderSetTextA(loader, "", 0, 0, "f.ttf", 10.0, 1.0));

@@ -4,7 +4,6 @@
 
 #include "pdf/content/interpreter.h"
 #include "pdf/content/text_entry.h"
-#include "pdf/content/text_operator_scanner.h"
 #include "pdf/model/document.h"
 
 namespace zopra::pdf {
@@ -17,20 +16,14 @@ void Interpreter::runPage() {
   const Value noResources;
   const Value& resources = held ? *held : noResources;
 
+  // The page's streams run as one family: one state stack, one operand
+  // stack, one numbering of text-showing operators.
   StateStack stateStack;
-  std::vector<Token> operands;
-  // The text-showing operators are numbered over the page's streams joined
-  // with a line feed, as text removal joins them.
-  TextOperatorFinder finder;
-  TextOperatorOrdinals ordinals{&finder.positions()};
+  OperationContext context;
   for (std::uint32_t number : contents) {
     const Object* content = document.object(number);
     if (!content) continue;
-    Bytes data = document.decodeStream(*content);
-    if (finder.offset() > 0) finder.feed(reinterpret_cast<const std::uint8_t*>("\n"), 1);
-    ordinals.base = finder.offset();
-    finder.feed(data);
-    run(data, resources, 0, ordinals, stateStack, operands);
+    run(document.decodeStream(*content), resources, 0, context, stateStack);
   }
 }
 

@@ -4,8 +4,6 @@
 #include <algorithm>
 #include <utility>
 
-#include "pdf/content/text_operator_scanner.h"
-
 #include "pdf/fonts/font_builder.h"
 
 namespace zopra::pdf {
@@ -24,24 +22,13 @@ Interpreter::Interpreter(Document& doc, const Page& currentPage, std::vector<Tex
 }
 
 void Interpreter::run(const Bytes& bytes, const Value& resources, std::uint32_t streamNumber,
-                      TextOperatorOrdinals& ordinals, StateStack& stateStack,
-                      std::vector<Token>& operands) {
+                      OperationContext& context, StateStack& stateStack) {
   chargeContent(bytes.size());
-  ContentLexer lexer(bytes);
-  Token token;
-  while (lexer.next(token)) {
-    if (token.kind != Token::Kind::Keyword) {
-      // Operators read at most the top six operands; deeper ones never
-      // matter, so a stream of operands without operators cannot grow the
-      // stack without bound.
-      if (operands.size() >= kMaxOperands) operands.erase(operands.begin());
-      operands.push_back(std::move(token));
-      token = Token();
-      continue;
-    }
+  OperationReader reader(bytes, context);
+  Token keyword;
+  while (reader.next(keyword)) {
     chargeOperator();
-    execute(token.text, resources, streamNumber, ordinals, token.end, stateStack, operands, &lexer);
-    operands.clear();
+    execute(keyword.text, resources, streamNumber, reader.textOrdinal(), stateStack, context.operands);
   }
 }
 
@@ -65,15 +52,8 @@ void Interpreter::chargeText(std::size_t bytes) {
   if (++textRuns_ > kMaxTextRuns || textBytes_ > kMaxTextBytes) tooComplex();
 }
 
-std::uint32_t TextOperatorOrdinals::ordinalAt(std::uint64_t end) {
-  if (!positions) return counted++;
-  std::uint64_t last = base + end - 1;
-  auto it = std::lower_bound(positions->begin(), positions->end(), last);
-  if (it == positions->end() || *it != last) return TextSource::kNoOrdinal;
-  return static_cast<std::uint32_t>(it - positions->begin());
-}
-
-void Interpreter::drawXObject(const Value& resources, const std::string& name) {  const Value* xobjects = document.dictionaryValue(&resources, "XObject");
+void Interpreter::drawXObject(const Value& resources, const std::string& name) {
+  const Value* xobjects = document.dictionaryValue(&resources, "XObject");
   if (!xobjects || !xobjects->isDictionary()) return;
   const Value* entry = xobjects->find(name);
   if (!entry) return;
@@ -115,16 +95,9 @@ void Interpreter::drawXObject(const Value& resources, const std::string& name) {
   try {
     Bytes data = document.decodeStream(*object);
     // A form numbers its text-showing operators from 0 over its own stream.
-    auto found = formOperators_.find(objectNumber);
-    if (found == formOperators_.end()) {
-      TextOperatorFinder finder;
-      finder.feed(data);
-      found = formOperators_.emplace(objectNumber, finder.positions()).first;
-    }
-    TextOperatorOrdinals formOrdinals{&found->second};
+    OperationContext formContext;
     StateStack formStack;
-    std::vector<Token> formOperands;
-    run(data, formResources, objectNumber, formOrdinals, formStack, formOperands);
+    run(data, formResources, objectNumber, formContext, formStack);
   } catch (...) {
     activeForms.erase(objectNumber);
     throw;

@@ -13,6 +13,7 @@
 
 #include "pdf/content/color.h"
 #include "pdf/content/content_lexer.h"
+#include "pdf/content/content_operations.h"
 #include "pdf/content/text_entry.h"
 #include "pdf/content/text_merge.h"
 #include "pdf/fonts/font_info.h"
@@ -53,24 +54,6 @@ struct StateStack {
   std::size_t uncountedSaves = 0;
 };
 
-// Numbers the text-showing operators of one stream family (the page's
-// content streams, or one Form XObject). With the positions that a
-// TextOperatorFinder noted over the same bytes, an operator's ordinal is the
-// index of its position, or TextSource::kNoOrdinal when the removal scanner
-// would not take it for one (outside BT ... ET, "BT/F1", a tab before Tj, a
-// number for an operand ...): extraction and removal then always agree on
-// which operator an ordinal names. Without positions, operators are counted.
-struct TextOperatorOrdinals {
-  const std::vector<std::uint64_t>* positions = nullptr;
-  // Where the current stream starts in what the finder was fed.
-  std::uint64_t base = 0;
-  std::uint32_t counted = 0;
-
-  // The ordinal of the operator whose bytes end at `end` (one past its last
-  // byte) in the current stream.
-  std::uint32_t ordinalAt(std::uint64_t end);
-};
-
 // A piece of the path under construction; points are already in page space.
 struct Subpath {
   std::vector<std::pair<double, double>> points;
@@ -87,16 +70,14 @@ class Interpreter {
   // stack, one operand stack and one numbering of text-showing operators.
   void runPage();
   // Interprets one stream. `streamNumber` is 0 for page content and the Form
-  // XObject's object number otherwise; `ordinals` numbers the text-showing
-  // operators of this stream family.
+  // XObject's object number otherwise; `context` holds the operands and the
+  // numbering of text-showing operators of this stream family.
   void run(const Bytes& bytes, const Value& resources, std::uint32_t streamNumber,
-           TextOperatorOrdinals& ordinals, StateStack& stateStack, std::vector<Token>& operands);
-  // Executes one operator on the operand stack (which the caller clears);
-  // `end` is where its bytes end in the stream. `lexer` is needed only by BI,
-  // to skip the inline image data.
+           OperationContext& context, StateStack& stateStack);
+  // Executes one operator on its operands; `ordinal` numbers a text-showing
+  // operator in its stream family (see OperationReader).
   void execute(const std::string& op, const Value& resources, std::uint32_t streamNumber,
-               TextOperatorOrdinals& ordinals, std::uint64_t end, StateStack& stateStack,
-               std::vector<Token>& operands, ContentLexer* lexer);
+               std::uint32_t ordinal, StateStack& stateStack, const std::vector<Token>& operands);
   // Do: draws an image or Form XObject of the resources.
   void drawXObject(const Value& resources, const std::string& name);
   // The cached FontInfo of a font resource, built on first use.
@@ -128,7 +109,6 @@ class Interpreter {
   double minimumGraphicsSize;
   State state;
   // Limits that keep hostile content from growing memory without bound.
-  static constexpr std::size_t kMaxOperands = 32;
   static constexpr std::size_t kMaxSavedStates = 4096;
   // The work budget of one page run, Form XObjects included. Forms drawn by
   // forms multiply the work of a few bytes of content, so the run counts what
@@ -173,8 +153,6 @@ class Interpreter {
   std::uint64_t fontBytes_ = 0;
   std::uint64_t graphicsEntries_ = 0;
   std::unordered_set<const ToUnicodeMap*> countedMaps_;
-  // The text-showing operators of each Form XObject drawn, by object number.
-  std::unordered_map<std::uint32_t, std::vector<std::uint64_t>> formOperators_;
 };
 
 }  // namespace zopra::pdf

@@ -62,9 +62,8 @@ void Interpreter::moveTextLine(double tx, double ty) {
 void Interpreter::nextLine() { moveTextLine(0, -state.leading); }
 
 void Interpreter::execute(const std::string& op, const Value& resources,
-                          std::uint32_t streamNumber, TextOperatorOrdinals& ordinals,
-                          std::uint64_t end, StateStack& stateStack,
-                          std::vector<Token>& operands, ContentLexer* lexer) {
+                          std::uint32_t streamNumber, std::uint32_t ordinal, StateStack& stateStack,
+                          const std::vector<Token>& operands) {
   const std::size_t count = operands.size();
   auto pagePoint = [this](double x, double y) { return state.ctm.point(x, y); };
   auto openSubpath = [this] {
@@ -170,7 +169,7 @@ void Interpreter::execute(const std::string& op, const Value& resources,
           state.charSpacing = number(operands, 2);
         }
         nextLine();
-        show(operands.back(), resources, streamNumber, ordinals.ordinalAt(end), op);
+        show(operands.back(), resources, streamNumber, ordinal, op);
         return;
       default:
         return;
@@ -233,7 +232,7 @@ void Interpreter::execute(const std::string& op, const Value& resources,
     case twoCharacters('T', 'j'):
     case twoCharacters('T', 'J'):
       if (count == 0) return;
-      show(operands.back(), resources, streamNumber, ordinals.ordinalAt(end), op);
+      show(operands.back(), resources, streamNumber, ordinal, op);
       return;
     case twoCharacters('r', 'g'):
       state.fillColor = rgb(operands);
@@ -269,10 +268,6 @@ void Interpreter::execute(const std::string& op, const Value& resources,
       drawXObject(resources, name);
       return;
     }
-    case twoCharacters('B', 'I'):
-      if (!lexer) return;
-      skipInlineImageData(*lexer, readInlineImageDictionary(*lexer));
-      return;
     default:
       return;
   }

@@ -12,8 +12,8 @@
 namespace zopra::pdf {
 
 struct TextSource {
-  // The ordinal of an operator that text removal would not find (see
-  // TextOperatorOrdinals): its glyphs cannot be removed one by one.
+  // The ordinal of an operator that text removal cannot name (see
+  // OperationReader): its glyphs cannot be removed one by one.
   static constexpr std::uint32_t kNoOrdinal = 0xFFFFFFFFu;
 
   // One element of a text-showing operator's operand: a string (raw bytes and
@@ -29,8 +29,8 @@ struct TextSource {
   struct Operator {
     // 0 for the page's own content, else the Form XObject's object number.
     std::uint32_t stream = 0;
-    // Position among the text-showing operators of that stream, from 0, as
-    // text removal counts them; kNoOrdinal when removal would not find it.
+    // Position among the text-showing operators of that stream family,
+    // from 0, as OperationReader counts them for extraction and removal.
     std::uint32_t ordinal = 0;
     std::string name;
     // Operands of the " operator.
@@ -48,6 +48,8 @@ struct TextSource {
     double width = 0;
     double fontSize = 0;
     double horizontalScale = 1;
+    // Where the string's baseline starts, in page space.
+    double x = 0, y = 0;
   };
 };
 

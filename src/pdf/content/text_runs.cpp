@@ -95,6 +95,8 @@ void Interpreter::show(const Token& operand, const Value& resources, std::uint32
     source.width = metrics.glyphAdvance;
     source.fontSize = state.fontSize;
     source.horizontalScale = state.horizontalScale;
+    source.x = runMatrix.e;
+    source.y = runMatrix.f;
     emitText(runMatrix, fontInfo, std::move(text), metrics, streamNumber, ordinal, operatorName,
              std::move(source));
   };

@@ -1,14 +1,14 @@
-// What text removal has done to one page so far, in the terms of the text
-// extraction whose items were chosen: later removals with items of the same
-// extraction add to it instead of undoing it.
+// What text removal has done to one page, in the terms of the text
+// extraction whose items were chosen. Every removal with items of that
+// extraction derives the page's content anew from the content as it was at
+// the extraction and the union of all items chosen so far, so removals add
+// up, and the same choices give the same bytes however they are grouped.
 #pragma once
 
 #include <cstdint>
 #include <map>
-#include <memory>
-#include <utility>
-
-#include "pdf/content/text_entry.h"
+#include <set>
+#include <vector>
 
 namespace zopra::pdf {
 
@@ -20,15 +20,27 @@ struct RemovedString {
   double horizontalScale = 1;
 };
 
+// Per ordinal of a stream family's text-showing operators, the strings to
+// remove from it, by element index (0 for the operand of Tj, ' and ", the
+// array index for TJ).
+using OperatorChoices = std::map<std::uint32_t, std::map<std::uint32_t, RemovedString>>;
+
 struct PageTextEdits {
-  // The extraction the keys below refer to.
+  // False until a removal with chosen items, and again after a removal of
+  // all text: the next removal then starts from the page as it is.
+  bool active = false;
+  // The extraction the items refer to.
   std::uint64_t extraction = 0;
-  // (stream key, ordinal) -> the operator as extracted ...
-  std::map<std::pair<std::uint32_t, std::uint32_t>, std::shared_ptr<const TextSource::Operator>> operators;
-  // ... and its strings removed so far, by element index.
-  std::map<std::pair<std::uint32_t, std::uint32_t>, std::map<std::uint32_t, RemovedString>> removed;
-  // Form XObject number at extraction -> the page's current copy of it.
+  // The page's content streams at that extraction; never changed since.
+  std::vector<std::uint32_t> originalContents;
+  // The copies that removal writes, in the same order ...
+  std::vector<std::uint32_t> contents;
+  // ... and per Form XObject number at the extraction, the page's copy.
   std::map<std::uint32_t, std::uint32_t> forms;
+  // Every item chosen so far.
+  std::set<std::uint32_t> chosen;
+  // Chosen items whose glyphs are still, wholly or in part, on the page.
+  std::vector<std::uint32_t> left;
 };
 
 }  // namespace zopra::pdf

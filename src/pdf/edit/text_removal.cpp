@@ -2,17 +2,23 @@
 //
 // The page's content streams and every Form XObject reachable from its
 // resources are first copied into new objects, so that other pages sharing
-// them stay untouched. The copies are then rewritten by removeTjOperator:
+// them stay untouched. The copies are then written by rewriteTextOperators:
 // a chosen string of a text-showing operator becomes a TJ adjustment of the
 // same advance, so that every glyph after it keeps its place.
+//
+// Removals with items of one extraction derive the copies anew each time,
+// from the content as it was at the extraction (kept unchanged in the
+// document) and every item chosen so far: they add up, and give the same
+// bytes in any order or grouping.
 //
 // What is removed for a choice of items is decided from the runs of all the
 // page's items: a string goes only when every item that holds glyphs of it
 // is chosen. A Form XObject drawn twice holds each of its strings in two
 // items; removing the first drawing's item alone would take the second
-// drawing's glyphs too, so such a string stays until both are chosen.
-#include <cmath>
+// drawing's glyphs too, so such a string stays until both are chosen, and
+// the chosen item is reported as left on the page.
 #include <map>
+#include <memory>
 #include <set>
 #include <tuple>
 #include <utility>
@@ -20,7 +26,6 @@
 
 #include "pdf/content/text_entry.h"
 #include "pdf/edit/text_removal.h"
-#include "pdf/write/value_writer.h"
 
 namespace zopra::pdf {
 
@@ -30,122 +35,127 @@ namespace {
 // interpreter does not draw them either, so no item comes from them.
 constexpr int kMaxFormDepth = 32;
 
-using OperatorKey = std::pair<std::uint32_t, std::uint32_t>;  // (stream, ordinal)
+using ElementKey = std::tuple<std::uint32_t, std::uint32_t, std::uint32_t>;  // (stream, ordinal, element)
 
-std::string hexString(const std::string& bytes) {
-  static constexpr char kDigits[] = "0123456789ABCDEF";
-  std::string text = "<";
-  for (char c : bytes) {
-    auto byte = static_cast<unsigned char>(c);
-    text += kDigits[byte >> 4];
-    text += kDigits[byte & 0x0F];
-  }
-  return text + ">";
+bool removable(const TextSource::Run& run) {
+  return run.source && run.source->ordinal != TextSource::kNoOrdinal;
 }
 
-// The operator rewritten as a TJ: numbers kept, strings kept as hex strings,
-// chosen strings replaced by the adjustment of their advance.
-std::string replacementFor(const TextSource::Operator& source,
-                           const std::map<std::uint32_t, RemovedString>& selected) {
-  std::string text = "[";
-  for (const TextSource::OperatorElement& element : source.elements) {
-    text += ' ';
-    if (!element.isString) {
-      text += numberText(element.number);
-      continue;
-    }
-    auto run = selected.find(element.index);
-    if (run == selected.end()) {
-      text += hexString(element.bytes);
-    } else if (std::fabs(run->second.fontSize) > 1e-12 && std::fabs(run->second.horizontalScale) > 1e-12) {
-      text += numberText(run->second.width * -1000.0 /
-                         (run->second.fontSize * run->second.horizontalScale));
-    }
-  }
-  text += " ] TJ";
-  if (source.name == "'") return "T* " + text;
-  if (source.name == "\"") {
-    return numberText(source.wordSpacing) + " Tw " + numberText(source.charSpacing) + " Tc T* " + text;
-  }
-  return text;
+ElementKey keyOf(const TextSource::Run& run) {
+  return ElementKey{run.source->stream, run.source->ordinal, run.element};
 }
 
-// Adds the strings of the chosen items to what was removed from the page:
-// a string goes only when every item holding glyphs of it is chosen.
-void addChosenStrings(const std::set<std::uint32_t>& indices, const std::vector<TextEntry>& entries,
-                      PageTextEdits& edits) {
-  using ElementKey = std::tuple<std::uint32_t, std::uint32_t, std::uint32_t>;
-  auto keyOf = [](const TextSource::Run& run) {
-    return ElementKey{run.source->stream, run.source->ordinal, run.element};
-  };
-  auto removable = [](const TextSource::Run& run) {
-    return run.source && run.source->ordinal != TextSource::kNoOrdinal;
-  };
+// Per stream key, the strings of the chosen items that may go: those whose
+// every item is chosen.
+std::map<std::uint32_t, OperatorChoices> choicesFor(const std::set<std::uint32_t>& chosen,
+                                                   const std::vector<TextEntry>& entries) {
   std::map<ElementKey, bool> wholly;
   for (std::size_t i = 0; i < entries.size(); ++i) {
-    bool chosen = indices.count(static_cast<std::uint32_t>(i)) != 0;
+    const bool isChosen = chosen.count(static_cast<std::uint32_t>(i)) != 0;
     for (const TextSource::Run& run : entries[i].sources) {
       if (!removable(run)) continue;
-      auto [it, inserted] = wholly.emplace(keyOf(run), chosen);
-      if (!inserted) it->second = it->second && chosen;
+      auto [it, inserted] = wholly.emplace(keyOf(run), isChosen);
+      if (!inserted) it->second = it->second && isChosen;
     }
   }
-  for (std::uint32_t index : indices) {
+  std::map<std::uint32_t, OperatorChoices> choices;
+  for (std::uint32_t index : chosen) {
     for (const TextSource::Run& run : entries[index].sources) {
       if (!removable(run) || !wholly[keyOf(run)]) continue;
-      OperatorKey key{run.source->stream, run.source->ordinal};
-      edits.operators.emplace(key, run.source);
       // One run per drawing of the string: the first tells its advance.
-      edits.removed[key].emplace(run.element, RemovedString{run.width, run.fontSize, run.horizontalScale});
+      choices[run.source->stream][run.source->ordinal].emplace(
+          run.element, RemovedString{run.width, run.fontSize, run.horizontalScale});
     }
   }
+  return choices;
 }
 
-// Per stream key (as extracted), the replacements of every operator that
-// lost strings so far.
-std::map<std::uint32_t, OperatorReplacements> replacementsFor(const PageTextEdits& edits) {
-  std::map<std::uint32_t, OperatorReplacements> replacements;
-  for (const auto& [key, strings] : edits.removed) {
-    replacements[key.first][key.second] = replacementFor(*edits.operators.at(key), strings);
+// The chosen items some of whose glyphs were not removed.
+std::vector<std::uint32_t> itemsLeft(const PageTextEdits& edits, const std::vector<TextEntry>& entries,
+                                     const std::map<std::uint32_t, OperatorChoices>& choices,
+                                     const std::map<std::uint32_t, std::set<std::uint32_t>>& found) {
+  auto gone = [&](const TextSource::Run& run) {
+    if (!removable(run)) return false;
+    const std::uint32_t stream = run.source->stream;
+    const std::uint32_t ordinal = run.source->ordinal;
+    if (stream != 0 && edits.forms.count(stream) == 0) return false;
+    auto family = choices.find(stream);
+    if (family == choices.end()) return false;
+    auto strings = family->second.find(ordinal);
+    if (strings == family->second.end() || strings->second.count(run.element) == 0) return false;
+    auto met = found.find(stream);
+    return met != found.end() && met->second.count(ordinal) != 0;
+  };
+  std::vector<std::uint32_t> left;
+  for (std::uint32_t index : edits.chosen) {
+    for (const TextSource::Run& run : entries[index].sources) {
+      if (!gone(run)) {
+        left.push_back(index);
+        break;
+      }
+    }
   }
-  return replacements;
+  return left;
 }
 
 Bytes toBytes(const std::string& text) { return Bytes(text.begin(), text.end()); }
 
-std::string toText(const Bytes& bytes) { return std::string(bytes.begin(), bytes.end()); }
-
-void editForms(Document& document, const Value& resources,
-               const std::map<std::uint32_t, OperatorReplacements>* replacements,
-               std::set<std::uint32_t>& visited, int depth) {
-  if (depth > kMaxFormDepth) return;
-  const Value* xobjects = document.dictionaryValue(&resources, "XObject");
-  if (!xobjects || !xobjects->isDictionary()) return;
-  std::vector<std::uint32_t> forms;
-  for (const auto& [name, entry] : xobjects->dictionary) {
-    if (entry.isReference()) forms.push_back(entry.objectNumber);
+std::vector<Bytes> decodedStreams(const Document& document, const std::vector<std::uint32_t>& numbers) {
+  std::vector<Bytes> streams;
+  streams.reserve(numbers.size());
+  for (std::uint32_t number : numbers) {
+    const Object* stream = document.object(number);
+    streams.push_back(stream ? document.decodeStream(*stream) : Bytes());
   }
-  for (std::uint32_t number : forms) {
-    Object* form = document.object(number);
-    if (!form || !form->isStream || !visited.insert(number).second) continue;
-    const Value* subtype = document.dictionaryValue(&form->value, "Subtype");
-    if (!subtype || !subtype->isName("Form")) continue;
-    const OperatorReplacements* chosen = nullptr;
-    if (replacements) {
-      auto found = replacements->find(number);
-      if (found != replacements->end()) chosen = &found->second;
-    }
-    if (!replacements || chosen) {
-      std::string text = toText(document.decodeStream(*form));
-      TjRemovalOptions options;
-      options.replacements = chosen;
-      removeTjOperator(text, TjParseState::Outside, replacements ? &options : nullptr);
-      replaceStreamData(*form, toBytes(text));
-    }
-    if (const Value* own = form->value.find("Resources")) {
-      Value formResources = *own;
-      editForms(document, formResources, replacements, visited, depth + 1);
-    }
+  return streams;
+}
+
+// New objects holding the decoded data of the page's content streams; the
+// page's Contents then names them. Returns their numbers.
+std::vector<std::uint32_t> copyContents(Document& document, Page& page,
+                                        const std::vector<std::uint32_t>& contents) {
+  Value* dictionary = document.pageDictionary(page);
+  if (!dictionary || !dictionary->find("Contents") || contents.empty()) return {};
+  std::vector<std::uint32_t> numbers;
+  ValueArray references;
+  for (std::uint32_t number : contents) {
+    const Object* source = document.object(number);
+    Value copy = source ? source->value : Value::Dictionary({});
+    Bytes data = source ? document.decodeStream(*source) : Bytes();
+    numbers.push_back(document.createStream(std::move(copy), std::move(data)).number);
+    references.push_back(Value::Reference(numbers.back(), 0));
+  }
+  dictionary = document.pageDictionary(page);
+  Value contentsValue = references.size() == 1 ? references.front() : Value::Array(std::move(references));
+  dictionary->dictionary.insert_or_assign("Contents", std::move(contentsValue));
+  return numbers;
+}
+
+// Copies of the page's Form XObjects; inherited resources become the
+// page's own. Returns the copies by original number.
+std::map<std::uint32_t, std::uint32_t> copyForms(Document& document, Page& page) {
+  std::map<std::uint32_t, std::uint32_t> clones;
+  if (!page.resources) return clones;
+  Value resources = cloneResourceTree(document, *page.resources, clones);
+  page.resources = std::make_shared<const Value>(resources);
+  if (Value* dictionary = document.pageDictionary(page)) {
+    dictionary->dictionary.insert_or_assign("Resources", std::move(resources));
+  }
+  return clones;
+}
+
+// A family's new content: all of it in its first stream, the others empty.
+void storeContent(Document& document, const std::vector<std::uint32_t>& streams, const std::string& text) {
+  for (std::size_t i = 0; i < streams.size(); ++i) {
+    if (Object* stream = document.object(streams[i])) replaceStreamData(*stream, i == 0 ? toBytes(text) : Bytes());
+  }
+}
+
+void removeAllText(Document& document, Page& page) {
+  const std::vector<std::uint32_t> copies = copyContents(document, page, document.pageContentObjects(page));
+  if (!copies.empty()) storeContent(document, copies, rewriteTextOperators(decodedStreams(document, copies), nullptr));
+  for (const auto& [original, copy] : copyForms(document, page)) {
+    storeContent(document, {copy}, rewriteTextOperators(decodedStreams(document, {copy}), nullptr));
   }
 }
 
@@ -189,12 +199,6 @@ Value cloneTree(Document& document, const Value& resources, std::map<std::uint32
 
 }  // namespace
 
-void removeTextFromResources(Document& document, const Value& resources,
-                             const std::map<std::uint32_t, OperatorReplacements>* replacements,
-                             std::set<std::uint32_t>& visited) {
-  editForms(document, resources, replacements, visited, 0);
-}
-
 Value cloneResourceTree(Document& document, const Value& resources,
                         std::map<std::uint32_t, std::uint32_t>& clones) {
   return cloneTree(document, resources, clones, 0);
@@ -221,69 +225,42 @@ Error Document::removeText(std::uint32_t pageIndex, const std::set<std::uint32_t
     }
   }
   PageTextEdits& edits = textEdits[pageIndex];
-  std::map<std::uint32_t, OperatorReplacements> replacements;
-  if (indices) {
-    // Items of another extraction describe the content as it is now.
-    if (edits.extraction != extraction) edits = PageTextEdits{extraction, {}, {}, {}};
-    addChosenStrings(*indices, entries, edits);
-    replacements = replacementsFor(edits);
-  }
   try {
     Page& page = pages[pageIndex];
-    // Copies of the page's content streams, decoded.
-    std::vector<std::uint32_t> contents = pageContentObjects(page);
-    Value* dictionary = pageDictionary(page);
-    if (dictionary && dictionary->find("Contents") && !contents.empty()) {
-      ValueArray copies;
-      for (std::uint32_t number : contents) {
-        const Object* source = object(number);
-        Value copy = source->value;
-        Bytes data = decodeStream(*source);
-        copies.push_back(Value::Reference(createStream(std::move(copy), std::move(data)).number, 0));
-      }
-      dictionary = pageDictionary(page);
-      Value contentsValue = copies.size() == 1 ? copies.front() : Value::Array(std::move(copies));
-      dictionary->dictionary.insert_or_assign("Contents", std::move(contentsValue));
+    if (!indices) {
+      removeAllText(*this, page);
+      edits = PageTextEdits{};
+      return Error::None;
     }
-    // Copies of the Form XObjects; inherited resources become the page's own.
-    std::map<std::uint32_t, std::uint32_t> clones;
-    Value resources = cloneResourceTree(*this, page.resources ? *page.resources : Value(), clones);
-    page.resources = std::make_shared<const Value>(resources);
-    if ((dictionary = pageDictionary(page))) dictionary->dictionary.insert_or_assign("Resources", resources);
-    // Forms are known by their numbers at extraction; follow them to the
-    // copies. A form copied before in this run of removals is known by the
-    // number of its last copy; any other was copied for the first time.
-    std::map<std::uint32_t, std::uint32_t> extracted;  // current copy -> number at extraction
-    for (const auto& [form, copy] : edits.forms) extracted[copy] = form;
-    for (const auto& [old, created] : clones) {
-      auto known = extracted.find(old);
-      edits.forms[known != extracted.end() ? known->second : old] = created;
+    if (!edits.active || edits.extraction != extraction) {
+      // The first removal with items of this extraction: the content as it
+      // is now is what the items describe. It stays as it is; removal
+      // writes copies.
+      PageTextEdits fresh;
+      fresh.active = true;
+      fresh.extraction = extraction;
+      fresh.originalContents = pageContentObjects(page);
+      fresh.contents = copyContents(*this, page, fresh.originalContents);
+      fresh.forms = copyForms(*this, page);
+      edits = std::move(fresh);
     }
-    std::map<std::uint32_t, OperatorReplacements> current;
-    for (auto& [form, strings] : replacements) {
-      auto copy = edits.forms.find(form);
-      current[form == 0 || copy == edits.forms.end() ? form : copy->second] = std::move(strings);
+    edits.chosen.insert(indices->begin(), indices->end());
+    const std::map<std::uint32_t, OperatorChoices> choices = choicesFor(edits.chosen, entries);
+    std::map<std::uint32_t, std::set<std::uint32_t>> found;
+    if (!edits.contents.empty()) {
+      static const OperatorChoices kNone;
+      auto own = choices.find(0);
+      storeContent(*this, edits.contents,
+                   rewriteTextOperators(decodedStreams(*this, edits.originalContents),
+                                        own != choices.end() ? &own->second : &kNone, &found[0]));
     }
-    // The page's own content, joined into its first stream.
-    contents = pageContentObjects(page);
-    if (!contents.empty()) {
-      std::string text;
-      for (std::uint32_t number : contents) {
-        if (!text.empty()) text += '\n';
-        text += toText(decodeStream(*object(number)));
-      }
-      OperatorReplacements none;
-      TjRemovalOptions options;
-      if (indices) {
-        auto found = current.find(0);
-        options.replacements = found != current.end() ? &found->second : &none;
-      }
-      removeTjOperator(text, TjParseState::Outside, indices ? &options : nullptr);
-      replaceStreamData(*object(contents.front()), toBytes(text));
-      for (std::size_t i = 1; i < contents.size(); ++i) replaceStreamData(*object(contents[i]), {});
+    for (const auto& [form, copy] : edits.forms) {
+      auto chosen = choices.find(form);
+      if (chosen == choices.end()) continue;
+      storeContent(*this, {copy},
+                   rewriteTextOperators(decodedStreams(*this, {form}), &chosen->second, &found[form]));
     }
-    std::set<std::uint32_t> visited;
-    removeTextFromResources(*this, *page.resources, indices ? &current : nullptr, visited);
+    edits.left = itemsLeft(edits, entries, choices, found);
   } catch (const Exception& failure) {
     setError(failure.kind(), failure.message());
     return failure.kind();

@@ -165,9 +165,26 @@ Bytes clearText(const Document& document, const Object& program) {
   return text;
 }
 
+// A Type 3 font gives its widths in glyph space, which its FontMatrix maps
+// to text space; other simple fonts use 1/1000 of text space. The factor
+// that brings Type 3 widths to thousandths of text space, 1 for the others.
+double glyphSpaceScale(const Document& document, const Value* fontDictionary) {
+  const Value* subtype = entry(document, fontDictionary, "Subtype");
+  if (!subtype || !subtype->isName("Type3")) return 1.0;
+  const Value* matrix = arrayEntry(document, fontDictionary, "FontMatrix");
+  if (!matrix || matrix->array.empty()) return 1.0;
+  const Value* a = resolved(document, &matrix->array.front());
+  if (!a || !a->isNumber() || !std::isfinite(a->number) || a->number == 0) return 1.0;
+  // Real Type 3 fonts scale glyph space down by 1e-3 to 1; a wilder factor
+  // would only turn widths into infinities.
+  const double scale = a->number * 1000.0;
+  return std::fabs(scale) > 1e6 || std::fabs(scale) < 1e-6 ? 1.0 : scale;
+}
+
 void readSimpleWidths(const Document& document, const Value* fontDictionary, FontInfo& font) {
   const Value* widths = arrayEntry(document, fontDictionary, "Widths");
   if (!widths) return;
+  const double scale = glyphSpaceScale(document, fontDictionary);
   double firstChar = 0;
   numberEntry(document, fontDictionary, "FirstChar", firstChar);
   if (!std::isfinite(firstChar)) return;
@@ -176,7 +193,7 @@ void readSimpleWidths(const Document& document, const Value* fontDictionary, Fon
     std::uint32_t code = 0;
     if (!codeOf(first + static_cast<double>(i), code)) continue;
     const Value* width = resolved(document, &widths->array[i]);
-    if (width && width->isNumber()) font.widths.set(code, width->number);
+    if (width && width->isNumber()) font.widths.set(code, width->number * scale);
   }
 }
 
@@ -272,6 +289,7 @@ FontInfo buildFont(const Document& document, const Value* fontValue) {
     readCompositeWidths(document, metricsDictionary, font);
   } else {
     numberEntry(document, descriptor, "MissingWidth", font.defaultWidth);
+    font.defaultWidth *= glyphSpaceScale(document, fontDictionary);
     readSimpleWidths(document, fontDictionary, font);
   }
 

@@ -161,8 +161,11 @@ class Document {
   // Removes text from a page: all of it when `indices` is null, else the
   // glyphs of the chosen items of `entries`, the page's items from the
   // extraction numbered `extraction` (any number that tells the caller's
-  // extractions apart). Removals with items of one extraction add up.
-  // InvalidArgument for a page or index out of range, with nothing changed.
+  // extractions apart). Removals with items of one extraction add up, and
+  // the same items give the same content in any order or grouping. Chosen
+  // items whose glyphs could not all be removed are listed in the page's
+  // textEdits entry (`left`). InvalidArgument for a page or index out of
+  // range, with nothing changed.
   Error removeText(std::uint32_t page, const std::set<std::uint32_t>* indices,
                    const std::vector<TextEntry>& entries, std::uint64_t extraction = 0);
   // Per page index, what removeText has done there.
