@@ -40,7 +40,8 @@ double numberOperand(const std::vector<Token>& operands, std::size_t fromTop) {
 // The operand as a TJ array: numbers as they were written, kept strings as
 // hex strings, each removed string replaced by the adjustment of its
 // advance. Elements the interpreter ignores (keywords, names, nested
-// arrays) go.
+// arrays) become 0, so that every element keeps its index: the strings
+// kept are still named by the items of the extraction.
 std::string adjustedArray(const std::string& content, const Token& operand,
                           const std::map<std::uint32_t, RemovedString>& removed) {
   std::string text = "[";
@@ -53,7 +54,9 @@ std::string adjustedArray(const std::string& content, const Token& operand,
     const RemovedString& string = found->second;
     const double scale = string.fontSize * string.horizontalScale;
     const double adjustment = string.width * -1000.0 / scale;
-    if (std::fabs(scale) > 1e-12 && std::isfinite(adjustment)) text += ' ' + numberText(adjustment);
+    // At a size of 0 no adjustment can move the text matrix: what character
+    // spacing added to the glyphs of such invisible text is lost.
+    text += ' ' + (std::fabs(scale) > 1e-12 && std::isfinite(adjustment) ? numberText(adjustment) : "0");
   };
   if (operand.kind == Token::Kind::String) {
     addString(operand, 0);
@@ -64,6 +67,8 @@ std::string adjustedArray(const std::string& content, const Token& operand,
         addString(element, static_cast<std::uint32_t>(i));
       } else if (element.kind == Token::Kind::Number) {
         text += ' ' + content.substr(element.start, element.end - element.start);
+      } else {
+        text += " 0";
       }
     }
   }

@@ -35,6 +35,7 @@ void Document::reset() {
   compressedEntries.clear();
   compressedObjects.clear();
   fontCache.clear();
+  missingBound_ = 0;
   objectStreams_.clear();
   endstreams_.reset();
   textEdits.clear();
@@ -49,7 +50,11 @@ void Document::setError(Error kind, std::string message) {
 
 Object* Document::object(std::uint32_t number) {
   auto it = objects.find(number);
-  if (it == objects.end()) return loadCompressed(number);
+  if (it == objects.end()) {
+    Object* compressed = loadCompressed(number);
+    if (!compressed && number >= missingBound_) missingBound_ = std::uint64_t{number} + 1;
+    return compressed;
+  }
   Object& target = it->second;
   if (target.loaded) return &target;
 
@@ -207,13 +212,16 @@ const Value* Document::dictionaryValue(const Value* value, std::string_view key)
 }
 
 Object& Document::createObject(Value value) {
-  fontCache.clear();
   // Numbers stop at 4294967295: past it the counter would wrap to 0 and
   // then hand out numbers that are taken.
   while (nextObjectNumber != 0 && hasObject(nextObjectNumber)) ++nextObjectNumber;
   if (nextObjectNumber == 0) throw Exception(Error::Format, "no free PDF object number");
   std::uint32_t number = nextObjectNumber;
   nextObjectNumber = number + 1;
+  // A font built while a number it refers to named no object would be wrong
+  // once that number names the new object. Only numbers looked up in vain
+  // can be such numbers; creating any other leaves the fonts as they are.
+  if (number < missingBound_) fontCache.clear();
   Object& created = objects[number];
   created.number = number;
   created.generation = 0;

@@ -88,8 +88,10 @@ class Document {
   // which a caller never needs.
   CompressedIndex compressedObjects;
   // Fonts and ToUnicode maps built from objects, shared by the pages (see
-  // font_cache.h). Creating an object forgets them all: a font cached as
-  // missing under a number that a new object then takes would be wrong.
+  // font_cache.h). Creating an object under a number that was looked up in
+  // vain forgets them all: a font built while that number named nothing
+  // would be wrong. Code that changes an object a font was built from must
+  // forget that font itself.
   mutable FontCache fontCache;
 
   // ---- Lifecycle (model) ------------------------------------------------------
@@ -281,6 +283,8 @@ class Document {
 
   static constexpr int kMaxLengthDepth = 8;
   int lengthDepth_ = 0;
+  // One past the highest object number looked up and found missing.
+  std::uint64_t missingBound_ = 0;
   std::vector<std::uint32_t>* transientLog_ = nullptr;
   // Decoded object streams. A stream larger than the budget is still kept
   // alone, as the most recent one.
