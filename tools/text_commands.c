@@ -80,7 +80,8 @@ int runText(int argc, char** argv) {
     putc('\f', out);
   }
   zopraDocumentLoaderDestroy(loader);
-  if (closeOutputFile(out, output) != EXIT_OK && result == EXIT_OK) result = EXIT_WRITE_FAILED;
+  /* A failed write outranks pages that could not be read. */
+  if (closeOutputFile(out, output) != EXIT_OK) result = EXIT_WRITE_FAILED;
   free(defaultOutput);
   return result;
 }
