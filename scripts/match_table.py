@@ -14,8 +14,10 @@ import unicodedata
 
 BLOCKS = [
     (0x00A0, 0x00BF, "Latin-1 punctuation: no-break space, superscripts, fractions"),
+    (0x0100, 0x02FF, "Latin extended: digraphs and ligatures (IJ, dz, long s); modifier letters"),
+    (0x0370, 0x03FF, "Greek compatibility symbols"),
     (0x2000, 0x206F, "general punctuation: spaces, leaders, primes"),
-    (0x2070, 0x209F, "superscripts and subscripts"),
+    (0x2070, 0x20CF, "superscripts, subscripts and currency signs"),
     (0x2100, 0x218F, "letterlike symbols and number forms"),
     (0x2460, 0x24FF, "enclosed alphanumerics"),
     (0x3000, 0x3000, "ideographic space"),
