@@ -213,6 +213,7 @@ json_t* jsonNumber(double value) {
   if (!isfinite(value)) return json_integer(0);
   /* Whole numbers print as integers; others are rounded to three decimals,
    * which 15 significant digits (printJson) give back exactly. */
+  if (fabs(value) >= 9e18) return json_real(value);
   if (fabs(value) >= 1e15) return json_integer((json_int_t)value);
   value = (double)llround(value * 1000.0) / 1000.0;
   if (value == floor(value)) return json_integer((json_int_t)value);
