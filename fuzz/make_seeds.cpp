@@ -610,7 +610,7 @@ void writeFonts(Seeds& seeds) {
 // Texts as items and map keys hold them: ligatures, fullwidth forms, spaces
 // of every kind, and bytes that are not UTF-8.
 void writeMatchKeys(Seeds& seeds) {
-  const char* const texts[] = {"e\xef\xac\x83" "cient", "  two \xc2\xa0 spaces\t\n",
+  const char* const texts[] = {"e\xef\xac\x83\x63ient", "  two \xc2\xa0 spaces\t\n",
                                "\xef\xbd\x86\xef\xbd\x95\xe3\x80\x80\xe2\x91\xa0",
                                "\xc2\xbd\xe2\x80\xa6\xe2\x81\x97\xff\xe2\x82", "\xef\xbd\xb6\xef\xbe\x9e"};
   int index = 0;
