@@ -267,8 +267,6 @@ if [ -f "$dejavu" ]; then
   expect_refusal "replace, item twice" "bad.json: entries 1 and 2 give page 1 item 1 twice" --map "$work/bad.json"
   printf '{"a":"b",\n "a":"c"}' >"$work/bad.json"
   expect_refusal "replace, key twice" "bad.json:2:4: duplicate object key" --map "$work/bad.json"
-  printf '[{"page":1,"item":1,"text":"\377"}]' >"$work/bad.json"
-  expect_refusal "replace, not UTF-8" "bad.json:1:28: unable to decode byte 0xff" --map "$work/bad.json"
   printf '{"find":"a","\\ufb01nd":"b"}' >"$work/bad.json"
   expect_refusal "replace, keys alike" 'match the same texts' --map "$work/bad.json"
   expect_refusal "replace, missing map" "missing.json: cannot read the map file" --map "$work/missing.json"
