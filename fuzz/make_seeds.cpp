@@ -607,6 +607,16 @@ void writeFonts(Seeds& seeds) {
 
 }  // namespace
 
+// Texts as items and map keys hold them: ligatures, fullwidth forms, spaces
+// of every kind, and bytes that are not UTF-8.
+void writeMatchKeys(Seeds& seeds) {
+  const char* const texts[] = {"e\xef\xac\x83\x63ient", "  two \xc2\xa0 spaces\t\n",
+                               "\xef\xbd\x86\xef\xbd\x95\xe3\x80\x80\xe2\x91\xa0",
+                               "\xc2\xbd\xe2\x80\xa6\xe2\x81\x97\xff\xe2\x82", "\xef\xbd\xb6\xef\xbe\x9e"};
+  int index = 0;
+  for (const char* text : texts) seeds.write("fuzz_match_key", "key_" + std::to_string(index++) + ".txt", text);
+}
+
 int main(int argc, char** argv) {
   if (argc < 2 || (argc == 3 && std::string(argv[2]) != "--no-corpus") || argc > 3) {
     std::fprintf(stderr, "usage: %s FOLDER [--no-corpus]\n", argv[0]);
@@ -619,6 +629,7 @@ int main(int argc, char** argv) {
   writeFilterInputs(seeds);
   writeObjects(seeds);
   writeFonts(seeds);
+  writeMatchKeys(seeds);
   std::printf("wrote %d seeds to %s\n", seeds.count(), argv[1]);
   return 0;
 }

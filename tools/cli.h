@@ -1,7 +1,9 @@
-/* Shared pieces of the zopra-pdf subcommands. */
+/* What the zopra-pdf commands share (cli.c): help and failure reports, exit
+ * statuses, page ranges, input and output files, JSON output. */
 #ifndef ZOPRA_PDF_CLI_H
 #define ZOPRA_PDF_CLI_H
 
+#include <jansson.h>
 #include <stddef.h>
 #include <stdint.h>
 #include <stdio.h>
@@ -10,7 +12,8 @@
 
 #define PROGRAM "zopra-pdf"
 
-/* Exit codes: one per library status, plus the tool's own failures. */
+/* Exit statuses. A mistake gives the same status whatever the command; the
+ * help and the manual page list them all (kExitStatuses in cli.c). */
 enum {
   EXIT_OK = 0,
   EXIT_UNKNOWN_STATUS = 1,
@@ -23,24 +26,60 @@ enum {
   EXIT_NOT_SUPPORTED = 8,
   EXIT_WRITE_FAILED = 9,
   EXIT_PAGE_RANGE = 10,
-  EXIT_NO_FILE = 11
+  EXIT_NO_FILE = 11,
+  EXIT_PAGES_UNREAD = 12,
+  EXIT_TEXT_LEFT = 13
 };
 
 /* Internal result of argument parsing: help was printed, exit with success. */
 #define EXIT_HELP_SHOWN (-1)
 
-/* The help of the subcommand being run, or the overview before one is
- * chosen. */
+typedef struct {
+  const char* name;
+  const char* arguments;
+  /* One line for the overview. */
+  const char* summary;
+  /* A paragraph for the command's own help. */
+  const char* description;
+  /* Option lines, printed by both helps. */
+  const char* options;
+  /* What the command prints or writes. */
+  const char* output;
+  int (*run)(int argc, char** argv);
+} Subcommand;
+
+/* The commands the overview lists, and the one being run (NULL before one is
+ * chosen): usage lines and help follow it. */
+void useCommands(const Subcommand* commands, size_t count);
+void chooseCommand(const Subcommand* command);
+
+/* The help of the command being run, or the overview before one is chosen. */
 void printHelp(void);
 /* Prints the message and the usage on stderr; returns EXIT_USAGE. */
 int usageError(const char* message, const char* argument);
 /* Prints the one-line failure report for `path` and returns the exit code. */
 int reportFailure(const char* path, int32_t status);
+/* Reports that a page could not be read ("FILE, page N: cannot be read: ...")
+ * and returns EXIT_PAGES_UNREAD: the command goes on with the other pages. */
+int reportPageUnread(const char* path, uint32_t page, int32_t status);
+/* "FILE: the document has no page N (it has M)"; EXIT_PAGE_RANGE. Page
+ * numbers from 0. */
+int reportMissingPage(const char* path, uint32_t page, uint32_t pages);
+/* "FILE: page N has no item I (it has M)"; EXIT_PAGE_RANGE. From 0. */
+int reportMissingItem(const char* path, uint32_t page, uint32_t item, uint32_t items);
+/* Names each chosen item that is still on `page` after its last removal and
+ * returns EXIT_TEXT_LEFT, or EXIT_OK when none is. Called by erase and
+ * replace after the removals of each page. */
+int reportTextLeft(ZOPRADocumentLoader* loader, const char* path, uint32_t page);
+
 /* Up to three decimals, no trailing zeros, independent of the locale. */
 void formatNumber(double value, char* out, size_t size);
-/* Writes `text` as a JSON string literal to stdout, or to `out`. */
-void printJsonString(const char* text);
-void printJsonStringTo(FILE* out, const char* text);
+/* JSON values for the tool's output: a number as formatNumber writes it, and
+ * a string (kept byte for byte when it is not UTF-8). New references. */
+json_t* jsonNumber(double value);
+json_t* jsonString(const char* text);
+/* Writes `value` compactly to `out` and releases it. */
+void printJson(FILE* out, json_t* value);
 
 /* Reads a page number from 1; 0 when `text` is not one. */
 unsigned long parsePageNumber(const char* text);
@@ -48,13 +87,9 @@ unsigned long parsePageNumber(const char* text);
  * EXIT_HELP_SHOWN), an unknown option (a usage error) or the file, which may
  * be given once. */
 int takeArgument(const char* argument, const char** path);
-
 /* Reads a size such as 2 or 0.5 (digits, at most one point, no sign) into
  * `value`; 0 when `text` is not one. */
 int parseSize(const char* text, double* value);
-/* Prints the failure report for one page ("FILE, page N") and returns the
- * exit code. */
-int reportPageFailure(const char* path, uint32_t page, int32_t status);
 
 /* Progress over many pages goes to stderr when it is a terminal and does not
  * share it with the output (`quietStdout`: nothing is printed on stdout). */
@@ -87,23 +122,27 @@ int refuseInputAsOutput(const char* input, const char* output);
 /* `input` with its .pdf extension (any case) replaced by .txt, or with .txt
  * added; a new string, NULL when memory ran out. */
 char* textOutputName(const char* input);
-/* stdout for "-", else the new file; NULL after a report. */
+/* stdout for "-", else the new file; NULL after a report with the system's
+ * reason. */
 FILE* openOutputFile(const char* path);
 /* Flushes and closes (stdout is flushed only); EXIT_OK, or a report and
  * EXIT_WRITE_FAILED. */
 int closeOutputFile(FILE* file, const char* path);
-
-/* Checks the file, creates a handle and opens `path`; on failure reports it and returns the
- * exit code (the handle is then already released). */
-int openDocument(const char* path, ZOPRADocumentLoader** loader);
 /* Flushes stdout; EXIT_OK, or a report and EXIT_WRITE_FAILED. */
 int finishOutput(void);
+
+/* Checks the file, creates a handle and opens `path`; on failure reports it
+ * and returns the exit code (the handle is then already released). */
+int openDocument(const char* path, ZOPRADocumentLoader** loader);
 /* Opens `input` into a new handle, after checking that `output` is not the
  * input itself (refused with EXIT_USAGE). */
 int openForWriting(const char* input, const char* output, ZOPRADocumentLoader** loader);
-/* Writes the document to `output` and releases the handle. */
+/* Writes the document to `output` and releases the handle. A file that
+ * cannot be created is reported with the system's reason; a failed write
+ * leaves no new file behind. */
 int writeAndClose(ZOPRADocumentLoader* loader, const char* input, const char* output);
 
+int runInfo(int argc, char** argv);
 int runText(int argc, char** argv);
 int runItems(int argc, char** argv);
 int runRewrite(int argc, char** argv);

@@ -40,19 +40,26 @@ static void formatColor(uint32_t type, const double* components, char* out, size
   }
 }
 
-static void printJsonColor(uint32_t type, const double* components) {
+/* null, or {"space":S,"components":[...]}. */
+static json_t* jsonColor(uint32_t type, const double* components) {
+  json_t* color;
+  json_t* list;
   uint32_t i;
-  if (type < 1 || type > 3) {
-    fputs("null", stdout);
-    return;
-  }
-  printf("{\"space\":\"%s\",\"components\":[", kColorSpaces[type - 1]);
-  for (i = 0; i < kColorComponents[type - 1]; ++i) {
-    char number[64];
-    formatNumber(components[i], number, sizeof number);
-    printf("%s%s", i ? "," : "", number);
-  }
-  fputs("]}", stdout);
+  if (type < 1 || type > 3) return json_null();
+  color = json_object();
+  list = json_array();
+  for (i = 0; i < kColorComponents[type - 1]; ++i) json_array_append_new(list, jsonNumber(components[i]));
+  json_object_set_new(color, "space", json_string(kColorSpaces[type - 1]));
+  json_object_set_new(color, "components", list);
+  return color;
+}
+
+/* A JSON array of the numbers. */
+static json_t* jsonNumbers(const double* values, size_t count) {
+  json_t* list = json_array();
+  size_t i;
+  for (i = 0; i < count; ++i) json_array_append_new(list, jsonNumber(values[i]));
+  return list;
 }
 
 static void printRecord(const ZOPRADocumentLoaderGraphicsInfo* info, uint32_t page, int json,
@@ -65,16 +72,24 @@ static void printRecord(const ZOPRADocumentLoaderGraphicsInfo* info, uint32_t pa
   size_t i;
   for (i = 0; i < 13; ++i) formatNumber(values[i], text[i], sizeof text[i]);
   if (json) {
-    printf("%s{\"kind\":\"%s\",\"x\":%s,\"y\":%s,\"width\":%s,\"height\":%s,"
-           "\"start\":[%s,%s],\"end\":[%s,%s],\"clip\":[%s,%s,%s,%s],"
-           "\"closed\":%s,\"stroke\":%s,\"fill\":%s,\"line_width\":%s,\"fill_color\":",
-           first ? "" : ",", kindName(info), text[0], text[1], text[2], text[3], text[4], text[5],
-           text[6], text[7], text[8], text[9], text[10], text[11], info->closed ? "true" : "false",
-           info->stroke ? "true" : "false", info->fill ? "true" : "false", text[12]);
-    printJsonColor(info->fillColorType, info->fillColor);
-    fputs(",\"stroke_color\":", stdout);
-    printJsonColor(info->strokeColorType, info->strokeColor);
-    printf(",\"object\":%lu}", (unsigned long)info->objectNumber);
+    json_t* record = json_object();
+    json_object_set_new(record, "kind", json_string(kindName(info)));
+    json_object_set_new(record, "x", jsonNumber(info->x));
+    json_object_set_new(record, "y", jsonNumber(info->y));
+    json_object_set_new(record, "width", jsonNumber(info->width));
+    json_object_set_new(record, "height", jsonNumber(info->height));
+    json_object_set_new(record, "start", jsonNumbers(values + 4, 2));
+    json_object_set_new(record, "end", jsonNumbers(values + 6, 2));
+    json_object_set_new(record, "clip", jsonNumbers(values + 8, 4));
+    json_object_set_new(record, "closed", json_boolean(info->closed));
+    json_object_set_new(record, "stroke", json_boolean(info->stroke));
+    json_object_set_new(record, "fill", json_boolean(info->fill));
+    json_object_set_new(record, "line_width", jsonNumber(info->lineWidth));
+    json_object_set_new(record, "fill_color", jsonColor(info->fillColorType, info->fillColor));
+    json_object_set_new(record, "stroke_color", jsonColor(info->strokeColorType, info->strokeColor));
+    json_object_set_new(record, "object", json_integer(info->objectNumber));
+    if (!first) putchar(',');
+    printJson(stdout, record);
   } else {
     char fill[160];
     char stroke[160];
@@ -142,10 +157,10 @@ int runGraphics(int argc, char** argv) {
   progress = last - first > 1 && progressWanted(0);
   if (json) {
     fputs("{\"file\":", stdout);
-    printJsonString(path);
+    printJson(stdout, jsonString(path));
     fputs(",\"pages\":[", stdout);
   }
-  /* A page that cannot be read is reported and skipped (in JSON its entry
+  /* A page that cannot be read is named and skipped (in JSON its entry
    * list holds what was printed before the failure); the exit status tells. */
   for (page = first; page < last; ++page) {
     int32_t status;
@@ -155,7 +170,7 @@ int runGraphics(int argc, char** argv) {
     }
     status = printPage(loader, page, minimumSize, json, slice);
     if (json) fputs("]}", stdout);
-    if (status != ZOPRA_STATUS_SUCCESS) result = reportPageFailure(path, page, status);
+    if (status != ZOPRA_STATUS_SUCCESS) result = reportPageUnread(path, page, status);
   }
   endProgress();
   if (json) fputs("]}\n", stdout);

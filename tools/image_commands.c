@@ -133,11 +133,12 @@ static int writeImage(ZOPRADocumentLoader* loader, const ImageOptions* options, 
     status = zopraDocumentLoaderGetImageBuffer(loader, bytes, size, page, index);
   }
   if (status != ZOPRA_STATUS_SUCCESS) {
-    result = reportPageFailure(options->path, page, status);
+    result = reportPageUnread(options->path, page, status);
   } else {
     snprintf(name, length, "%s/page-%lu-image-%lu.%s", options->folder, (unsigned long)page + 1,
              (unsigned long)index + 1, extensionFor(format));
     int written = 0;
+    errno = 0;
     file = fopen(name, "wb");
     if (file) {
       written = fwrite(bytes, 1, size, file) == size;
@@ -145,7 +146,8 @@ static int writeImage(ZOPRADocumentLoader* loader, const ImageOptions* options, 
     }
     if (!written) {
       endProgress();
-      fprintf(stderr, PROGRAM ": %s: cannot write the file\n", name);
+      fprintf(stderr, PROGRAM ": %s: cannot write the file (%s)\n", name,
+              errno ? strerror(errno) : "short write");
       result = EXIT_WRITE_FAILED;
     }
   }
@@ -164,10 +166,10 @@ static int readPage(ZOPRADocumentLoader* loader, const ImageOptions* options, ui
   int placed;
   int result = EXIT_OK;
   int32_t status = zopraDocumentLoaderGetImageCount(loader, &count, page);
-  if (status != ZOPRA_STATUS_SUCCESS) return reportPageFailure(options->path, page, status);
+  if (status != ZOPRA_STATUS_SUCCESS) return reportPageUnread(options->path, page, status);
   if (count == 0) return EXIT_OK;
   placements = malloc(count * sizeof *placements);
-  if (!placements) return reportPageFailure(options->path, page, ZOPRA_STATUS_MEMORY_INSUFFICIENT);
+  if (!placements) return reportPageUnread(options->path, page, ZOPRA_STATUS_MEMORY_INSUFFICIENT);
   placed = placeImages(loader, page, count, placements);
   for (index = 0; index < count && result != EXIT_WRITE_FAILED; ++index) {
     uint32_t format = 0;
@@ -177,7 +179,7 @@ static int readPage(ZOPRADocumentLoader* loader, const ImageOptions* options, ui
       status = zopraDocumentLoaderGetImageBufferSize(loader, &size, page, index);
     }
     if (status != ZOPRA_STATUS_SUCCESS) {
-      result = reportPageFailure(options->path, page, status);
+      result = reportPageUnread(options->path, page, status);
       continue;
     }
     if (options->list) printRow(page, index, placed ? &placements[index] : NULL, format, size);
@@ -187,7 +189,7 @@ static int readPage(ZOPRADocumentLoader* loader, const ImageOptions* options, ui
       int fresh = placed ? insertObject(written, placements[index].object) : 1;
       int step = EXIT_OK;
       if (fresh < 0) {
-        step = reportPageFailure(options->path, page, ZOPRA_STATUS_MEMORY_INSUFFICIENT);
+        step = reportPageUnread(options->path, page, ZOPRA_STATUS_MEMORY_INSUFFICIENT);
       } else if (fresh > 0) {
         step = writeImage(loader, options, page, index, format, size);
       }

@@ -1,5 +1,6 @@
 /* zopra-pdf replace: the text of chosen items replaced by new text, drawn at
  * each item's place in its size and colour, fitted to the item's width. */
+#include <errno.h>
 #include <math.h>
 #include <stdint.h>
 #include <stdio.h>
@@ -8,7 +9,7 @@
 #include <sys/stat.h>
 
 #include "cli.h"
-#include "json_reader.h"
+#include "text_match.h"
 #include "zopra_document_loader.h"
 
 #define DEFAULT_FONT "/usr/share/fonts/truetype/dejavu/DejaVuSans.ttf"
@@ -24,24 +25,32 @@ typedef struct {
   const char* mapPath;
   const char* fontPath;
   int shrink;
+  int exact; /* object map keys compared byte for byte */
   double minSize; /* 0: half the item's size */
 } ReplaceOptions;
 
-/* One entry of an array map; page and item from 0. */
+/* One entry of an array map; page and item from 0, entry from 1. */
 typedef struct {
   uint32_t page;
   uint32_t item;
   const char* text;
-  unsigned long line;
-  unsigned long column;
+  size_t entry;
 } ItemText;
 
-/* The map, in one of its two forms. */
+/* One member of an object map: the key as written, the form it is compared
+ * in, and the new text. */
 typedef struct {
-  JsonValue json;
+  const char* key;
+  char* compared;
+  const char* text;
+} KeyText;
+
+/* The map, in one of its two forms; the strings belong to `json`. */
+typedef struct {
+  json_t* json;
   ItemText* items; /* array form, sorted by page and item */
   size_t itemCount;
-  const JsonMember** texts; /* object form, sorted by key */
+  KeyText* texts; /* object form, sorted by compared key */
   size_t textCount;
   unsigned char* matched; /* object form: a key met an item */
 } ReplaceMap;
@@ -74,8 +83,13 @@ static int parseReplaceArguments(int argc, char** argv, ReplaceOptions* options)
         return usageError("--fit takes shrink or none", value);
       }
       options->shrink = strcmp(argv[++i], "shrink") == 0;
+    } else if (strcmp(argument, "--match") == 0 && value) {
+      if (strcmp(value, "nfkc") != 0 && strcmp(value, "exact") != 0) {
+        return usageError("--match takes nfkc or exact", value);
+      }
+      options->exact = strcmp(argv[++i], "exact") == 0;
     } else if (strcmp(argument, "--min-size") == 0 && value) {
-      if (!jsonNumber(value, &options->minSize) || !(options->minSize > 0) || options->minSize > 1e6) {
+      if (!parseSize(value, &options->minSize) || !(options->minSize > 0) || options->minSize > 1e6) {
         return usageError("not a font size in points", value);
       }
       ++i;
@@ -101,7 +115,7 @@ static char* readMapFile(const char* path, size_t* length) {
   size_t used = 0;
   size_t capacity = 0;
   if (!file) {
-    fprintf(stderr, PROGRAM ": %s: cannot read the map file\n", path);
+    fprintf(stderr, PROGRAM ": %s: cannot read the map file (%s)\n", path, strerror(errno));
     return NULL;
   }
   for (;;) {
@@ -124,7 +138,7 @@ static char* readMapFile(const char* path, size_t* length) {
     }
     if (got == 0) {
       if (ferror(file)) {
-        fprintf(stderr, PROGRAM ": %s: cannot read the map file\n", path);
+        fprintf(stderr, PROGRAM ": %s: cannot read the map file (%s)\n", path, strerror(errno));
         break;
       }
       fclose(file);
@@ -139,12 +153,12 @@ static char* readMapFile(const char* path, size_t* length) {
 }
 
 /* A whole number from 1 to 2^32 as a 0-based index; 0 when it is not one. */
-static int itemNumber(const JsonValue* value, uint32_t* index) {
-  if (!value || value->kind != JSON_NUMBER || !(value->number >= 1) || value->number > 4294967296.0 ||
-      value->number != floor(value->number)) {
-    return 0;
-  }
-  *index = (uint32_t)(value->number - 1);
+static int itemNumber(const json_t* value, uint32_t* index) {
+  double number;
+  if (!json_is_number(value)) return 0;
+  number = json_number_value(value);
+  if (!(number >= 1) || number > 4294967296.0 || number != floor(number)) return 0;
+  *index = (uint32_t)(number - 1);
   return 1;
 }
 
@@ -153,99 +167,132 @@ static int compareItems(const void* left, const void* right) {
   const ItemText* b = right;
   if (a->page != b->page) return a->page < b->page ? -1 : 1;
   if (a->item != b->item) return a->item < b->item ? -1 : 1;
-  /* The same item twice: the later one in the file last. */
-  if (a->line != b->line) return a->line < b->line ? -1 : 1;
-  return a->column < b->column ? -1 : (a->column > b->column);
+  return a->entry < b->entry ? -1 : (a->entry > b->entry);
 }
 
 static int compareTexts(const void* left, const void* right) {
-  return strcmp((*(const JsonMember* const*)left)->key, (*(const JsonMember* const*)right)->key);
+  return strcmp(((const KeyText*)left)->compared, ((const KeyText*)right)->compared);
 }
 
-static int mapError(const char* path, unsigned long line, unsigned long column, const char* reason) {
-  fprintf(stderr, PROGRAM ": %s:%lu:%lu: %s\n", path, line, column, reason);
+static int mapError(const char* path, size_t entry, const char* reason) {
+  fprintf(stderr, PROGRAM ": %s: entry %lu: %s\n", path, (unsigned long)entry, reason);
   return EXIT_USAGE;
 }
 
-/* Reads and checks the map; EXIT_OK, or an exit code after a report. */
-static int loadMap(const char* path, ReplaceMap* map) {
-  char error[160];
-  size_t length = 0;
+static int loadListMap(const char* path, ReplaceMap* map) {
+  size_t count = json_array_size(map->json);
   size_t i;
-  char* text = readMapFile(path, &length);
-  int parsed;
-  memset(map, 0, sizeof *map);
-  if (!text) return EXIT_USAGE;
-  parsed = jsonParse(text, length, &map->json, error, sizeof error);
-  free(text);
-  if (!parsed) {
-    fprintf(stderr, PROGRAM ": %s:%s\n", path, error);
+  map->items = calloc(count ? count : 1, sizeof *map->items);
+  if (!map->items) return reportFailure(path, ZOPRA_STATUS_MEMORY_INSUFFICIENT);
+  for (i = 0; i < count; ++i) {
+    const json_t* entry = json_array_get(map->json, i);
+    const json_t* newText = json_object_get(entry, "text");
+    ItemText* item = &map->items[i];
+    /* Other members, such as those items --json prints, are ignored. */
+    if (!itemNumber(json_object_get(entry, "page"), &item->page) ||
+        !itemNumber(json_object_get(entry, "item"), &item->item) || !json_is_string(newText)) {
+      return mapError(path, i + 1, "each entry needs \"page\" and \"item\" (whole numbers from 1) and \"text\" (a string)");
+    }
+    item->text = json_string_value(newText);
+    item->entry = i + 1;
+  }
+  map->itemCount = count;
+  qsort(map->items, map->itemCount, sizeof *map->items, compareItems);
+  for (i = 1; i < map->itemCount; ++i) {
+    if (map->items[i].page == map->items[i - 1].page && map->items[i].item == map->items[i - 1].item) {
+      fprintf(stderr, PROGRAM ": %s: entries %lu and %lu give page %lu item %lu twice\n", path,
+              (unsigned long)map->items[i - 1].entry, (unsigned long)map->items[i].entry,
+              (unsigned long)map->items[i].page + 1, (unsigned long)map->items[i].item + 1);
+      return EXIT_USAGE;
+    }
+  }
+  return EXIT_OK;
+}
+
+static int loadTextMap(const char* path, ReplaceMap* map, int exact) {
+  const char* key;
+  json_t* value;
+  size_t count = json_object_size(map->json);
+  size_t i = 0;
+  map->texts = calloc(count ? count : 1, sizeof *map->texts);
+  map->matched = calloc(count ? count : 1, 1);
+  if (!map->texts || !map->matched) return reportFailure(path, ZOPRA_STATUS_MEMORY_INSUFFICIENT);
+  json_object_foreach(map->json, key, value) {
+    if (!json_is_string(value)) {
+      fprintf(stderr, PROGRAM ": %s: the new text of ", path);
+      printJson(stderr, jsonString(key));
+      fputs(" is not a string\n", stderr);
+      return EXIT_USAGE;
+    }
+    map->texts[i].key = key;
+    map->texts[i].text = json_string_value(value);
+    map->texts[i].compared = matchKey(key, exact);
+    map->textCount = ++i;
+    if (!map->texts[i - 1].compared) return reportFailure(path, ZOPRA_STATUS_MEMORY_INSUFFICIENT);
+  }
+  qsort(map->texts, map->textCount, sizeof *map->texts, compareTexts);
+  for (i = 1; i < map->textCount; ++i) {
+    if (strcmp(map->texts[i].compared, map->texts[i - 1].compared) != 0) continue;
+    fprintf(stderr, PROGRAM ": %s: the keys ", path);
+    printJson(stderr, jsonString(map->texts[i - 1].key));
+    fputs(" and ", stderr);
+    printJson(stderr, jsonString(map->texts[i].key));
+    fputs(" match the same texts (--match exact tells them apart)\n", stderr);
     return EXIT_USAGE;
   }
-  if (map->json.kind == JSON_ARRAY) {
-    map->items = calloc(map->json.count ? map->json.count : 1, sizeof *map->items);
-    if (!map->items) return reportFailure(path, ZOPRA_STATUS_MEMORY_INSUFFICIENT);
-    for (i = 0; i < map->json.count; ++i) {
-      const JsonValue* entry = &map->json.items[i];
-      const JsonValue* newText = jsonMember(entry, "text");
-      ItemText* item = &map->items[i];
-      /* Other members, such as those items --json prints, are ignored. */
-      if (!itemNumber(jsonMember(entry, "page"), &item->page) ||
-          !itemNumber(jsonMember(entry, "item"), &item->item) || !newText || newText->kind != JSON_STRING) {
-        return mapError(path, entry->line, entry->column,
-                        "each entry needs \"page\" and \"item\" (whole numbers from 1) and \"text\" (a string)");
-      }
-      item->text = newText->string;
-      item->line = entry->line;
-      item->column = entry->column;
-    }
-    map->itemCount = map->json.count;
-    qsort(map->items, map->itemCount, sizeof *map->items, compareItems);
-    for (i = 1; i < map->itemCount; ++i) {
-      if (map->items[i].page == map->items[i - 1].page && map->items[i].item == map->items[i - 1].item) {
-        return mapError(path, map->items[i].line, map->items[i].column, "this page and item are given twice");
-      }
-    }
-    return EXIT_OK;
+  return EXIT_OK;
+}
+
+/* Reads and checks the map; EXIT_OK, or an exit code after a report. */
+static int loadMap(const char* path, int exact, ReplaceMap* map) {
+  json_error_t error;
+  size_t length = 0;
+  char* text = readMapFile(path, &length);
+  memset(map, 0, sizeof *map);
+  if (!text) return EXIT_USAGE;
+  /* Strings holding U+0000 are refused: the C interface takes
+   * NUL-terminated text. */
+  map->json = json_loadb(text, length, JSON_REJECT_DUPLICATES, &error);
+  free(text);
+  if (!map->json) {
+    fprintf(stderr, PROGRAM ": %s:%d:%d: %s\n", path, error.line, error.column, error.text);
+    return EXIT_USAGE;
   }
-  if (map->json.kind == JSON_OBJECT) {
-    map->texts = malloc((map->json.count ? map->json.count : 1) * sizeof *map->texts);
-    map->matched = calloc(map->json.count ? map->json.count : 1, 1);
-    if (!map->texts || !map->matched) return reportFailure(path, ZOPRA_STATUS_MEMORY_INSUFFICIENT);
-    for (i = 0; i < map->json.count; ++i) {
-      const JsonMember* member = &map->json.members[i];
-      if (member->value.kind != JSON_STRING) {
-        return mapError(path, member->value.line, member->value.column, "the new text is not a string");
-      }
-      map->texts[i] = member;
-    }
-    map->textCount = map->json.count;
-    qsort(map->texts, map->textCount, sizeof *map->texts, compareTexts);
-    return EXIT_OK;
-  }
-  return mapError(path, map->json.line, map->json.column,
-                  "the map is neither an array of {\"page\", \"item\", \"text\"} nor an object of texts");
+  if (json_is_array(map->json)) return loadListMap(path, map);
+  if (json_is_object(map->json)) return loadTextMap(path, map, exact);
+  fprintf(stderr, PROGRAM ": %s: the map is neither an array of {\"page\", \"item\", \"text\"} nor an object of texts\n",
+          path);
+  return EXIT_USAGE;
 }
 
 static void freeMap(ReplaceMap* map) {
-  jsonFree(&map->json);
+  size_t i;
+  for (i = 0; i < map->textCount; ++i) free(map->texts[i].compared);
+  json_decref(map->json);
   free(map->items);
-  free((void*)map->texts);
+  free(map->texts);
   free(map->matched);
 }
 
-/* The object map's entry for an item's text, or -1. */
-static long findText(const ReplaceMap* map, const char* text) {
+/* The object map's entry for an item's text, or -1 (also when memory ran
+ * out for the compared form). */
+static long findText(const ReplaceMap* map, const char* text, int exact) {
   size_t low = 0;
   size_t high = map->textCount;
-  while (low < high) {
+  long found = -1;
+  char* compared = matchKey(text, exact);
+  while (compared && low < high) {
     size_t middle = low + (high - low) / 2;
-    int order = strcmp(text, map->texts[middle]->key);
-    if (order == 0) return (long)middle;
+    int order = strcmp(compared, map->texts[middle].compared);
+    if (order == 0) {
+      found = (long)middle;
+      break;
+    }
     if (order < 0) high = middle;
     else low = middle + 1;
   }
-  return -1;
+  free(compared);
+  return found;
 }
 
 /* A font the tool can open; EXIT_OK or an exit code after a report. */
@@ -338,14 +385,29 @@ static int drawItem(ZOPRADocumentLoader* loader, const ReplaceOptions* options, 
   return status == ZOPRA_STATUS_SUCCESS ? EXIT_OK : reportFailure(options->input, status);
 }
 
+/* Keeps the worst outcome of the pages done so far: a mistake or failure
+ * stops the job (returns 0), a page that could not be read or text left on
+ * it is noted and the job goes on (returns 1). */
+static int goOn(int step, int* outcome) {
+  if (step == EXIT_OK) return 1;
+  if (step == EXIT_PAGES_UNREAD || step == EXIT_TEXT_LEFT) {
+    if (*outcome != EXIT_TEXT_LEFT) *outcome = step;
+    return 1;
+  }
+  *outcome = step;
+  return 0;
+}
+
 /* Replaces the chosen items of one page: `texts[k]` for item `chosen[k]`. */
 static int replaceOnPage(ZOPRADocumentLoader* loader, const ReplaceOptions* options, uint32_t page,
                          const uint32_t* chosen, const char* const* texts, uint32_t count, Counts* counts) {
   uint32_t k;
+  int left;
   int32_t status;
   if (count == 0) return EXIT_OK;
   status = zopraDocumentLoaderRemoveOriginalTextByIndex(loader, page, chosen, count);
-  if (status != ZOPRA_STATUS_SUCCESS) return reportFailure(options->input, status);
+  if (status != ZOPRA_STATUS_SUCCESS) return reportPageUnread(options->input, page, status);
+  left = reportTextLeft(loader, options->input, page);
   for (k = 0; k < count; ++k) {
     int result = EXIT_OK;
     /* An empty text only removes the item. */
@@ -354,13 +416,14 @@ static int replaceOnPage(ZOPRADocumentLoader* loader, const ReplaceOptions* opti
     ++counts->replaced;
   }
   ++counts->pages;
-  return EXIT_OK;
+  return left;
 }
 
+/* Extracts the page's items; EXIT_OK, or EXIT_PAGES_UNREAD after naming it. */
 static int extractPage(ZOPRADocumentLoader* loader, const char* input, uint32_t page, uint32_t* count) {
   int32_t status = zopraDocumentLoaderExtractPageText(loader, page);
   if (status == ZOPRA_STATUS_SUCCESS) status = zopraDocumentLoaderGetPageTextCount(loader, count, page);
-  return status == ZOPRA_STATUS_SUCCESS ? EXIT_OK : reportFailure(input, status);
+  return status == ZOPRA_STATUS_SUCCESS ? EXIT_OK : reportPageUnread(input, page, status);
 }
 
 /* Array map: the listed items, page by page. */
@@ -369,52 +432,51 @@ static int replaceListed(ZOPRADocumentLoader* loader, const ReplaceOptions* opti
   uint32_t* chosen = malloc((map->itemCount ? map->itemCount : 1) * sizeof *chosen);
   const char** texts = malloc((map->itemCount ? map->itemCount : 1) * sizeof *texts);
   size_t first = 0;
-  int result = EXIT_OK;
-  if (!chosen || !texts) result = reportFailure(options->input, ZOPRA_STATUS_MEMORY_INSUFFICIENT);
-  while (result == EXIT_OK && first < map->itemCount) {
+  int outcome = EXIT_OK;
+  int going = 1;
+  if (!chosen || !texts) going = goOn(reportFailure(options->input, ZOPRA_STATUS_MEMORY_INSUFFICIENT), &outcome);
+  while (going && first < map->itemCount) {
     const uint32_t page = map->items[first].page;
     uint32_t available = 0;
     uint32_t count = 0;
     size_t end = first;
-    if (page >= pages) {
-      fprintf(stderr, PROGRAM ": %s: the document has no page %lu (it has %lu)\n", options->input,
-              (unsigned long)page + 1, (unsigned long)pages);
-      result = EXIT_USAGE;
-      break;
-    }
-    result = extractPage(loader, options->input, page, &available);
-    for (; result == EXIT_OK && end < map->itemCount && map->items[end].page == page; ++end) {
-      if (map->items[end].item >= available) {
-        fprintf(stderr, PROGRAM ": %s: page %lu has no item %lu (it has %lu)\n", options->input,
-                (unsigned long)page + 1, (unsigned long)map->items[end].item + 1, (unsigned long)available);
-        result = EXIT_USAGE;
+    int step = page < pages ? extractPage(loader, options->input, page, &available)
+                            : reportMissingPage(options->input, page, pages);
+    for (; end < map->itemCount && map->items[end].page == page; ++end) {
+      if (step == EXIT_OK && map->items[end].item >= available) {
+        step = reportMissingItem(options->input, page, map->items[end].item, available);
       }
       chosen[count] = map->items[end].item;
       texts[count++] = map->items[end].text;
     }
-    if (result == EXIT_OK) result = replaceOnPage(loader, options, page, chosen, texts, count, counts);
+    if (step == EXIT_OK) step = replaceOnPage(loader, options, page, chosen, texts, count, counts);
+    going = goOn(step, &outcome);
     first = end;
   }
   free(chosen);
   free((void*)texts);
-  return result;
+  return outcome;
 }
 
-/* Object map: every item of every page whose text is a key. */
+/* Object map: every item of every page whose text matches a key. */
 static int replaceMatching(ZOPRADocumentLoader* loader, const ReplaceOptions* options, ReplaceMap* map,
                            uint32_t pages, Counts* counts) {
   uint32_t page;
   uint32_t* chosen = NULL;
   const char** texts = NULL;
   uint32_t capacity = 0;
-  int result = EXIT_OK;
+  int outcome = EXIT_OK;
+  int going = 1;
   size_t i;
-  for (page = 0; result == EXIT_OK && page < pages && map->textCount > 0; ++page) {
+  for (page = 0; going && page < pages && map->textCount > 0; ++page) {
     uint32_t available = 0;
     uint32_t count = 0;
     uint32_t index;
-    result = extractPage(loader, options->input, page, &available);
-    if (result != EXIT_OK) break;
+    int step = extractPage(loader, options->input, page, &available);
+    if (step != EXIT_OK) {
+      going = goOn(step, &outcome);
+      continue;
+    }
     if (available > capacity) {
       uint32_t* moreChosen = realloc(chosen, available * sizeof *chosen);
       const char** moreTexts;
@@ -422,7 +484,7 @@ static int replaceMatching(ZOPRADocumentLoader* loader, const ReplaceOptions* op
       moreTexts = realloc((void*)texts, available * sizeof *texts);
       if (moreTexts) texts = moreTexts;
       if (!moreChosen || !moreTexts) {
-        result = reportFailure(options->input, ZOPRA_STATUS_MEMORY_INSUFFICIENT);
+        going = goOn(reportFailure(options->input, ZOPRA_STATUS_MEMORY_INSUFFICIENT), &outcome);
         break;
       }
       capacity = available;
@@ -431,23 +493,23 @@ static int replaceMatching(ZOPRADocumentLoader* loader, const ReplaceOptions* op
       ZOPRADocumentLoaderTextInfo info;
       long found;
       if (zopraDocumentLoaderGetText(loader, &info, index) != ZOPRA_STATUS_SUCCESS) continue;
-      found = findText(map, info.text);
+      found = findText(map, info.text, options->exact);
       if (found < 0) continue;
       map->matched[found] = 1;
       chosen[count] = index;
-      texts[count++] = map->texts[found]->value.string;
+      texts[count++] = map->texts[found].text;
     }
-    result = replaceOnPage(loader, options, page, chosen, texts, count, counts);
+    going = goOn(replaceOnPage(loader, options, page, chosen, texts, count, counts), &outcome);
   }
-  for (i = 0; result == EXIT_OK && i < map->textCount; ++i) {
+  for (i = 0; going && i < map->textCount; ++i) {
     if (map->matched[i]) continue;
     fputs(PROGRAM ": no item reads ", stderr);
-    printJsonStringTo(stderr, map->texts[i]->key);
+    printJson(stderr, jsonString(map->texts[i].key));
     fputc('\n', stderr);
   }
   free(chosen);
   free((void*)texts);
-  return result;
+  return outcome;
 }
 
 int runReplace(int argc, char** argv) {
@@ -463,24 +525,27 @@ int runReplace(int argc, char** argv) {
   result = checkFont(options.fontPath ? options.fontPath : DEFAULT_FONT, !options.fontPath);
   if (result != EXIT_OK) return result;
   if (!options.fontPath) options.fontPath = DEFAULT_FONT;
-  result = loadMap(options.mapPath, &map);
+  result = loadMap(options.mapPath, options.exact, &map);
   if (result == EXIT_OK) result = openForWriting(options.input, options.output, &loader);
   if (result == EXIT_OK) {
     zopraDocumentLoaderGetPageCount(loader, &pages);
-    result = map.json.kind == JSON_ARRAY ? replaceListed(loader, &options, &map, pages, &counts)
-                                         : replaceMatching(loader, &options, &map, pages, &counts);
-    /* Nothing is written after a failure: the output never holds half a job. */
-    if (result == EXIT_OK) {
-      result = writeAndClose(loader, options.input, options.output);
+    result = json_is_array(map.json) ? replaceListed(loader, &options, &map, pages, &counts)
+                                     : replaceMatching(loader, &options, &map, pages, &counts);
+    /* Nothing is written after a mistake or failure: the output never holds
+     * half a job. Pages that could not be read are named and left as they
+     * are, and text that could not be removed is named; the rest is done. */
+    if (result == EXIT_OK || result == EXIT_PAGES_UNREAD || result == EXIT_TEXT_LEFT) {
+      int written = writeAndClose(loader, options.input, options.output);
+      if (written != EXIT_OK) result = written;
     } else {
       zopraDocumentLoaderDestroy(loader);
     }
   }
   freeMap(&map);
-  if (result != EXIT_OK) return result;
+  if (result != EXIT_OK && result != EXIT_PAGES_UNREAD && result != EXIT_TEXT_LEFT) return result;
   printf("replaced %lu item%s on %lu page%s (%lu shrunk, %lu overflowing); wrote %s, %lld bytes\n",
          counts.replaced, counts.replaced == 1 ? "" : "s", counts.pages, counts.pages == 1 ? "" : "s",
          counts.shrunk, counts.overflowing, options.output,
          stat(options.output, &written) == 0 ? (long long)written.st_size : -1ll);
-  return finishOutput();
+  return result != EXIT_OK ? result : finishOutput();
 }

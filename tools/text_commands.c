@@ -69,18 +69,19 @@ int runText(int argc, char** argv) {
     return result;
   }
 
-  /* A page that cannot be read is reported and left empty; the others are
-   * still written, and the exit status tells about the failure. */
+  /* A page that cannot be read is named and left empty; the others are
+   * still written, and the exit status tells that some were not. */
   for (page = first; page < last && !ferror(out); ++page) {
     int32_t status = writePageText(loader, page, out);
     if (status != ZOPRA_STATUS_SUCCESS) {
       fflush(out);
-      result = reportPageFailure(paths[0], page, status);
+      result = reportPageUnread(paths[0], page, status);
     }
     putc('\f', out);
   }
   zopraDocumentLoaderDestroy(loader);
-  if (closeOutputFile(out, output) != EXIT_OK && result == EXIT_OK) result = EXIT_WRITE_FAILED;
+  /* A failed write outranks pages that could not be read. */
+  if (closeOutputFile(out, output) != EXIT_OK) result = EXIT_WRITE_FAILED;
   free(defaultOutput);
   return result;
 }
@@ -94,6 +95,8 @@ static int32_t printItems(ZOPRADocumentLoader* loader, uint32_t page, int json) 
   for (index = 0; status == ZOPRA_STATUS_SUCCESS && index < count; ++index) {
     ZOPRADocumentLoaderTextInfo info;
     char x[64], y[64], size[64], effective[64], width[64];
+    double effectiveSize;
+    double advance;
     status = zopraDocumentLoaderGetText(loader, &info, index);
     if (status != ZOPRA_STATUS_SUCCESS) break;
     formatNumber(info.e, x, sizeof x);
@@ -102,18 +105,25 @@ static int32_t printItems(ZOPRADocumentLoader* loader, uint32_t page, int json) 
     /* a..f is the item's full matrix in page space, without the font size:
      * the text's height on the page is the size times the length of the
      * matrix's y axis (c, d). */
-    formatNumber(info.fontSize * sqrt(info.c * info.c + info.d * info.d), effective,
-                 sizeof effective);
+    effectiveSize = info.fontSize * sqrt(info.c * info.c + info.d * info.d);
+    formatNumber(effectiveSize, effective, sizeof effective);
     /* The item's advance in page units. */
-    formatNumber(info.width * sqrt(info.a * info.a + info.b * info.b), width, sizeof width);
+    advance = info.width * sqrt(info.a * info.a + info.b * info.b);
+    formatNumber(advance, width, sizeof width);
     /* Items are numbered from 1, as pages are; erase --items and replace
      * maps take these numbers. */
     if (json) {
-      printf("%s{\"page\":%lu,\"item\":%lu,\"text\":", index ? "," : "", (unsigned long)page + 1,
-             (unsigned long)index + 1);
-      printJsonString(info.text);
-      printf(",\"x\":%s,\"y\":%s,\"font_size\":%s,\"effective_font_size\":%s,\"width\":%s}", x,
-             y, size, effective, width);
+      json_t* item = json_object();
+      json_object_set_new(item, "page", json_integer(page + 1));
+      json_object_set_new(item, "item", json_integer(index + 1));
+      json_object_set_new(item, "text", jsonString(info.text));
+      json_object_set_new(item, "x", jsonNumber(info.e));
+      json_object_set_new(item, "y", jsonNumber(info.f));
+      json_object_set_new(item, "font_size", jsonNumber(info.fontSize));
+      json_object_set_new(item, "effective_font_size", jsonNumber(effectiveSize));
+      json_object_set_new(item, "width", jsonNumber(advance));
+      if (index) putchar(',');
+      printJson(stdout, item);
     } else {
       printf("%lu\t%lu\t%s\t%s\t%s\t%s\t%s\t%s\n", (unsigned long)page + 1,
              (unsigned long)index + 1, x, y, size, effective, width, info.text);
@@ -148,19 +158,21 @@ int runItems(int argc, char** argv) {
   if (result != EXIT_OK) return result;
   progress = last - first > 1 && progressWanted(0);
   if (json) {
+    /* Written as it goes, page by page: the items of a long document are
+     * never all in memory. */
     fputs("{\"file\":", stdout);
-    printJsonString(path);
+    printJson(stdout, jsonString(path));
     fputs(",\"pages\":[", stdout);
   }
-  /* A page that cannot be read is reported and skipped (in JSON its item
-   * list holds what was printed before the failure); the exit status tells. */
+  /* A page that cannot be read is named and skipped (in JSON its item list
+   * holds what was printed before the failure); the exit status tells. */
   for (page = first; page < last; ++page) {
     int32_t status;
     if (progress) showProgress(page + 1, last);
     if (json) printf("%s{\"page\":%lu,\"items\":[", page > first ? "," : "", (unsigned long)page + 1);
     status = printItems(loader, page, json);
     if (json) fputs("]}", stdout);
-    if (status != ZOPRA_STATUS_SUCCESS) result = reportPageFailure(path, page, status);
+    if (status != ZOPRA_STATUS_SUCCESS) result = reportPageUnread(path, page, status);
   }
   endProgress();
   if (json) fputs("]}\n", stdout);

@@ -36,6 +36,10 @@ if [ -n "$tool" ]; then
     echo "the installed zopra-pdf does not read the sample"
     exit 1
   }
+  man -l "$prefix/share/man/man1/zopra-pdf.1" >/dev/null 2>&1 || {
+    echo "share/man/man1/zopra-pdf.1 is not installed, or man cannot read it"
+    exit 1
+  }
 fi
 
 pc_file=$(find "$prefix" -name zopra_document_loader.pc | head -n 1)

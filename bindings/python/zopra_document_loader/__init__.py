@@ -8,13 +8,15 @@
 The shared library is loaded on first use: from the path in the environment
 variable ``ZOPRA_DOCUMENT_LOADER_LIBRARY``, else from a
 ``libzopra_document_loader.so*`` in this package's folder or its parent, else
-through the system's dynamic loader. When none loads, the first
+through the system's dynamic loader. ``pip install`` builds the library and
+puts it in this package's folder. When none loads, the first
 :class:`Document` raises :class:`LibraryNotFoundError` (an ImportError) that
 lists every place tried.
 """
 
 from ._library import ENVIRONMENT_VARIABLE, LibraryNotFoundError
 from .document import Document, Page
+from .matching import MATCH_MODES, match_key
 from .errors import BrokenStream, InvalidArgument, OutOfMemory, PasswordRequired, PdfError
 from .records import Graphic, Image, ImageFormat, TextItem
 
@@ -27,10 +29,12 @@ __all__ = [
     "ImageFormat",
     "InvalidArgument",
     "LibraryNotFoundError",
+    "MATCH_MODES",
     "OutOfMemory",
     "Page",
     "PasswordRequired",
     "PdfError",
     "TextItem",
+    "match_key",
 ]
 __version__ = "0.1.0"
