@@ -362,6 +362,21 @@ for command in "text $pdf $new" "erase $pdf $new" "replace $pdf $new --map $work
     fail "$command: page 2 not done"
 done
 
+# A form drawn twice: its text goes only with both drawings. Choosing one is
+# named and ends with status 13; the output is still written.
+start_pdf "$work/twice.pdf"
+add_object 1 "<< /Type /Catalog /Pages 2 0 R >>"
+add_object 2 "<< /Type /Pages /Kids [3 0 R] /Count 1 >>"
+add_object 3 "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 612 792] /Contents 4 0 R /Resources << /XObject << /Fm 5 0 R >> >> >>"
+add_object 4 "$(printf '<< /Length 59 >>\nstream\nq 1 0 0 1 0 100 cm /Fm Do Q q 1 0 0 1 0 300 cm /Fm Do Q\nendstream')"
+add_object 5 "$(printf '<< /Subtype /Form /BBox [0 0 612 792] /Resources << /Font << /F1 6 0 R >> >> /Length 37 >>\nstream\nBT /F1 12 Tf 72 300 Td (Form) Tj ET\nendstream')"
+add_object 6 "<< /Type /Font /Subtype /Type1 /BaseFont /Helvetica >>"
+end_pdf
+expect_run "erase one drawing of a form" 13 - "twice.pdf, page 1: item 2 was not removed" erase "$pdf" "$new" --items 1:2
+[ "$("$tool" text "$new" - | grep -c Form)" = 2 ] || fail "erase --items 1:2: both drawings should stay"
+expect_run "erase both drawings of a form" 0 - - erase "$pdf" "$new" --items 1:1,2
+"$tool" text "$new" - | grep -q Form && fail "erase --items 1:1,2: the form's text stays"
+
 if command -v qpdf >/dev/null 2>&1; then
   qpdf --encrypt secret secret 256 -- "$sample" "$work/locked.pdf"
   expect_run "password" 4 - "$work/locked.pdf: needs a password" info "$work/locked.pdf"

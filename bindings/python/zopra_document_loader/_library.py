@@ -99,6 +99,8 @@ _PROTOTYPES = {
     "zopraDocumentLoaderGetPageText": (_status, [_handle, ctypes.c_char_p, _u32]),
     "zopraDocumentLoaderRemoveOriginalText": (_status, [_handle, _u32]),
     "zopraDocumentLoaderRemoveOriginalTextByIndex": (_status, [_handle, _u32, _u32_p, _u32]),
+    "zopraDocumentLoaderGetUnremovedTextCount": (_status, [_handle, _u32_p]),
+    "zopraDocumentLoaderGetUnremovedText": (_status, [_handle, _u32, _u32_p]),
     "zopraDocumentLoaderExtractPageGraphics": (_status, [_handle, _u32, _double]),
     "zopraDocumentLoaderGetPageGraphicsCount": (_status, [_handle, _u32_p, _u32]),
     "zopraDocumentLoaderGetGraphicsArray": (

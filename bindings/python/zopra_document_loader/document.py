@@ -267,20 +267,34 @@ class Page:
             raise InvalidArgument(INVALID_ARGUMENT, f"page {self.index}", f"item {index}")
         return index
 
-    def remove_text(self, items: Optional[Iterable[Union[int, TextItem]]] = None) -> None:
+    def remove_text(self, items: Optional[Iterable[Union[int, TextItem]]] = None) -> List[int]:
         """Remove text from the page's content.
 
         ``None`` removes all of it. Otherwise ``items`` are indices (or
         :class:`TextItem` records) of the last :meth:`items` of this page; the
-        text after them keeps its place. An index out of range raises
-        :class:`~zopra_document_loader.InvalidArgument` and changes nothing.
+        text after them keeps its place. Calls with items of one extraction
+        add up, and repeating one changes nothing. An index out of range
+        raises :class:`~zopra_document_loader.InvalidArgument` and changes
+        nothing.
+
+        Returns the indices of the items chosen so far whose glyphs are still
+        on the page (one drawing of a form the page draws twice, say); an
+        empty list is the normal case.
         """
         if items is None:
             self._call("zopraDocumentLoaderRemoveOriginalText", self.index)
-            return
+            return []
         indices = [self._item_index(item) for item in items]
         array = (ctypes.c_uint32 * max(len(indices), 1))(*indices)
         self._call("zopraDocumentLoaderRemoveOriginalTextByIndex", self.index, array, len(indices))
+        count = ctypes.c_uint32(0)
+        self._call("zopraDocumentLoaderGetUnremovedTextCount", ctypes.byref(count))
+        left = []
+        for position in range(count.value):
+            item = ctypes.c_uint32(0)
+            self._call("zopraDocumentLoaderGetUnremovedText", position, ctypes.byref(item))
+            left.append(item.value)
+        return left
 
     def set_text(
         self,
