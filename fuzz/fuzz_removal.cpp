@@ -133,7 +133,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   std::vector<TextEntry> after;
   require(loaded.extractText(0, after, nullptr) == Error::None);
   const zopra::pdf::PageTextEdits& edits = loaded.textEdits[0];
-  std::set<std::uint32_t> kept;
+  // Items not chosen stay, and so do chosen items the removal reports left.
+  std::set<std::uint32_t> kept(edits.left.begin(), edits.left.end());
   for (std::uint32_t i = 0; i < before.size(); ++i) {
     if (chosen.count(i) == 0) kept.insert(i);
   }
