@@ -95,6 +95,25 @@ std::string literalString(ContentLexer& lexer) {
   return text;
 }
 
+// The end of a literal string, found without decoding it: only parentheses
+// and the byte after a backslash decide where it ends.
+void skipLiteralString(ContentLexer& lexer) {
+  const Bytes& data = lexer.data;
+  std::uint64_t& pos = lexer.position;
+  ++pos;  // "("
+  int depth = 1;
+  while (pos < data.size()) {
+    std::uint8_t byte = data[pos++];
+    if (byte == '\\') {
+      if (pos < data.size()) ++pos;
+    } else if (byte == '(') {
+      ++depth;
+    } else if (byte == ')' && --depth == 0) {
+      return;
+    }
+  }
+}
+
 std::string name(ContentLexer& lexer) {
   const Bytes& data = lexer.data;
   std::uint64_t& pos = lexer.position;
@@ -130,6 +149,18 @@ void number(ContentLexer& lexer, Token& out) {
   if (pos < data.size() && data[pos] == '.') {
     ++pos;
     while (pos < data.size() && decimalDigit(data[pos])) ++pos;
+  }
+  if (!lexer.decodeValues) {
+    // What converts is what holds a digit.
+    if (std::any_of(data.begin() + static_cast<std::ptrdiff_t>(begin), data.begin() + static_cast<std::ptrdiff_t>(pos),
+                    [](std::uint8_t byte) { return decimalDigit(byte); })) {
+      out.kind = Token::Kind::Number;
+    } else {
+      out.kind = Token::Kind::Keyword;
+      out.text.assign(data.begin() + static_cast<std::ptrdiff_t>(begin),
+                      data.begin() + static_cast<std::ptrdiff_t>(pos));
+    }
+    return;
   }
   // Converted in place; from_chars takes no "+" sign, and the value is the
   // same without it.
@@ -194,9 +225,11 @@ void array(ContentLexer& lexer, Token& out, int depth) {
       ++flattened;
       continue;
     }
+    // Without values only the array's extent matters: its elements are
+    // read (a "]" inside a string does not end it) but not kept.
     Token element;
     readToken(lexer, element, depth);
-    out.elements.push_back(std::move(element));
+    if (lexer.decodeValues) out.elements.push_back(std::move(element));
   }
 }
 
@@ -215,16 +248,29 @@ bool readToken(ContentLexer& lexer, Token& out, int depth) {
   bool hasNext = data.size() - pos > 1;
   if (byte == '(') {
     out.kind = Token::Kind::String;
-    out.text = literalString(lexer);
+    if (lexer.decodeValues) {
+      out.text = literalString(lexer);
+    } else {
+      skipLiteralString(lexer);
+    }
   } else if (byte == '/') {
     out.kind = Token::Kind::Name;
-    out.text = name(lexer);
+    if (lexer.decodeValues) {
+      out.text = name(lexer);
+    } else {
+      for (++pos; pos < data.size() && !contentDelimiter(data[pos]);) ++pos;
+    }
   } else if ((byte == '<' || byte == '>') && hasNext && data[pos + 1] == byte) {
     out.text.assign(2, static_cast<char>(byte));
     pos += 2;
   } else if (byte == '<') {
     out.kind = Token::Kind::String;
-    out.text = lexer.hexString();
+    if (lexer.decodeValues) {
+      out.text = lexer.hexString();
+    } else {
+      while (pos < data.size() && data[pos++] != '>') {
+      }
+    }
   } else if (byte == '[') {
     array(lexer, out, depth + 1);
   } else if (byte == '+' || byte == '-' || byte == '.' || decimalDigit(byte)) {

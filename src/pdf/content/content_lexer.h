@@ -36,6 +36,11 @@ class ContentLexer {
 
   const Bytes& data;
   std::uint64_t position = 0;
+  // False: tokens get their kinds and ranges (and keywords their text), but
+  // strings and names are not decoded, numbers not converted and array
+  // elements not kept, for callers that only need to know where tokens are.
+  // The ranges are the same.
+  bool decodeValues = true;
 };
 
 // Number of data bytes an inline image with this dictionary must have, or -1.

@@ -30,8 +30,8 @@ bool OperationReader::next(Token& keyword) {
     if (context_.base != 0) shift(token, context_.base);
     if (token.kind != Token::Kind::Keyword) {
       if (operands.size() >= OperationContext::kMaxOperands) operands.erase(operands.begin());
+      // The lexer resets every field of the token it reads into.
       operands.push_back(std::move(token));
-      token = Token();
       continue;
     }
     if (token.text == "BI") skipInlineImageData(lexer_, readInlineImageDictionary(lexer_));

@@ -2,6 +2,7 @@
 // text-showing operators taken out. The content is read by the reader the
 // interpreter runs on, and edited by the byte ranges of its tokens, so the
 // operator an ordinal names here is the one that showed the item's glyphs.
+#include <algorithm>
 #include <cmath>
 #include <string>
 #include <utility>
@@ -32,9 +33,11 @@ std::string hexString(const std::string& bytes) {
   return text + ">";
 }
 
-double numberOperand(const std::vector<Token>& operands, std::size_t fromTop) {
+// A number operand as it was written; anything else counts as 0, as the
+// interpreter takes it.
+std::string numberOperand(const std::string& content, const std::vector<Token>& operands, std::size_t fromTop) {
   const Token& token = operands[operands.size() - fromTop];
-  return token.kind == Token::Kind::Number ? token.number : 0;
+  return token.kind == Token::Kind::Number ? content.substr(token.start, token.end - token.start) : "0";
 }
 
 // The operand as a TJ array: numbers as they were written, kept strings as
@@ -77,16 +80,17 @@ std::string adjustedArray(const std::string& content, const Token& operand,
 
 // The edit of one text-showing operator: its range runs from its first
 // operand to its end. A removed ' or " keeps its move to the next line, and
-// " its spacing, so that the lines after it stay where they were.
+// " its spacing, so that the lines after it stay where they were. `shown` is
+// the operand read with its values, needed when strings are kept.
 Edit operatorEdit(const std::string& content, const Token& keyword, const std::vector<Token>& operands,
-                  const std::map<std::uint32_t, RemovedString>* removed) {
+                  const std::map<std::uint32_t, RemovedString>* removed, const Token& shown) {
   Edit edit;
   edit.start = operands.back().start;
   edit.end = keyword.end;
   if (keyword.text == "\"") {
     if (operands.size() >= 3) {
       edit.start = operands[operands.size() - 3].start;
-      edit.text = numberText(numberOperand(operands, 3)) + " Tw " + numberText(numberOperand(operands, 2)) + " Tc ";
+      edit.text = numberOperand(content, operands, 3) + " Tw " + numberOperand(content, operands, 2) + " Tc ";
     }
     edit.text += "T*";
   } else if (keyword.text == "'") {
@@ -94,9 +98,21 @@ Edit operatorEdit(const std::string& content, const Token& keyword, const std::v
   }
   if (removed) {
     if (!edit.text.empty()) edit.text += ' ';
-    edit.text += adjustedArray(content, operands.back(), *removed);
+    edit.text += adjustedArray(content, shown, *removed);
   }
   return edit;
+}
+
+// False when no text-showing operator can be in the bytes: none of "Tj",
+// "TJ", "'" or '"' occurs. Figures drawn by forms hold none, and need no
+// reading at all.
+bool mayShowText(const Bytes& bytes) {
+  for (std::size_t i = 0; i < bytes.size(); ++i) {
+    const std::uint8_t byte = bytes[i];
+    if (byte == '\'' || byte == '"') return true;
+    if (byte == 'T' && i + 1 < bytes.size() && (bytes[i + 1] == 'j' || bytes[i + 1] == 'J')) return true;
+  }
+  return false;
 }
 
 }  // namespace
@@ -104,31 +120,51 @@ Edit operatorEdit(const std::string& content, const Token& keyword, const std::v
 std::string rewriteTextOperators(const std::vector<Bytes>& streams, const OperatorChoices* choices,
                                  std::set<std::uint32_t>* found) {
   std::string content;
+  // Where each stream starts in the join.
+  std::vector<std::uint64_t> bases;
   for (std::size_t i = 0; i < streams.size(); ++i) {
     if (i > 0) content += '\n';
+    bases.push_back(content.size());
     content.append(streams[i].begin(), streams[i].end());
   }
+  // The operand read again, values and all, from the stream that holds it.
+  auto shownOperand = [&](const Token& operand) {
+    const std::size_t index =
+        static_cast<std::size_t>(std::upper_bound(bases.begin(), bases.end(), operand.start) - bases.begin()) - 1;
+    ContentLexer lexer(streams[index]);
+    lexer.position = operand.start - bases[index];
+    Token token;
+    lexer.next(token);
+    return token;
+  };
+  if (std::none_of(streams.begin(), streams.end(), mayShowText)) return content;
   std::vector<Edit> edits;
   OperationContext context;
-  std::uint64_t base = 0;
-  for (const Bytes& stream : streams) {
-    context.base = base;
-    OperationReader reader(stream, context);
+  for (std::size_t i = 0; i < streams.size(); ++i) {
+    context.base = bases[i];
+    // Only where tokens are matters here, not what they hold.
+    OperationReader reader(streams[i], context, false);
     Token keyword;
     while (reader.next(keyword)) {
       const std::uint32_t ordinal = reader.textOrdinal();
       if (ordinal == TextSource::kNoOrdinal) continue;
-      const std::map<std::uint32_t, RemovedString>* removed = nullptr;
-      if (choices) {
-        auto chosen = choices->find(ordinal);
-        if (chosen == choices->end()) continue;
-        removed = &chosen->second;
-        if (found) found->insert(ordinal);
+      if (!choices) {
+        edits.push_back(operatorEdit(content, keyword, context.operands, nullptr, Token()));
+        continue;
       }
-      edits.push_back(operatorEdit(content, keyword, context.operands, removed));
+      auto chosen = choices->find(ordinal);
+      if (chosen == choices->end()) continue;
+      if (found) found->insert(ordinal);
+      Token shown = shownOperand(context.operands.back());
+      // Array elements were read with positions in their stream; the
+      // rewrite copies numbers from the join.
+      const std::uint64_t base = context.operands.back().start - shown.start;
+      for (Token& element : shown.elements) {
+        element.start += base;
+        element.end += base;
+      }
+      edits.push_back(operatorEdit(content, keyword, context.operands, &chosen->second, shown));
     }
-    // The next stream starts past the line feed that joins them.
-    base += stream.size() + 1;
   }
   if (edits.empty()) return content;
   std::string output;
