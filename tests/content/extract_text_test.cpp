@@ -1,6 +1,7 @@
 // Text extraction of whole pages written with the PDF builder.
 #include <gtest/gtest.h>
 
+#include <set>
 #include <string>
 #include <vector>
 
@@ -55,6 +56,44 @@ TEST(ExtractText, KernedArrays) {
       "kerning.pdf");
   EXPECT_EQ(texts(entries), (std::vector<std::string>{"World", "Hello there", "far", "away"}));
   ASSERT_EQ(entries[0].sources.size(), 2u);
+}
+
+// Hebrew and Arabic drawn in visual order (left to right on the page), as
+// producers write them, come out in reading order; the runs stay as drawn.
+TEST(ExtractText, RightToLeftInReadingOrder) {
+  // Codes 0x80 to 0x89 of font F2: shin, lamed, vav, final mem, kaf, ayin,
+  // and the Arabic seen, lam, alef, meem.
+  const std::string toUnicode =
+      "/CIDInit /ProcSet findresource begin 12 dict begin begincmap\n"
+      "1 begincodespacerange <00> <FF> endcodespacerange\n"
+      "10 beginbfchar <80> <05E9> <81> <05DC> <82> <05D5> <83> <05DD> <84> <05DB> <85> <05E2>\n"
+      "<86> <0633> <87> <0644> <88> <0627> <89> <0645> endbfchar\n"
+      "endcmap CMapName currentdict /CMap defineresource pop end end";
+  PdfBuilder builder = PdfBuilder::simple(
+      {"BT /F2 12 Tf 72 700 Td <3F838182842083828180> Tj ET\n"  // "?" mem-lamed-vav-kaf " " mem-vav-lamed-shin
+       "BT /F2 12 Tf 72 650 Td [<898887> -20 <86>] TJ ET\n"      // meem alef lam, then seen
+       "BT /F2 12 Tf 72 600 Td (Hello <) Tj <83828180> Tj (> world) Tj ET\n"
+       "BT /F2 12 Tf 72 550 Td <31323320838281808584> Tj ET"},   // "123 " then Hebrew
+      "[0 0 612 792]", "/Font << /F2 20 0 R >>");
+  builder.object(20, "<< /Type /Font /Subtype /Type1 /BaseFont /Helvetica /ToUnicode 21 0 R >>");
+  builder.stream(21, "", toUnicode);
+  builder.finishWithTable("/Root 1 0 R");
+  test::Loaded loaded = test::loadBuilder(builder, "right-to-left.pdf");
+  ASSERT_EQ(loaded.result, Error::None);
+  std::vector<TextEntry> entries;
+  ASSERT_EQ(loaded->extractText(0, entries, nullptr), Error::None);
+  EXPECT_EQ(texts(entries), (std::vector<std::string>{"שלום כולם?", "سلام", "Hello <שלום> world",
+                                                      "כעשלום 123"}));
+  ASSERT_EQ(entries.size(), 4u);
+  EXPECT_EQ(entries[1].sources.size(), 2u);
+  EXPECT_EQ(entries[1].sources[0].element, 0u);
+
+  // The Arabic item is removed by its runs; the others stay.
+  const std::set<std::uint32_t> chosen{1};
+  ASSERT_EQ(loaded->removeText(0, &chosen, entries, 1), Error::None);
+  std::vector<TextEntry> after;
+  ASSERT_EQ(loaded->extractText(0, after, nullptr), Error::None);
+  EXPECT_EQ(texts(after), (std::vector<std::string>{"שלום כולם?", "Hello <שלום> world", "כעשלום 123"}));
 }
 
 TEST(ExtractText, FormsImagesAndInlineImages) {
