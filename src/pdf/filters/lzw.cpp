@@ -79,14 +79,12 @@ class Dictionary {
   std::uint16_t length_[kTableSize] = {};
 };
 
-}  // namespace
-
-Bytes lzwDecode(const Bytes& input, int earlyChange, std::size_t limit) {
-  // Anything but 0 means the usual early switch, as the common readers take it.
-  const std::uint32_t early = earlyChange == 0 ? 0 : 1;
+// Decodes the codes; with `output` the bytes are appended to it, without
+// only counted. Returns the count.
+std::size_t decodeCodes(const Bytes& input, std::uint32_t early, std::size_t limit, Bytes* output) {
   auto dictionary = std::make_unique<Dictionary>();
   CodeReader reader(input);
-  Bytes output;
+  std::size_t total = 0;
   std::uint32_t next = kFirstFree;
   unsigned width = 9;
   bool havePrevious = false;
@@ -100,29 +98,38 @@ Bytes lzwDecode(const Bytes& input, int earlyChange, std::size_t limit) {
       havePrevious = false;
       continue;
     }
-    if (!havePrevious) {
-      if (code >= 256) throw Exception(Error::Stream, "invalid LZW stream");
-      checkDecodedSize(output.size() + 1, limit);
-      output.push_back(static_cast<std::uint8_t>(code));
-      previous = code;
-      havePrevious = true;
-      continue;
-    }
-    if (code > next) {
+    if (havePrevious) {
+      if (code > next) throw Exception(Error::Stream, "invalid LZW stream");
+      // The one code not yet in the table is the previous string plus its
+      // own first byte.
+      std::uint8_t firstByte = code < next ? dictionary->first(code) : dictionary->first(previous);
+      if (next < kTableSize) {
+        dictionary->add(next, previous, firstByte);
+        ++next;
+        if (next + early >= (1u << width) && width < kMaxWidth) ++width;
+      }
+    } else if (code >= 256) {
       throw Exception(Error::Stream, "invalid LZW stream");
     }
-    // The one code not yet in the table is the previous string plus its own
-    // first byte.
-    std::uint8_t firstByte = code < next ? dictionary->first(code) : dictionary->first(previous);
-    if (next < kTableSize) {
-      dictionary->add(next, previous, firstByte);
-      ++next;
-      if (next + early >= (1u << width) && width < kMaxWidth) ++width;
-    }
-    checkDecodedSize(output.size() + dictionary->length(code), limit);
-    dictionary->append(code, output);
+    checkDecodedSize(total + dictionary->length(code), limit);
+    total += dictionary->length(code);
+    if (output) dictionary->append(code, *output);
     previous = code;
+    havePrevious = true;
   }
+  return total;
+}
+
+}  // namespace
+
+Bytes lzwDecode(const Bytes& input, int earlyChange, std::size_t limit) {
+  // Anything but 0 means the usual early switch, as the common readers take it.
+  const std::uint32_t early = earlyChange == 0 ? 0 : 1;
+  // Counted first: a few kilobytes of codes can stand for hundreds of
+  // megabytes, which then fail on the limit before anything is allocated.
+  Bytes output;
+  output.reserve(decodeCodes(input, early, limit, nullptr));
+  decodeCodes(input, early, limit, &output);
   return output;
 }
 
