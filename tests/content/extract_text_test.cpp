@@ -8,6 +8,7 @@
 #include "pdf/content/content_lexer.h"
 #include "pdf/content/text_entry.h"
 #include "pdf/fonts/font_builder.h"
+#include "support/hostile_files.h"
 #include "support/load_helpers.h"
 #include "support/pdf_builder.h"
 
@@ -96,6 +97,34 @@ TEST(ExtractText, RightToLeftInReadingOrder) {
   std::vector<TextEntry> after;
   ASSERT_EQ(loaded->extractText(0, after, nullptr), Error::None);
   EXPECT_EQ(texts(after), (std::vector<std::string>{"שלום כולם?", "Hello <שלום> world", "כעשלום 123", "של, ום"}));
+}
+
+// A content stream whose Flate data is cut short gives the text of what
+// inflated; the damage is noted, not reported as a failure.
+TEST(ExtractText, DamagedFlateContentGivesItsStart) {
+  std::string filler;
+  std::uint32_t state = 7;
+  for (int i = 0; i < 4000; ++i) {
+    state = state * 1103515245u + 12345u;
+    filler += (i % 60 == 0 ? "\n% " : "") + std::to_string((state >> 16) % 10);
+  }
+  std::string content = "BT /F1 12 Tf 72 700 Td (Kept) Tj ET" + filler + "\nBT /F1 12 Tf 72 600 Td (Lost) Tj ET";
+  std::string packed = test::deflate(content);
+  packed.resize(packed.size() / 2);
+  PdfBuilder builder;
+  builder.object(1, "<< /Type /Catalog /Pages 2 0 R >>");
+  builder.object(2, "<< /Type /Pages /Kids [4 0 R] /Count 1 >>");
+  builder.object(3, "<< /Type /Font /Subtype /Type1 /BaseFont /Helvetica >>");
+  builder.object(4, "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 612 792] /Resources << /Font << /F1 3 0 R >> >> "
+                    "/Contents 20 0 R >>");
+  builder.stream(20, "/Filter /FlateDecode", packed);
+  builder.finishWithTable("/Root 1 0 R");
+  test::Loaded loaded = test::loadBuilder(builder, "damaged-flate.pdf");
+  ASSERT_EQ(loaded.result, Error::None) << loaded->errorMessage;
+  std::vector<TextEntry> entries;
+  ASSERT_EQ(loaded->extractText(0, entries, nullptr), Error::None);
+  EXPECT_EQ(texts(entries), std::vector<std::string>{"Kept"});
+  EXPECT_NE(loaded->errorMessage.find("damaged Flate stream in object 20"), std::string::npos);
 }
 
 TEST(ExtractText, FormsImagesAndInlineImages) {
