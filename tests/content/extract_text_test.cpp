@@ -76,7 +76,9 @@ TEST(ExtractText, RightToLeftInReadingOrder) {
        "BT /F2 12 Tf 72 600 Td (Hello <) Tj <83828180> Tj (> world) Tj ET\n"
        "BT /F2 12 Tf 72 550 Td <31323320838281808584> Tj ET\n"  // "123 " then Hebrew
        // A space drawn with no room, then a comma that ends the word on its right.
-       "BT /F2 12 Tf 72 500 Td <8382> Tj -3 Tc <20> Tj 0 Tc <2C8180> Tj ET"},
+       "BT /F2 12 Tf 72 500 Td <8382> Tj -3 Tc <20> Tj 0 Tc <2C8180> Tj ET\n"
+       // One glyph at a time from the right: already in reading order.
+       "BT /F2 12 Tf 300 450 Td <80> Tj -8 0 Td <81> Tj -8 0 Td <82> Tj -8 0 Td <83> Tj ET"},
       "[0 0 612 792]", "/Font << /F2 20 0 R >>");
   builder.object(20, "<< /Type /Font /Subtype /Type1 /BaseFont /Helvetica /ToUnicode 21 0 R >>");
   builder.stream(21, "", toUnicode);
@@ -86,8 +88,8 @@ TEST(ExtractText, RightToLeftInReadingOrder) {
   std::vector<TextEntry> entries;
   ASSERT_EQ(loaded->extractText(0, entries, nullptr), Error::None);
   EXPECT_EQ(texts(entries), (std::vector<std::string>{"שלום כולם?", "سلام", "Hello <שלום> world",
-                                                      "כעשלום 123", "של, ום"}));
-  ASSERT_EQ(entries.size(), 5u);
+                                                      "כעשלום 123", "של, ום", "שלום"}));
+  ASSERT_EQ(entries.size(), 6u);
   EXPECT_EQ(entries[1].sources.size(), 2u);
   EXPECT_EQ(entries[1].sources[0].element, 0u);
 
@@ -96,7 +98,8 @@ TEST(ExtractText, RightToLeftInReadingOrder) {
   ASSERT_EQ(loaded->removeText(0, &chosen, entries, 1), Error::None);
   std::vector<TextEntry> after;
   ASSERT_EQ(loaded->extractText(0, after, nullptr), Error::None);
-  EXPECT_EQ(texts(after), (std::vector<std::string>{"שלום כולם?", "Hello <שלום> world", "כעשלום 123", "של, ום"}));
+  EXPECT_EQ(texts(after),
+            (std::vector<std::string>{"שלום כולם?", "Hello <שלום> world", "כעשלום 123", "של, ום", "שלום"}));
 }
 
 // A content stream whose Flate data is cut short gives the text of what

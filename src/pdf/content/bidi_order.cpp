@@ -66,7 +66,12 @@ std::string logicalOrder(const std::string& visual) {
 }
 
 void reorderRightToLeft(std::vector<TextEntry>& entries) {
-  for (TextEntry& entry : entries) entry.text = logicalOrder(entry.text);
+  for (TextEntry& entry : entries) {
+    // Runs that went leftwards, one after the other, were drawn in reading
+    // order already (a glyph at a time, from the right).
+    if (entry.width < 0 && entry.sources.size() > 1) continue;
+    entry.text = logicalOrder(entry.text);
+  }
 }
 
 }  // namespace zopra::pdf
