@@ -18,11 +18,12 @@ namespace {
 bool rightToLeft(FriBidiCharType type) { return type == FRIBIDI_TYPE_RTL || type == FRIBIDI_TYPE_AL; }
 
 // Whether the UTF-8 text may hold a right-to-left letter: a lead byte of
-// U+0590 to U+07FF, of the presentation forms (U+FB1D to U+FEFF) or of the
+// U+0580 to U+0FFF (Hebrew, Arabic, Syriac, Thaana, N'Ko and their
+// extensions), of U+F000 to U+FFFF (the presentation forms) or of the
 // supplementary planes. Most text has none and skips the decoding.
 bool mayHoldRightToLeft(const std::string& text) {
   for (unsigned char byte : text) {
-    if ((byte >= 0xD6 && byte <= 0xDF) || byte == 0xEF || byte == 0xF0) return true;
+    if ((byte >= 0xD6 && byte <= 0xE0) || byte == 0xEF || byte == 0xF0) return true;
   }
   return false;
 }
