@@ -5,6 +5,8 @@
 //   byte 0  bits 0-1: the filter (Flate, ASCIIHex, ASCII85, RunLength)
 //           bit 2:    run through Document::decodeStream instead of the
 //                     free functions
+//           bit 3:    LZW instead of the filter of bits 0-1
+//           bit 4:    LZW with EarlyChange 0 (else 1)
 //   byte 1  predictor, by index into {1, 2, 10, 11, 12, 13, 14, 15}
 //   byte 2  Colors - 1 (1 to 4)
 //   byte 3  Columns - 1 (1 to 256)
@@ -34,8 +36,10 @@ namespace zopra::fuzz {
 struct FilterInput {
   enum class Parameters : std::uint8_t { None = 0, Array = 1, Reference = 2, Dictionary = 3 };
 
+  // 0 to 3 as in byte 0, 4 for LZW.
   std::uint8_t filter = 0;
   bool throughDocument = false;
+  int earlyChange = 1;
   pdf::PredictorParameters predictor;
   std::uint8_t secondFilter = 0;
   bool abbreviated = false;
@@ -53,7 +57,8 @@ inline FilterInput readFilterInput(const std::uint8_t* data, std::size_t size) {
   std::uint8_t header[kFilterHeaderSize] = {};
   for (std::size_t i = 0; i < kFilterHeaderSize && i < size; ++i) header[i] = data[i];
   FilterInput input;
-  input.filter = header[0] & 3;
+  input.filter = (header[0] & 8) != 0 ? 4 : header[0] & 3;
+  input.earlyChange = (header[0] & 16) != 0 ? 0 : 1;
   input.throughDocument = (header[0] & 4) != 0;
   input.predictor.predictor = kPredictors[header[1] % kPredictors.size()];
   input.predictor.colors = header[2] % 4 + 1;
@@ -78,7 +83,8 @@ std::uint8_t indexOf(const std::array<std::int64_t, N>& table, std::int64_t valu
 
 inline pdf::Bytes writeFilterInput(const FilterInput& input) {
   pdf::Bytes out(kFilterHeaderSize + input.data.size(), 0);
-  out[0] = static_cast<std::uint8_t>((input.filter & 3) | (input.throughDocument ? 4 : 0));
+  out[0] = static_cast<std::uint8_t>((input.filter & 3) | (input.throughDocument ? 4 : 0) |
+                                     (input.filter == 4 ? 8 : 0) | (input.earlyChange == 0 ? 16 : 0));
   out[1] = indexOf(kPredictors, input.predictor.predictor);
   out[2] = static_cast<std::uint8_t>((input.predictor.colors - 1) & 3);
   out[3] = static_cast<std::uint8_t>((input.predictor.columns - 1) & 0xFF);

@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
+#include <map>
 #include <string>
 #include <utility>
 #include <vector>
@@ -31,12 +32,13 @@ void require(bool condition) {
   if (!condition) std::abort();
 }
 
-Bytes decode(std::uint8_t filter, const Bytes& data, std::size_t limit) {
-  switch (filter) {
+Bytes decode(const FilterInput& input, const Bytes& data, std::size_t limit) {
+  switch (input.filter) {
     case 0: return zopra::pdf::flateDecode(data, limit);
     case 1: return zopra::pdf::asciiHexDecode(data, limit);
     case 2: return zopra::pdf::ascii85Decode(data, limit);
-    default: return zopra::pdf::runLengthDecode(data, limit);
+    case 3: return zopra::pdf::runLengthDecode(data, limit);
+    default: return zopra::pdf::lzwDecode(data, input.earlyChange, limit);
   }
 }
 
@@ -109,25 +111,86 @@ Bytes encodeFlate(const Bytes& data) {
   return out;
 }
 
-Bytes encode(std::uint8_t filter, const Bytes& data) {
-  switch (filter) {
+// LZW with a clear code first and whenever the table is nearly full; the
+// code width follows the table the decoder builds, which lags one entry
+// behind the encoder's.
+Bytes encodeLzw(const Bytes& data, int earlyChange) {
+  Bytes out;
+  std::uint32_t bits = 0;
+  unsigned bitCount = 0;
+  std::uint32_t emitted = 0;  // codes since the last clear
+  auto width = [&] {
+    std::uint32_t decoderNext = 258 + (emitted > 0 ? emitted - 1 : 0);
+    unsigned result = 9;
+    while (result < 12 && decoderNext + static_cast<std::uint32_t>(earlyChange) >= (1u << result)) ++result;
+    return result;
+  };
+  auto put = [&](std::uint32_t code, unsigned codeWidth) {
+    bits = (bits << codeWidth) | code;
+    bitCount += codeWidth;
+    while (bitCount >= 8) {
+      bitCount -= 8;
+      out.push_back(static_cast<std::uint8_t>(bits >> bitCount));
+    }
+    bits &= (1u << bitCount) - 1;
+  };
+  std::map<std::pair<std::uint32_t, std::uint8_t>, std::uint32_t> table;
+  std::uint32_t next = 258;
+  put(256, 9);
+  bool havePrefix = false;
+  std::uint32_t prefix = 0;
+  for (std::uint8_t byte : data) {
+    if (!havePrefix) {
+      prefix = byte;
+      havePrefix = true;
+      continue;
+    }
+    auto found = table.find({prefix, byte});
+    if (found != table.end()) {
+      prefix = found->second;
+      continue;
+    }
+    put(prefix, width());
+    ++emitted;
+    if (next < 4000) {
+      table[{prefix, byte}] = next++;
+    } else {
+      put(256, width());
+      table.clear();
+      next = 258;
+      emitted = 0;
+    }
+    prefix = byte;
+  }
+  if (havePrefix) {
+    put(prefix, width());
+    ++emitted;
+  }
+  put(257, width());
+  if (bitCount > 0) out.push_back(static_cast<std::uint8_t>(bits << (8 - bitCount)));
+  return out;
+}
+
+Bytes encode(const FilterInput& input, const Bytes& data) {
+  switch (input.filter) {
     case 0: return encodeFlate(data);
     case 1: return encodeHex(data);
     case 2: return encodeAscii85(data);
-    default: return encodeRunLength(data);
+    case 3: return encodeRunLength(data);
+    default: return encodeLzw(data, input.earlyChange);
   }
 }
 
 void runFreeFunctions(const FilterInput& input) {
   Bytes decoded;
   try {
-    decoded = decode(input.filter, input.data, kOutputLimit);
+    decoded = decode(input, input.data, kOutputLimit);
   } catch (const zopra::pdf::Exception&) {
     return;
   }
   require(decoded.size() <= kOutputLimit);
   if (decoded.size() <= kRoundTripLimit) {
-    require(decode(input.filter, encode(input.filter, decoded), kOutputLimit) == decoded);
+    require(decode(input, encode(input, decoded), kOutputLimit) == decoded);
   }
   try {
     Bytes predicted = zopra::pdf::applyPredictor(decoded, input.predictor);
@@ -139,8 +202,8 @@ void runFreeFunctions(const FilterInput& input) {
 
 std::string filterName(std::uint8_t index, bool abbreviated) {
   static const char* const kNames[] = {"FlateDecode", "ASCIIHexDecode", "ASCII85Decode",
-                                       "RunLengthDecode"};
-  static const char* const kShortNames[] = {"Fl", "AHx", "A85", "RL"};
+                                       "RunLengthDecode", "LZWDecode"};
+  static const char* const kShortNames[] = {"Fl", "AHx", "A85", "RL", "LZW"};
   return abbreviated ? kShortNames[index] : kNames[index];
 }
 
@@ -168,6 +231,7 @@ void runDocument(const FilterInput& input) {
   parameters["Colors"] = Value::Number(static_cast<double>(input.predictor.colors));
   parameters["Columns"] = Value::Number(static_cast<double>(input.predictor.columns));
   parameters["BitsPerComponent"] = Value::Number(static_cast<double>(input.predictor.bitsPerComponent));
+  parameters["EarlyChange"] = Value::Number(input.earlyChange);
   Value parameterValue = Value::Dictionary(std::move(parameters));
   if (input.parameters == FilterInput::Parameters::Dictionary) {
     dictionary["DecodeParms"] = parameterValue;

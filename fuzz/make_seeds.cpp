@@ -510,6 +510,10 @@ void writeFilterInputs(Seeds& seeds) {
   add("hex_odd_with_spaces", 1, "48 65 6c\n6C 6f 2>");
   add("ascii85", 2, "87cURD]i,\"Ebo80z!!~>");
   add("runlength", 3, "\x04Hello\xfd!\x80");
+  add("lzw", 4, "\x80\x0b\x60\x50\x22\x0c\x0c\x85\x01");
+  add("lzw_early_change_0", 4, "\x80\x0b\x60\x50\x22\x0c\x0c\x85\x01")->earlyChange = 0;
+  FilterInput* damaged = add("flate_damaged", 0, deflate(text + text + text).substr(0, 40));
+  damaged->throughDocument = true;
 
   // Through a stream dictionary: a filter chain with parameters in each form.
   FilterInput* chain = add("chain_hex_flate_png", 1, hex(deflate(pngPredicted(text, 12, 3))), 12, 3, 4);

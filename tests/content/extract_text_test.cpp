@@ -1,12 +1,14 @@
 // Text extraction of whole pages written with the PDF builder.
 #include <gtest/gtest.h>
 
+#include <set>
 #include <string>
 #include <vector>
 
 #include "pdf/content/content_lexer.h"
 #include "pdf/content/text_entry.h"
 #include "pdf/fonts/font_builder.h"
+#include "support/hostile_files.h"
 #include "support/load_helpers.h"
 #include "support/pdf_builder.h"
 
@@ -55,6 +57,77 @@ TEST(ExtractText, KernedArrays) {
       "kerning.pdf");
   EXPECT_EQ(texts(entries), (std::vector<std::string>{"World", "Hello there", "far", "away"}));
   ASSERT_EQ(entries[0].sources.size(), 2u);
+}
+
+// Hebrew and Arabic drawn in visual order (left to right on the page), as
+// producers write them, come out in reading order; the runs stay as drawn.
+TEST(ExtractText, RightToLeftInReadingOrder) {
+  // Codes 0x80 to 0x89 of font F2: shin, lamed, vav, final mem, kaf, ayin,
+  // and the Arabic seen, lam, alef, meem.
+  const std::string toUnicode =
+      "/CIDInit /ProcSet findresource begin 12 dict begin begincmap\n"
+      "1 begincodespacerange <00> <FF> endcodespacerange\n"
+      "10 beginbfchar <80> <05E9> <81> <05DC> <82> <05D5> <83> <05DD> <84> <05DB> <85> <05E2>\n"
+      "<86> <0633> <87> <0644> <88> <0627> <89> <0645> endbfchar\n"
+      "endcmap CMapName currentdict /CMap defineresource pop end end";
+  PdfBuilder builder = PdfBuilder::simple(
+      {"BT /F2 12 Tf 72 700 Td <3F838182842083828180> Tj ET\n"  // "?" mem-lamed-vav-kaf " " mem-vav-lamed-shin
+       "BT /F2 12 Tf 72 650 Td [<898887> -20 <86>] TJ ET\n"      // meem alef lam, then seen
+       "BT /F2 12 Tf 72 600 Td (Hello <) Tj <83828180> Tj (> world) Tj ET\n"
+       "BT /F2 12 Tf 72 550 Td <31323320838281808584> Tj ET\n"  // "123 " then Hebrew
+       // A space drawn with no room, then a comma that ends the word on its right.
+       "BT /F2 12 Tf 72 500 Td <8382> Tj -3 Tc <20> Tj 0 Tc <2C8180> Tj ET\n"
+       // One glyph at a time from the right: already in reading order.
+       "BT /F2 12 Tf 300 450 Td <80> Tj -8 0 Td <81> Tj -8 0 Td <82> Tj -8 0 Td <83> Tj ET"},
+      "[0 0 612 792]", "/Font << /F2 20 0 R >>");
+  builder.object(20, "<< /Type /Font /Subtype /Type1 /BaseFont /Helvetica /ToUnicode 21 0 R >>");
+  builder.stream(21, "", toUnicode);
+  builder.finishWithTable("/Root 1 0 R");
+  test::Loaded loaded = test::loadBuilder(builder, "right-to-left.pdf");
+  ASSERT_EQ(loaded.result, Error::None);
+  std::vector<TextEntry> entries;
+  ASSERT_EQ(loaded->extractText(0, entries, nullptr), Error::None);
+  EXPECT_EQ(texts(entries), (std::vector<std::string>{"שלום כולם?", "سلام", "Hello <שלום> world",
+                                                      "כעשלום 123", "של, ום", "שלום"}));
+  ASSERT_EQ(entries.size(), 6u);
+  EXPECT_EQ(entries[1].sources.size(), 2u);
+  EXPECT_EQ(entries[1].sources[0].element, 0u);
+
+  // The Arabic item is removed by its runs; the others stay.
+  const std::set<std::uint32_t> chosen{1};
+  ASSERT_EQ(loaded->removeText(0, &chosen, entries, 1), Error::None);
+  std::vector<TextEntry> after;
+  ASSERT_EQ(loaded->extractText(0, after, nullptr), Error::None);
+  EXPECT_EQ(texts(after),
+            (std::vector<std::string>{"שלום כולם?", "Hello <שלום> world", "כעשלום 123", "של, ום", "שלום"}));
+}
+
+// A content stream whose Flate data is cut short gives the text of what
+// inflated; the damage is noted, not reported as a failure.
+TEST(ExtractText, DamagedFlateContentGivesItsStart) {
+  std::string filler;
+  std::uint32_t state = 7;
+  for (int i = 0; i < 4000; ++i) {
+    state = state * 1103515245u + 12345u;
+    filler += (i % 60 == 0 ? "\n% " : "") + std::to_string((state >> 16) % 10);
+  }
+  std::string content = "BT /F1 12 Tf 72 700 Td (Kept) Tj ET" + filler + "\nBT /F1 12 Tf 72 600 Td (Lost) Tj ET";
+  std::string packed = test::deflate(content);
+  packed.resize(packed.size() / 2);
+  PdfBuilder builder;
+  builder.object(1, "<< /Type /Catalog /Pages 2 0 R >>");
+  builder.object(2, "<< /Type /Pages /Kids [4 0 R] /Count 1 >>");
+  builder.object(3, "<< /Type /Font /Subtype /Type1 /BaseFont /Helvetica >>");
+  builder.object(4, "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 612 792] /Resources << /Font << /F1 3 0 R >> >> "
+                    "/Contents 20 0 R >>");
+  builder.stream(20, "/Filter /FlateDecode", packed);
+  builder.finishWithTable("/Root 1 0 R");
+  test::Loaded loaded = test::loadBuilder(builder, "damaged-flate.pdf");
+  ASSERT_EQ(loaded.result, Error::None) << loaded->errorMessage;
+  std::vector<TextEntry> entries;
+  ASSERT_EQ(loaded->extractText(0, entries, nullptr), Error::None);
+  EXPECT_EQ(texts(entries), std::vector<std::string>{"Kept"});
+  EXPECT_NE(loaded->errorMessage.find("damaged Flate stream in object 20"), std::string::npos);
 }
 
 TEST(ExtractText, FormsImagesAndInlineImages) {

@@ -43,11 +43,7 @@ std::vector<PdfinfoPage> pdfinfoPages(const std::string& path, int count) {
 }
 
 // Files where the engine's rules deliberately give another answer than pdfinfo.
-const std::map<std::string, std::string> kDeliberateDifferences = {
-    // Its cross-reference stream is readable but names an object stream kept
-    // inside another object stream; strict object-stream loading refuses that.
-    {"qpdf-xref-compressed-in-compressed.pdf", "strict object streams"},
-};
+const std::map<std::string, std::string> kDeliberateDifferences = {};
 
 TEST(Corpus, EveryFileOpensOrFailsCleanly) {
   auto files = test::corpusFiles();

@@ -111,6 +111,11 @@ TEST(ParseObjectAt, HeadersStreamsAndEndobjWindow) {
       // So is a Length past the end of the file.
       {"3 0 obj << /Length 99999 >> stream\rxyz\nendstream\nendobj", "3 0 stream 35+3 end 55"},
       {"4 0 obj << >> stream\nno end", "!unterminated PDF stream"},
+      // A damaged "endstream" after data of the right length: the object
+      // ends at its own "endobj", not at a later object's "endstream".
+      {"5 0 obj << /Length 3 >> stream\nabc\nendstreXm\nendobj\n6 0 obj << /Length 1 >> stream\n" +
+           std::string(80, ' ') + "\nendstream\nendobj",
+       "5 0 stream 31+3 end 51"},
   };
   for (const auto& [input, expected] : cases) EXPECT_EQ(parseObject(input), expected) << input;
 }

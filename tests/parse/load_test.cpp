@@ -1,5 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <vector>
+
+#include "pdf/content/text_entry.h"
 #include "support/load_helpers.h"
 
 namespace zopra::pdf {
@@ -16,10 +19,29 @@ TEST(Load, HeaderChecks) {
   EXPECT_EQ(missing.load(test::tempDirectory() + "/does-not-exist.pdf"), Error::Io);
   EXPECT_EQ(missing.errorMessage, "failed to open PDF");
 
-  for (const char* prefix : {"\xEF\xBB\xBF%PDF-1.4\n", "\n%PDF-1.4\n", "%pdf-1.4\n"}) {
-    auto loaded = loadBytes(std::string(prefix) + "1 0 obj null endobj", "prefix.pdf");
-    EXPECT_EQ(loaded.result, Error::Format);
-    EXPECT_EQ(loaded->errorMessage, "file is not a PDF");
+  auto lower = loadBytes("%pdf-1.4\n1 0 obj null endobj", "lower.pdf");
+  EXPECT_EQ(lower.result, Error::Format);
+  EXPECT_EQ(lower->errorMessage, "file is not a PDF");
+
+  // Bytes before the header: up to 1,024 of them are skipped and the file's
+  // offsets count from the header; one more and the file is no PDF.
+  test::PdfBuilder onePage = test::PdfBuilder::simple({"BT /F1 12 Tf 72 700 Td (Kept) Tj ET"});
+  onePage.finishWithTable("/Root 1 0 R");
+  for (std::size_t leading : {1, 500, 1024, 1025}) {
+    std::string junk = leading == 1 ? "\n" : std::string(leading, 'x');
+    auto loaded = loadBytes(junk + onePage.bytes(), "leading.pdf");
+    if (leading > 1024) {
+      EXPECT_EQ(loaded.result, Error::Format);
+      EXPECT_EQ(loaded->errorMessage, "file is not a PDF");
+      continue;
+    }
+    ASSERT_EQ(loaded.result, Error::None) << leading;
+    EXPECT_TRUE(loaded->strictCrossReference) << leading;
+    EXPECT_EQ(loaded->version, "1.7");
+    std::vector<TextEntry> entries;
+    ASSERT_EQ(loaded->extractText(0, entries, nullptr), Error::None);
+    ASSERT_EQ(entries.size(), 1u);
+    EXPECT_EQ(entries[0].text, "Kept");
   }
 
   // A directory opens like a file but cannot be read: not a PDF, and no

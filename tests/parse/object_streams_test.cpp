@@ -79,6 +79,24 @@ TEST(ObjectStreams, StrictModeFollowsTheCrossReference) {
   auto bad = loadBuilder(swapped, "objstm-mismatch.pdf");
   EXPECT_EQ(bad.result, Error::Format);
   EXPECT_EQ(bad->errorMessage, "object stream does not match cross reference");
+
+  // Cross-reference data that stores the object stream itself in an object
+  // stream (its own, or another one that it holds) cannot be followed; the
+  // scan finds the stream where the file has it.
+  for (bool inItself : {true, false}) {
+    PdfBuilder nested = withObjectStream(headerFor(1, 2, 3), kBody);
+    nested.object(5, "<< /Direct true >>");
+    std::vector<Entry> entries{{0, 0, 65535}, {2, 4, 0}, {2, 4, 1}, {2, 4, 2}};
+    entries.push_back(inItself ? Entry{2, 4, 3} : Entry{2, 6, 0});
+    entries.push_back({1, nested.offsetOf(5), 0});
+    if (!inItself) entries.push_back({2, 4, 3});
+    finishWith(nested, static_cast<std::uint32_t>(entries.size()), entries);
+    auto loadedNested = loadBuilder(nested, "objstm-nested.pdf");
+    ASSERT_EQ(loadedNested.result, Error::None) << loadedNested->errorMessage;
+    EXPECT_FALSE(loadedNested->strictCrossReference);
+    ASSERT_EQ(loadedNested->pages.size(), 1u);
+    EXPECT_EQ(loadedNested->pages[0].height, 400);
+  }
 }
 
 TEST(ObjectStreams, HeaderValidation) {

@@ -2,6 +2,7 @@
 
 #include <zlib.h>
 
+#include <cstdint>
 #include <stdexcept>
 
 #include "support/pdf_builder.h"
@@ -274,6 +275,45 @@ HostileFile contentBomb() {
   return damagedPage("content-bomb", finished(b), kBrokenStream, "decoded stream is too large");
 }
 
+// The same content bomb cut short: what inflates before the cut still
+// passes the size limit.
+HostileFile damagedContentBomb() {
+  std::string data = deflateBomb("BT /F1 12 Tf 72 700 Td (bomb) Tj ET ", std::size_t{1} << 30);
+  data.resize(data.size() - 100);
+  PdfBuilder b = onePage("<< /Filter /FlateDecode /Length " + std::to_string(data.size()) +
+                         " >>\nstream\n" + data + "\nendstream");
+  return damagedPage("damaged-content-bomb", finished(b), kBrokenStream, "decoded stream is too large");
+}
+
+// LZW codes that each name the newest table entry: a run of one byte that
+// grows by one per code, 7 MB per table, forty tables in 200 kB.
+HostileFile lzwBomb() {
+  std::string data;
+  std::uint32_t bits = 0;
+  unsigned count = 0;
+  auto put = [&](std::uint32_t code, unsigned width) {
+    bits = (bits << width) | code;
+    for (count += width; count >= 8; bits &= (1u << count) - 1) {
+      count -= 8;
+      data.push_back(static_cast<char>(bits >> count));
+    }
+  };
+  for (int table = 0; table < 40; ++table) {
+    put(256, table == 0 ? 9 : 12);
+    put('a', 9);
+    for (std::uint32_t code = 258; code < 4096; ++code) {
+      unsigned width = 9;
+      while (width < 12 && code + 1 >= (1u << width)) ++width;
+      put(code, width);
+    }
+  }
+  put(257, 12);
+  if (count > 0) data.push_back(static_cast<char>(bits << (8 - count)));
+  PdfBuilder b = onePage("<< /Filter /LZWDecode /Length " + std::to_string(data.size()) + " >>\nstream\n" + data +
+                         "\nendstream");
+  return damagedPage("lzw-bomb", finished(b), kBrokenStream, "decoded stream is too large");
+}
+
 // A stream whose Length claims a hundred gigabytes.
 HostileFile hugeLength() {
   PdfBuilder b = onePage("<< /Length 99999999999 >>\nstream\nBT /F1 12 Tf 72 700 Td (length) Tj ET\nendstream");
@@ -414,7 +454,8 @@ std::vector<HostileFile> hostileFiles() {
   return {inPlacePages(),     sharedPageSubtree(), sharedContents(),  formFanOut(),
           manyOperators(),    recoveryTrailers(),  recoveryStreams(), longBaseFont(),
           identityFonts(),    sharedToUnicode(),   objectStreamBombs(), predictorRows(),
-          crossReferenceEntries(), crossReferenceIndex(), contentBomb(), hugeLength(),
+          crossReferenceEntries(), crossReferenceIndex(), contentBomb(), damagedContentBomb(),
+          lzwBomb(),          hugeLength(),
           nestedArrays(),     manySaves(),         fontProgramBomb(), millionPagesDeclared(),
           graphicsEntries(),  deepPageTree(),      lengthChain(),     unendingStrings(),
           referenceLoop()};

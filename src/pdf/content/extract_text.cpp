@@ -2,6 +2,7 @@
 #include <memory>
 #include <utility>
 
+#include "pdf/content/bidi_order.h"
 #include "pdf/content/interpreter.h"
 #include "pdf/content/text_entry.h"
 #include "pdf/model/document.h"
@@ -42,6 +43,7 @@ Error Document::extractText(std::uint32_t pageIndex, std::vector<TextEntry>& ent
     setError(failure.kind(), failure.message());
     return failure.kind();
   }
+  reorderRightToLeft(entries);
   return Error::None;
 }
 

@@ -157,6 +157,11 @@ double spaceThreshold(const TextEntry& previous, const TextRun& run) {
   return threshold;
 }
 
+// Hebrew, Arabic and their presentation forms.
+bool rightToLeftLetter(std::uint32_t c) {
+  return (c >= 0x0590 && c <= 0x08FF) || (c >= 0xFB1D && c <= 0xFDFF) || (c >= 0xFE70 && c <= 0xFEFF);
+}
+
 bool spaceWanted(const TextEntry& previous, const TextRun& run, double gap, bool runLeadingSpace) {
   std::uint32_t last = lastCodePoint(previous.text);
   std::uint32_t first = firstCodePoint(run.text);
@@ -171,8 +176,11 @@ bool spaceWanted(const TextEntry& previous, const TextRun& run, double gap, bool
 
   unsigned char lastByte = previous.text.empty() ? 0 : static_cast<unsigned char>(previous.text.back());
   unsigned char firstByte = run.text.empty() ? 0 : static_cast<unsigned char>(run.text.front());
+  // Right-to-left text is drawn in visual order: the punctuation that ends
+  // a Hebrew or Arabic word stands at its left, at the start of the next run.
+  const bool afterRightToLeft = rightToLeftLetter(last);
   if ((previous.trailingSpace || runLeadingSpace) && !oneOf(lastByte, "(/[{@") &&
-      !oneOf(firstByte, "!%),./:;?]}@")) {
+      (afterRightToLeft || !oneOf(firstByte, "!%),./:;?]}@"))) {
     return true;
   }
   if (asciiLetter(lastByte) && asciiLetter(firstByte) && run.noBaseFont &&

@@ -86,10 +86,11 @@ PredictorParameters predictorParameters(const Document& document, const Value& d
   return parameters;
 }
 
-enum class FilterKind { Flate, AsciiHex, Ascii85, RunLength, Crypt };
+enum class FilterKind { Flate, Lzw, AsciiHex, Ascii85, RunLength, Crypt };
 
 FilterKind filterKind(const std::string& name) {
   if (name == "FlateDecode" || name == "Fl") return FilterKind::Flate;
+  if (name == "LZWDecode" || name == "LZW") return FilterKind::Lzw;
   if (name == "ASCIIHexDecode" || name == "AHx") return FilterKind::AsciiHex;
   if (name == "ASCII85Decode" || name == "A85") return FilterKind::Ascii85;
   if (name == "RunLengthDecode" || name == "RL") return FilterKind::RunLength;
@@ -121,25 +122,42 @@ Bytes Document::decodeStreamPrefix(const Object& source, std::size_t size, bool&
 
   Bytes buffer = storedStream(source);
   bool cut = false;
+  // A damaged Flate stream gives what inflated before the fault; the rest
+  // of the chain then works on the start of the data.
+  bool damaged = false;
   for (std::size_t i = 0; i < kinds.size(); ++i) {
+    bool broken = false;
     switch (kinds[i]) {
       case FilterKind::Flate:
         if (prefix) {
           bool stopped = false;
-          buffer = flateDecodePrefix(buffer, size, cut, stopped);
+          buffer = flateDecodePrefix(buffer, size, cut || damaged, stopped, &broken);
           cut = cut || stopped;
         } else {
-          buffer = flateDecode(buffer);
+          buffer = flateDecodeLenient(buffer, broken);
         }
         break;
+      case FilterKind::Lzw: {
+        const Value* parameter = parameters[i];
+        std::int64_t early = parameter && parameter->isDictionary()
+                                 ? integerParameter(*this, *parameter, "EarlyChange", 1)
+                                 : 1;
+        buffer = lzwDecode(buffer, early == 0 ? 0 : 1);
+        break;
+      }
       case FilterKind::AsciiHex: buffer = asciiHexDecode(buffer); break;
       case FilterKind::Ascii85: buffer = ascii85Decode(buffer); break;
       case FilterKind::RunLength: buffer = runLengthDecode(buffer); break;
       case FilterKind::Crypt: continue;  // decryption already happened at load
     }
+    damaged = damaged || broken;
     if (parameters[i] && parameters[i]->isDictionary()) {
-      buffer = applyPredictor(std::move(buffer), predictorParameters(*this, *parameters[i]), cut);
+      buffer = applyPredictor(std::move(buffer), predictorParameters(*this, *parameters[i]), cut || damaged);
     }
+  }
+  if (damaged) {
+    noteDamage("damaged Flate stream in object " + std::to_string(source.number) + ": kept the first " +
+               std::to_string(buffer.size()) + " decoded bytes");
   }
   complete = !cut;
   return buffer;

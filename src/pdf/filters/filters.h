@@ -1,6 +1,6 @@
 // Stream filters and predictors as free functions on whole buffers. Each one
 // throws Exception(Error::Stream, ...) on malformed input and never returns a
-// partial result. Document::decodeStream chains them; they are declared here
+// partial result (flateDecodeLenient excepted). Document::decodeStream chains them; they are declared here
 // so they can be exercised on their own.
 #pragma once
 
@@ -27,10 +27,21 @@ Bytes flateDecode(const Bytes& input, std::size_t limit = kMaxDecodedStreamSize)
 // bytes are out (the result may hold a little more). `input` may itself be
 // the start of a zlib stream (`inputIsPrefix`); running out of it then also
 // ends the output. `stopped` tells whether the result is only a prefix.
-Bytes flateDecodePrefix(const Bytes& input, std::size_t stopAt, bool inputIsPrefix, bool& stopped);
+// With `damaged`, a stream that fails part way gives what inflated before
+// the fault and sets `*damaged`, unless nothing came out at all.
+Bytes flateDecodePrefix(const Bytes& input, std::size_t stopAt, bool inputIsPrefix, bool& stopped,
+                        bool* damaged = nullptr);
+// flateDecode that keeps the output of a damaged stream: data cut short or
+// corrupt part way gives what inflated before the fault and sets `damaged`.
+// A stream that yields nothing still throws "invalid Flate stream".
+Bytes flateDecodeLenient(const Bytes& input, bool& damaged, std::size_t limit = kMaxDecodedStreamSize);
 Bytes asciiHexDecode(const Bytes& input, std::size_t limit = kMaxDecodedStreamSize);
 Bytes ascii85Decode(const Bytes& input, std::size_t limit = kMaxDecodedStreamSize);
 Bytes runLengthDecode(const Bytes& input, std::size_t limit = kMaxDecodedStreamSize);
+// LZW with 9- to 12-bit codes. `earlyChange` 1 (the default of the format)
+// widens the codes one entry before the table needs it, 0 exactly when it
+// does. Data that ends without the end code is taken as ended.
+Bytes lzwDecode(const Bytes& input, int earlyChange = 1, std::size_t limit = kMaxDecodedStreamSize);
 
 // Integer predictor parameters, already truncated toward zero and clamped to
 // the range of std::int64_t.

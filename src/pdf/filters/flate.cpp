@@ -83,7 +83,7 @@ int run(Inflater& inflater, Bytes* output, std::size_t& total, std::size_t limit
 }
 
 Bytes inflateAll(const Bytes& input, std::size_t limit, std::size_t stopAt, bool inputIsPrefix,
-                 bool* stopped) {
+                 bool* stopped, bool* damaged) {
   Bytes output;
   std::size_t total = 0;
   Inflater inflater(input);
@@ -109,7 +109,12 @@ Bytes inflateAll(const Bytes& input, std::size_t limit, std::size_t stopAt, bool
     *stopped = result == Z_OK || (inputIsPrefix && result == Z_BUF_ERROR);
     if (*stopped) return output;
   }
-  if (result != Z_STREAM_END) throw Exception(Error::Stream, "invalid Flate stream");
+  if (result != Z_STREAM_END) {
+    // Damaged data: what inflated before the fault is kept when the caller
+    // accepts it; a stream that gave nothing still fails.
+    if (!damaged || output.empty()) throw Exception(Error::Stream, "invalid Flate stream");
+    *damaged = true;
+  }
   return output;
 }
 
@@ -119,11 +124,19 @@ Bytes flateDecode(const Bytes& input, std::size_t limit) {
   // A stream stored with no bytes at all holds nothing, as every reader takes
   // it; data cut short after its first byte is still refused.
   if (input.empty()) return {};
-  return inflateAll(input, limit, SIZE_MAX, false, nullptr);
+  return inflateAll(input, limit, SIZE_MAX, false, nullptr, nullptr);
 }
 
-Bytes flateDecodePrefix(const Bytes& input, std::size_t stopAt, bool inputIsPrefix, bool& stopped) {
-  return inflateAll(input, kMaxDecodedStreamSize, stopAt, inputIsPrefix, &stopped);
+Bytes flateDecodeLenient(const Bytes& input, bool& damaged, std::size_t limit) {
+  damaged = false;
+  if (input.empty()) return {};
+  return inflateAll(input, limit, SIZE_MAX, false, nullptr, &damaged);
+}
+
+Bytes flateDecodePrefix(const Bytes& input, std::size_t stopAt, bool inputIsPrefix, bool& stopped,
+                        bool* damaged) {
+  if (damaged) *damaged = false;
+  return inflateAll(input, kMaxDecodedStreamSize, stopAt, inputIsPrefix, &stopped, damaged);
 }
 
 }  // namespace zopra::pdf

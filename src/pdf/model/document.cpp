@@ -48,6 +48,8 @@ void Document::setError(Error kind, std::string message) {
   errorMessage = std::move(message);
 }
 
+void Document::noteDamage(std::string message) const { errorMessage = std::move(message); }
+
 Object* Document::object(std::uint32_t number) {
   auto it = objects.find(number);
   if (it == objects.end()) {

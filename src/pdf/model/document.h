@@ -72,7 +72,8 @@ class Document {
   Value trailer;
   std::string version = "1.4";
   Error error = Error::None;
-  std::string errorMessage;
+  // Also written by const operations through noteDamage.
+  mutable std::string errorMessage;
   EncryptionState encryption;
   Bytes file;
   std::uint32_t nextObjectNumber = 1;
@@ -98,6 +99,10 @@ class Document {
   // Resets everything to the empty state of a new document.
   void reset();
   void setError(Error kind, std::string message);
+  // Records that a const operation read past damaged data and went on with
+  // what it could (a Flate stream cut short): the message goes to
+  // errorMessage, the error kind is left as it is.
+  void noteDamage(std::string message) const;
   // Reads and parses a whole file; returns the resulting error kind.
   Error load(const std::string& path);
 

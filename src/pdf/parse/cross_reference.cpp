@@ -46,6 +46,7 @@ class CrossReferenceReader {
   void addUncompressed(std::uint32_t number, std::uint64_t offset);
   bool claim(std::uint32_t number) { return seen_.insert(number); }
   bool checkEntries() const;
+  bool objectStreamsUncompressed() const;
   void commit();
 
   Document& document_;
@@ -84,7 +85,7 @@ bool CrossReferenceReader::read() {
     return false;
   }
   if (!trailer_.present() || !trailer_.hasRoot() || uncompressed_.empty()) return false;
-  if (!checkEntries()) return false;
+  if (!checkEntries() || !objectStreamsUncompressed()) return false;
   commit();
   return true;
 }
@@ -267,6 +268,22 @@ bool CrossReferenceReader::checkEntries() const {
     }
   } catch (const Exception&) {
     return false;
+  }
+  return true;
+}
+
+// An object stream is a stream object, which no object stream can hold.
+// Data that lists one as compressed (nested in another object stream, or
+// two such streams inside each other) cannot be followed; the recovery scan
+// then finds each stream where the file really stores it.
+bool CrossReferenceReader::objectStreamsUncompressed() const {
+  std::vector<std::uint32_t> streams;
+  streams.reserve(compressed_.size());
+  for (const auto& entry : compressed_) streams.push_back(entry.first);  // sorted: a map's keys
+  for (const auto& entry : compressed_) {
+    for (const CompressedEntry& stored : entry.second) {
+      if (std::binary_search(streams.begin(), streams.end(), stored.second)) return false;
+    }
   }
   return true;
 }

@@ -313,6 +313,9 @@ std::size_t findEndstream(const Bytes& bytes, const KeywordIndex* index, std::si
   return haystack.find("endstream", from);
 }
 
+// "endobj" must follow within this many bytes; only that window is searched.
+constexpr std::uint64_t kEndObjectWindow = 64;
+
 bool readObject(const Bytes& bytes, std::size_t size, Lexer& lexer, std::uint64_t offset,
                 Object& object, std::uint64_t& end, const KeywordIndex* endstreams) {
   double number = lexer.number();
@@ -357,10 +360,16 @@ bool readObject(const Bytes& bytes, std::size_t size, Lexer& lexer, std::uint64_
     readPosition = dataEnd;
     std::size_t endStream = findEndstream(bytes, endstreams, dataEnd, size);
     if (endStream != std::string_view::npos) readPosition = endStream + 9;
+    // A damaged "endstream" keyword after data of the right length: the
+    // next one found belongs to a later object. An "endobj" right after the
+    // data then ends this object, so that the objects between stay visible.
+    if (endStream != std::string_view::npos && endStream - dataEnd > kEndObjectWindow) {
+      std::string_view near(reinterpret_cast<const char*>(bytes.data()) + dataEnd,
+                            std::min<std::uint64_t>(size - dataEnd, kEndObjectWindow + 6));
+      if (near.find("endobj") != std::string_view::npos) readPosition = dataEnd;
+    }
   }
 
-  // "endobj" must follow within 64 bytes; only that window is searched.
-  constexpr std::uint64_t kEndObjectWindow = 64;
   if (readPosition > size) return false;
   std::uint64_t windowEnd = std::min<std::uint64_t>(size, readPosition + kEndObjectWindow + 6);
   std::string_view window(reinterpret_cast<const char*>(bytes.data()) + readPosition,

@@ -1,6 +1,8 @@
 // The load sequence: read the whole file, check its header, then parse the
 // cross-reference data, set up decryption, unpack object streams and walk the
 // page tree.
+#include <cstddef>
+#include <cstdint>
 #include <cstring>
 #include <exception>
 #include <filesystem>
@@ -50,15 +52,30 @@ Error readFile(Document& document, const std::string& path) {
   return Error::None;
 }
 
+constexpr std::size_t kNoHeader = SIZE_MAX;
+// The header may follow up to this many bytes of something else.
+constexpr std::size_t kMaxHeaderOffset = 1024;
+
+// Where "%PDF-" starts within the first bytes of the file; kNoHeader if not.
+std::size_t headerOffset(const Bytes& file) {
+  static constexpr char kHeader[] = "%PDF-";
+  constexpr std::size_t kLength = sizeof(kHeader) - 1;
+  for (std::size_t at = 0; at <= kMaxHeaderOffset && at + kLength <= file.size(); ++at) {
+    if (std::memcmp(file.data() + at, kHeader, kLength) == 0) return at;
+  }
+  return kNoHeader;
+}
+
 }  // namespace
 
 Error Document::load(const std::string& path) {
   reset();
   if (Error kind = readFile(*this, path); kind != Error::None) return kind;
-  if (std::memcmp(file.data(), "%PDF-", 5) != 0) {
-    setError(Error::Format, "file is not a PDF");
-    return Error::Format;
-  }
+  std::size_t header = headerOffset(file);
+  if (header == kNoHeader) return notAPdf(*this);
+  // Bytes before the header (left by mail and web downloads) are not part
+  // of the PDF: every offset of the file counts from the header on.
+  if (header > 0) file.erase(file.begin(), file.begin() + static_cast<std::ptrdiff_t>(header));
   std::size_t versionEnd = 5;
   while (versionEnd < file.size() && file[versionEnd] != '\r' && file[versionEnd] != '\n') {
     ++versionEnd;

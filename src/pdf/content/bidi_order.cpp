@@ -1,0 +1,78 @@
+// Visual to logical order through GNU FriBidi. Text drawn on a page is in
+// visual order; reordering a visual line with the algorithm once more gives
+// back the logical order for the lines that real files hold (runs of one
+// direction, numbers inside right-to-left text, mirrored brackets).
+#include "pdf/content/bidi_order.h"
+
+#include <fribidi.h>
+
+#include <cstdint>
+#include <limits>
+
+#include "pdf/fonts/unicode.h"
+
+namespace zopra::pdf {
+
+namespace {
+
+bool rightToLeft(FriBidiCharType type) { return type == FRIBIDI_TYPE_RTL || type == FRIBIDI_TYPE_AL; }
+
+// Whether the UTF-8 text may hold a right-to-left letter: a lead byte of
+// U+0580 to U+0FFF (Hebrew, Arabic, Syriac, Thaana, N'Ko and their
+// extensions), of U+F000 to U+FFFF (the presentation forms) or of the
+// supplementary planes. Most text has none and skips the decoding.
+bool mayHoldRightToLeft(const std::string& text) {
+  for (unsigned char byte : text) {
+    if ((byte >= 0xD6 && byte <= 0xE0) || byte == 0xEF || byte == 0xF0) return true;
+  }
+  return false;
+}
+
+}  // namespace
+
+std::string logicalOrder(const std::string& visual) {
+  if (!mayHoldRightToLeft(visual)) return visual;
+  bool ok = true;
+  std::vector<std::uint32_t> decoded = decodeUtf8(visual, &ok);
+  if (!ok || decoded.empty() ||
+      decoded.size() > static_cast<std::size_t>(std::numeric_limits<FriBidiStrIndex>::max())) {
+    return visual;
+  }
+  std::vector<FriBidiChar> text(decoded.begin(), decoded.end());
+  const auto length = static_cast<FriBidiStrIndex>(text.size());
+  std::vector<FriBidiCharType> types(text.size());
+  fribidi_get_bidi_types(text.data(), length, types.data());
+  std::size_t leftToRightCount = 0;
+  std::size_t rightToLeftCount = 0;
+  for (FriBidiCharType type : types) {
+    if (rightToLeft(type)) ++rightToLeftCount;
+    if (type == FRIBIDI_TYPE_LTR) ++leftToRightCount;
+  }
+  if (rightToLeftCount == 0) return visual;
+  // The line's base direction is that of most of its letters: a Hebrew
+  // line that starts (on the left) with a Latin word is still a Hebrew line.
+  FriBidiParType base = rightToLeftCount > leftToRightCount ? FRIBIDI_PAR_RTL : FRIBIDI_PAR_LTR;
+  std::vector<FriBidiBracketType> brackets(text.size());
+  fribidi_get_bracket_types(text.data(), length, types.data(), brackets.data());
+  std::vector<FriBidiLevel> levels(text.size());
+  if (fribidi_get_par_embedding_levels_ex(types.data(), brackets.data(), length, &base, levels.data()) == 0) {
+    return visual;
+  }
+  fribidi_shape_mirroring(levels.data(), length, text.data());
+  if (fribidi_reorder_line(FRIBIDI_FLAG_REORDER_NSM, types.data(), length, 0, base, levels.data(),
+                           text.data(), nullptr) == 0) {
+    return visual;
+  }
+  return encodeUtf8(std::vector<std::uint32_t>(text.begin(), text.end()));
+}
+
+void reorderRightToLeft(std::vector<TextEntry>& entries) {
+  for (TextEntry& entry : entries) {
+    // Runs that went leftwards, one after the other, were drawn in reading
+    // order already (a glyph at a time, from the right).
+    if (entry.width < 0 && entry.sources.size() > 1) continue;
+    entry.text = logicalOrder(entry.text);
+  }
+}
+
+}  // namespace zopra::pdf
