@@ -78,18 +78,20 @@ std::string adjustedArray(const std::string& content, const Token& operand,
   return text + " ] TJ";
 }
 
-// The edit of one text-showing operator: its range runs from its first
-// operand to its end. A removed ' or " keeps its move to the next line, and
+// The edit of one text-showing operator: its range runs from its operands
+// to its end. A removed ' or " keeps its move to the next line, and
 // " its spacing, so that the lines after it stay where they were. `shown` is
 // the operand read with its values, needed when strings are kept.
 Edit operatorEdit(const std::string& content, const Token& keyword, const std::vector<Token>& operands,
                   const std::map<std::uint32_t, RemovedString>* removed, const Token& shown) {
+  // Every operand on the stack goes with the operator: the interpreter
+  // drops those it does not use, and one left behind would become an
+  // operand of the next operator.
   Edit edit;
-  edit.start = operands.back().start;
+  edit.start = operands.front().start;
   edit.end = keyword.end;
   if (keyword.text == "\"") {
     if (operands.size() >= 3) {
-      edit.start = operands[operands.size() - 3].start;
       edit.text = numberOperand(content, operands, 3) + " Tw " + numberOperand(content, operands, 2) + " Tc ";
     }
     edit.text += "T*";
