@@ -352,9 +352,10 @@ ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderGetTextStyle(ZOPRADocumentL
  *   from the item's start: up to the nearest of the next text on that line
  *   (less a word space), a vertical rule or the edge of a box or image
  *   (drawn to the right of the item, or around it) that crosses the line
- *   (less a small gap), the right edge of the column (the farthest right end
- *   of the lines just above and below the item that lie over it, when that
- *   is past the item's end), and the page's text margin (the rightmost end
+ *   (less a small gap), the right edge of the column (the item's own end when
+ *   it ends flush with the line just above or below it, as the full lines of
+ *   a justified column do; else the farther right end of those two lines,
+ *   when that is past the item's end), and the page's text margin (the rightmost end
  *   of the page's text; for the item that reaches farthest, the page's right
  *   edge less the page's left text margin). Only text that runs left to
  *   right along the page's x axis gets more room than its own width; other

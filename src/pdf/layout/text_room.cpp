@@ -27,6 +27,7 @@ constexpr double kSameLine = 0.2;       // baselines this close are one line
 constexpr double kSegmentGap = 1.5;     // a wider gap on a line separates columns
 constexpr double kNeighbourNear = 0.5;  // lines above and below lie between these
 constexpr double kNeighbourFar = 3.0;
+constexpr double kFlush = 0.15;         // line ends this close share an edge
 constexpr double kTextGap = 0.3;      // kept before the next text: a word space
 constexpr double kGraphicsGap = 0.2;  // kept before a rule or box edge
 constexpr double kProbeHeight = 0.25;  // the band is probed at a quarter em
@@ -306,9 +307,16 @@ std::vector<double> textRoom(const std::vector<TextEntry>& items,
     const double tolerance = 0.05 * line.size + 0.25;
     double limit = obstacleLimit(line, strips, obstacles, budget);
 
-    double column = std::max(neighbourEdge(lines, byBaseline, line, +1, budget),
-                             neighbourEdge(lines, byBaseline, line, -1, budget));
-    if (column > line.box.x1 + tolerance) limit = std::min(limit, column);
+    // An item that ends flush with a line over or under it ends at its
+    // column's edge; otherwise the farther of those lines marks the edge.
+    const double above = neighbourEdge(lines, byBaseline, line, +1, budget);
+    const double below = neighbourEdge(lines, byBaseline, line, -1, budget);
+    const double flush = kFlush * line.size + 0.5;
+    if (std::fabs(above - line.box.x1) <= flush || std::fabs(below - line.box.x1) <= flush) {
+      limit = std::min(limit, line.box.x1);
+    } else if (std::max(above, below) > line.box.x1 + tolerance) {
+      limit = std::min(limit, std::max(above, below));
+    }
 
     if (textRight > line.box.x1 + tolerance) {
       limit = std::min(limit, textRight);

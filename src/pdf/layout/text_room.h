@@ -23,9 +23,10 @@ Rectangle unrotatedPageBox(const Page& page);
 // - a vertical rule, or the left edge of a box or image to its right, or the
 //   right edge of a box or image the item sits in, crossing the band, less
 //   a small gap;
-// - the right edge of the column: the farthest right end of the text lines
-//   just above and just below the item that lie over it, when that is past
-//   the item's end;
+// - the right edge of the column: the item's own end when it ends flush
+//   with the text line just above or just below it that lies over it (a
+//   full line of a justified column), else the farther right end of those
+//   two lines, when that is past the item's end;
 // - the page's text margin: the rightmost end of the page's text, or, for
 //   the item that reaches farthest itself, the page box less the page's left
 //   text margin.
