@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstdint>
 #include <limits>
+#include <utility>
 
 #include "pdf/layout/item_geometry.h"
 #include "pdf/model/error.h"
@@ -27,7 +28,7 @@ constexpr double kSameLine = 0.2;       // baselines this close are one line
 constexpr double kSegmentGap = 1.5;     // a wider gap on a line separates columns
 constexpr double kNeighbourNear = 0.5;  // lines above and below lie between these
 constexpr double kNeighbourFar = 3.0;
-constexpr double kFlush = 0.15;         // line ends this close share an edge
+constexpr double kFlush = 0.05;         // line ends this close share an edge
 constexpr double kTextGap = 0.3;      // kept before the next text: a word space
 constexpr double kGraphicsGap = 0.2;  // kept before a rule or box edge
 constexpr double kProbeHeight = 0.25;  // the band is probed at a quarter em
@@ -177,42 +178,41 @@ void findSegments(std::vector<Line>& lines) {
   }
 }
 
-// The right end of the nearest line above (direction +1) or below (-1)
-// whose segments lie over the item; -infinity when there is none.
-double neighbourEdge(const std::vector<Line>& lines, const std::vector<std::size_t>& byBaseline,
-                     const Line& item, int direction, Budget& budget) {
+constexpr std::size_t kNone = static_cast<std::size_t>(-1);
+
+// The nearest line above (direction +1) or below (-1) whose segment lies
+// over the item, the one reaching farthest right when several share that
+// baseline; kNone when there is none.
+std::size_t neighbourLine(const std::vector<Line>& lines, const std::vector<std::size_t>& byBaseline,
+                          const Line& item, int direction, Budget& budget) {
   const double nearOffset = kNeighbourNear * item.size;
   const double farOffset = kNeighbourFar * item.size;
   auto below = [&](std::size_t k, double y) { return lines[k].baseline < y; };
-  double edge = -kInfinity;
+  std::size_t found = kNone;
   double nearest = kInfinity;
+  auto consider = [&](std::size_t k) {
+    budget.charge(1, kMaxWork);
+    const Line& line = lines[k];
+    double distance = std::fabs(line.baseline - item.baseline);
+    if (distance > farOffset || distance > nearest + kSameLine * item.size) return false;
+    if (line.segmentLeft <= item.box.x1 && line.segmentRight >= item.box.x0) {
+      nearest = std::min(nearest, distance);
+      if (found == kNone || line.segmentRight > lines[found].segmentRight) found = k;
+    }
+    return true;
+  };
   if (direction > 0) {
     auto it = std::lower_bound(byBaseline.begin(), byBaseline.end(), item.baseline + nearOffset,
                                below);
-    for (; it != byBaseline.end(); ++it) {
-      budget.charge(1, kMaxWork);
-      const Line& line = lines[*it];
-      double distance = line.baseline - item.baseline;
-      if (distance > farOffset || distance > nearest + kSameLine * item.size) break;
-      if (line.segmentLeft > item.box.x1 || line.segmentRight < item.box.x0) continue;
-      nearest = std::min(nearest, distance);
-      edge = std::max(edge, line.segmentRight);
+    for (; it != byBaseline.end() && consider(*it); ++it) {
     }
   } else {
     auto it = std::lower_bound(byBaseline.begin(), byBaseline.end(), item.baseline - nearOffset,
                                below);
-    while (it != byBaseline.begin()) {
-      --it;
-      budget.charge(1, kMaxWork);
-      const Line& line = lines[*it];
-      double distance = item.baseline - line.baseline;
-      if (distance > farOffset || distance > nearest + kSameLine * item.size) break;
-      if (line.segmentLeft > item.box.x1 || line.segmentRight < item.box.x0) continue;
-      nearest = std::min(nearest, distance);
-      edge = std::max(edge, line.segmentRight);
+    while (it != byBaseline.begin() && consider(*--it)) {
     }
   }
-  return edge;
+  return found;
 }
 
 // The nearest obstacle along the item's baseline band, as a page x.
@@ -302,20 +302,41 @@ std::vector<double> textRoom(const std::vector<TextEntry>& items,
   }
   if (pageKnown) textRight = std::min(textRight, pageRight);
 
-  for (const Line& line : lines) {
+  // Each line's neighbours over and under it, and whether its segment ends
+  // flush with theirs: then it belongs to a column with a straight right edge.
+  std::vector<std::pair<std::size_t, std::size_t>> neighbours(lines.size());
+  for (std::size_t k = 0; k < lines.size(); ++k) {
+    neighbours[k] = {neighbourLine(lines, byBaseline, lines[k], +1, budget),
+                     neighbourLine(lines, byBaseline, lines[k], -1, budget)};
+  }
+  auto edgeOf = [&](std::size_t k) { return k == kNone ? -kInfinity : lines[k].segmentRight; };
+  auto flushWith = [&](std::size_t k, double end, double size) {
+    return k != kNone && std::fabs(lines[k].segmentRight - end) <= kFlush * size + 0.25;
+  };
+  auto onColumnEdge = [&](std::size_t k) {
+    return k != kNone && (flushWith(neighbours[k].first, edgeOf(k), lines[k].size) ||
+                          flushWith(neighbours[k].second, edgeOf(k), lines[k].size));
+  };
+
+  for (std::size_t k = 0; k < lines.size(); ++k) {
+    const Line& line = lines[k];
     const TextEntry& item = items[line.index];
     const double tolerance = 0.05 * line.size + 0.25;
     double limit = obstacleLimit(line, strips, obstacles, budget);
 
     // An item that ends flush with a line over or under it ends at its
-    // column's edge; otherwise the farther of those lines marks the edge.
-    const double above = neighbourEdge(lines, byBaseline, line, +1, budget);
-    const double below = neighbourEdge(lines, byBaseline, line, -1, budget);
-    const double flush = kFlush * line.size + 0.5;
-    if (std::fabs(above - line.box.x1) <= flush || std::fabs(below - line.box.x1) <= flush) {
+    // column's edge. Otherwise a neighbour line that is part of a straight
+    // edge (flush with its own neighbour) and reaches farther marks it;
+    // ragged neighbours mark nothing.
+    const auto [above, below] = neighbours[k];
+    if (flushWith(above, line.box.x1, line.size) || flushWith(below, line.box.x1, line.size)) {
       limit = std::min(limit, line.box.x1);
-    } else if (std::max(above, below) > line.box.x1 + tolerance) {
-      limit = std::min(limit, std::max(above, below));
+    } else {
+      double column = kInfinity;
+      for (std::size_t n : {above, below}) {
+        if (onColumnEdge(n) && edgeOf(n) > line.box.x1 + tolerance) column = std::min(column, edgeOf(n));
+      }
+      limit = std::min(limit, column);
     }
 
     if (textRight > line.box.x1 + tolerance) {
