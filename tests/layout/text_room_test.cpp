@@ -111,6 +111,26 @@ TEST(TextRoom, TwoColumns) {
   EXPECT_NEAR(320 + page.room[other], page.items[other - 1].endX, 1e-6);
 }
 
+TEST(TextRoom, PilesOfOverlappingItemsEndTheWork) {
+  // Every item crosses every other's baseline: the work would grow with the
+  // square of the count, so it stops with a format error instead.
+  TextEntry item;
+  item.text = "x";
+  item.fontSize = 10;
+  item.startX = item.e = 72;
+  item.startY = item.f = 700;
+  item.endX = 78;
+  item.endY = 700;
+  item.width = 6;
+  std::vector<TextEntry> pile(20000, item);
+  try {
+    textRoom(pile, {}, Rectangle{0, 0, 612, 792});
+    ADD_FAILURE() << "no exception";
+  } catch (const Exception& e) {
+    EXPECT_EQ(e.kind(), Error::Format);
+  }
+}
+
 TEST(ItemGeometry, BoxAndShownSize) {
   // Helvetica has no descriptor: 0.8 em above the baseline, 0.2 below. The
   // shown size is measured across the baseline, so a slant does not count.

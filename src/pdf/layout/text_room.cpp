@@ -78,8 +78,11 @@ bool leftToRight(const TextEntry& item, double size) {
 class Strips {
  public:
   Strips(double low, double high) : low_(low) {
+    // Counted in doubles first: a span of extreme coordinates must not
+    // overflow the conversion.
     double span = std::max(0.0, high - low);
-    std::size_t count = std::min(kMaxStrips, static_cast<std::size_t>(span / kStripHeight) + 1);
+    double wanted = std::min(static_cast<double>(kMaxStrips), span / kStripHeight + 1);
+    auto count = static_cast<std::size_t>(std::max(1.0, wanted));
     height_ = std::max(kStripHeight, span / static_cast<double>(count));
     strips_.resize(count);
   }
@@ -99,7 +102,8 @@ class Strips {
   std::size_t stripOf(double y) const {
     double position = (y - low_) / height_;
     if (!(position > 0)) return 0;
-    return std::min(strips_.size() - 1, static_cast<std::size_t>(position));
+    double last = static_cast<double>(strips_.size() - 1);
+    return static_cast<std::size_t>(std::min(last, position));
   }
 
   double low_;
