@@ -12,6 +12,7 @@
 #include "pdf/layout/text_room.h"
 #include "support/load_helpers.h"
 #include "support/pdf_builder.h"
+#include "support/test_files.h"
 
 namespace zopra::pdf {
 namespace {
@@ -109,6 +110,30 @@ TEST(TextRoom, TwoColumns) {
   // The right column's short line reaches the end of the line above it.
   std::size_t other = indexOf(page, "Other");
   EXPECT_NEAR(320 + page.room[other], page.items[other - 1].endX, 1e-6);
+
+  // Poppler's word boxes of the one-word items agree with the items' boxes
+  // along the baseline, and hold their baselines (its y runs down the page).
+  if (!test::haveProgram("pdftotext")) GTEST_SKIP() << "pdftotext not installed";
+  const std::string pdf = test::tempDirectory() + "/two-columns.pdf";
+  const std::string html = test::tempDirectory() + "/two-columns.html";
+  ASSERT_EQ(test::run("pdftotext -bbox '" + pdf + "' '" + html + "'"), 0);
+  const std::string words = test::readFile(html);
+  for (const std::string word : {"Summary", "Short", "Other"}) {
+    SCOPED_TRACE(word);
+    std::size_t end = words.find("\">" + word + "</word>");
+    std::size_t start = words.rfind("<word", end);
+    ASSERT_NE(end, std::string::npos);
+    auto attribute = [&](const std::string& name) {
+      std::size_t at = words.find(name + "=\"", start);
+      return std::stod(words.substr(at + name.size() + 2));
+    };
+    const TextEntry& item = page.items[indexOf(page, word)];
+    ItemBox box = itemBox(item);
+    EXPECT_NEAR(box.x0, attribute("xMin"), 0.5);
+    EXPECT_NEAR(box.x1, attribute("xMax"), 0.5);
+    EXPECT_GT(792 - item.startY, attribute("yMin"));
+    EXPECT_LT(792 - item.startY, attribute("yMax"));
+  }
 }
 
 TEST(TextRoom, PilesOfOverlappingItemsEndTheWork) {
