@@ -53,6 +53,21 @@ void readPage(ZOPRADocumentLoader* loader, std::uint32_t page) {
       gSink = gSink + touch(info.text, length + 1);
       joined.append(info.text, length);
       joined += '\n';
+
+      // Style and room of the item: a box that is one, a valid name, and
+      // room never below the item's own width.
+      ZOPRADocumentLoaderTextStyle style;
+      require(zopraDocumentLoaderGetTextStyle(loader, &style, index) == ZOPRA_STATUS_SUCCESS);
+      require(style.fontName != nullptr);
+      gSink = gSink + touch(style.fontName, std::strlen(style.fontName) + 1);
+      require(!(style.x0 > style.x1) && !(style.y0 > style.y1));
+      double room = 0;
+      const std::int32_t roomStatus = zopraDocumentLoaderGetTextRoom(loader, index, &room);
+      require(roomStatus == ZOPRA_STATUS_SUCCESS || roomStatus == ZOPRA_STATUS_BROKEN_STREAM ||
+              roomStatus == ZOPRA_STATUS_ENCRYPTED_DOCUMENT ||
+              roomStatus == ZOPRA_STATUS_OTHER_ERROR ||
+              roomStatus == ZOPRA_STATUS_MEMORY_INSUFFICIENT);
+      if (roomStatus == ZOPRA_STATUS_SUCCESS) require(!(room < info.width));
     }
   } else {
     require(zopraDocumentLoaderGetPageTextCount(loader, &count, page) ==

@@ -110,6 +110,34 @@ typedef struct ZOPRADocumentLoaderTextInfo {
   double leading;
 } ZOPRADocumentLoaderTextInfo;
 
+/* The style and place of one text item of the last
+ * zopraDocumentLoaderExtractPageText (zopraDocumentLoaderGetTextStyle). */
+typedef struct ZOPRADocumentLoaderTextStyle {
+  /* The item's font name: its BaseFont without a subset tag ("ABCDEF+"), as
+   * UTF-8 (a name that is not valid UTF-8 is read as Latin-1), NUL-terminated;
+   * "" when the font has none. Owned by the handle; valid until the next
+   * zopraDocumentLoaderExtractPageText or OpenFileA on the handle, or until
+   * it is destroyed. */
+  const char* fontName;
+  /* 1 or 0 each. Set when the font descriptor says so (Flags: FixedPitch,
+   * Serif, Italic, ForceBold; FontWeight of 600 or more; an ItalicAngle other
+   * than 0) or the font's name does (the standard 14 names, and fragments
+   * such as "Bold", "Semibold", "Black", "Italic", "Oblique", "Mono",
+   * "Courier", "Times", "Serif"; a name that says "Sans" is never serif). */
+  uint32_t bold, italic, serif, fixedPitch;
+  /* The item's box on the page in PDF units, page space (the space of
+   * ZOPRADocumentLoaderTextInfo's matrix): its baseline from its start to its
+   * end, raised by the font's ascent and lowered by its descent (the font
+   * descriptor's Ascent and Descent, else 0.8 and -0.2 of the font size).
+   * x0 <= x1 and y0 <= y1. */
+  double x0, y0, x1, y1;
+  /* The font size as the page shows it, in PDF units (points at 72 per
+   * inch): the font size scaled by the item's matrix across the baseline.
+   * Differs from ZOPRADocumentLoaderTextInfo.fontSize when the matrix scales
+   * (text set at "1 Tf" in a scaled matrix shows the matrix's scale). */
+  double shownSize;
+} ZOPRADocumentLoaderTextStyle;
+
 /*
  * One graphics entry of the last zopraDocumentLoaderExtractPageGraphics: a
  * painted piece of a path (each subpath of a painted path is one entry) or a
@@ -295,6 +323,69 @@ ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderGetPageTextCount(ZOPRADocum
 ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderGetText(ZOPRADocumentLoader* loader,
                                                             ZOPRADocumentLoaderTextInfo* info,
                                                             uint32_t index);
+
+/*
+ * zopraDocumentLoaderGetTextStyle
+ *   Describes the style and place of one item of the last
+ *   zopraDocumentLoaderExtractPageText: its font's name, bold, italic, serif
+ *   and fixed pitch, its box on the page and its shown size.
+ * Parameters
+ *   loader  [in] the handle.
+ *   style   [out] caller-owned record, filled on success; must not be NULL.
+ *   index   [in] item index, below the count of
+ *           zopraDocumentLoaderGetPageTextCount.
+ * Returns
+ *   ZOPRA_STATUS_SUCCESS, or ZOPRA_STATUS_INVALID_ARGUMENT (nothing written)
+ *   when loader or style is NULL, no document is open or index is out of
+ *   range.
+ * Ownership
+ *   style->fontName points into the handle, as the record describes.
+ */
+ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderGetTextStyle(ZOPRADocumentLoader* loader,
+                                                                 ZOPRADocumentLoaderTextStyle* style,
+                                                                 uint32_t index);
+
+/*
+ * zopraDocumentLoaderGetTextRoom
+ *   The room that new text may take at the place of one item of the last
+ *   successful zopraDocumentLoaderExtractPageText, along the item's baseline
+ *   from the item's start: up to the nearest of the next text on that line
+ *   (less a word space), a vertical rule or the edge of a box or image
+ *   (drawn to the right of the item, or around it) that crosses the line
+ *   (less a small gap), the right edge of the column (the item's own end when
+ *   it ends flush with the line just above or below it, as the full lines of
+ *   a justified column do; else the farther right end of those two lines,
+ *   when that is past the item's end), and the page's text margin (the rightmost end
+ *   of the page's text; for the item that reaches farthest, the page's right
+ *   edge less the page's left text margin). Only text that runs left to
+ *   right along the page's x axis gets more room than its own width; other
+ *   items (rotated, vertical) get exactly their width.
+ *   The first room call after an extraction interprets the page's graphics
+ *   once, into a store of its own (the entries of
+ *   zopraDocumentLoaderExtractPageGraphics are untouched), and works out the
+ *   room of every item; later calls read the result.
+ * Parameters
+ *   loader  [in] the handle.
+ *   index   [in] item index, below the count of
+ *           zopraDocumentLoaderGetPageTextCount.
+ *   room    [out] receives the room, in the units of the item's width
+ *           (ZOPRADocumentLoaderTextInfo.width, and of
+ *           zopraDocumentLoaderGetTextWidth for a text set at the item): a
+ *           text fits when its measured width is at most the room. Never
+ *           below the item's own width. Must not be NULL; unchanged on
+ *           failure.
+ * Returns
+ *   ZOPRA_STATUS_SUCCESS; ZOPRA_STATUS_INVALID_ARGUMENT when loader or room
+ *   is NULL, no document is open, the last text extraction failed or there
+ *   was none since the document was opened, or index is out of range;
+ *   ZOPRA_STATUS_BROKEN_STREAM, ZOPRA_STATUS_ENCRYPTED_DOCUMENT or
+ *   ZOPRA_STATUS_OTHER_ERROR when the page's graphics cannot be read to the
+ *   end or the page holds too many overlapping items to lay out;
+ *   ZOPRA_STATUS_MEMORY_INSUFFICIENT. A failed call is tried again by the
+ *   next one.
+ */
+ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderGetTextRoom(ZOPRADocumentLoader* loader,
+                                                                uint32_t index, double* room);
 
 /*
  * zopraDocumentLoaderGetPageTextSize

@@ -24,6 +24,10 @@ struct ZOPRADocumentLoader {
   // Counts the extractions into textEntries, so that text removal can tell
   // whether the items it is given are those of its earlier removals.
   std::uint64_t extraction = 0;
+  // Room of every item of textEntries, worked out by the first room call
+  // after the extraction numbered roomExtraction.
+  std::vector<double> textRoom;
+  std::uint64_t roomExtraction = 0;
   // Chosen items left on the page by the last removal (item indices).
   std::vector<std::uint32_t> unremovedText;
   // Entries of the last zopraDocumentLoaderExtractPageGraphics, whatever page

@@ -73,6 +73,7 @@ static void writeFile(const char* path, const char* data, size_t length) {
 static void checkWithoutDocument(ZOPRADocumentLoader* loader) {
   ZOPRADocumentLoaderGraphicsInfo infos[2];
   ZOPRADocumentLoaderTextInfo text;
+  ZOPRADocumentLoaderTextStyle style;
   uint32_t value = 77;
   uint8_t buffer[8];
   char chars[8];
@@ -89,6 +90,8 @@ static void checkWithoutDocument(ZOPRADocumentLoader* loader) {
   EXPECT(BAD, zopraDocumentLoaderExtractPageText(loader, 0));
   EXPECT(BAD, zopraDocumentLoaderGetPageTextCount(loader, &value, 0));
   EXPECT(BAD, zopraDocumentLoaderGetText(loader, &text, 0));
+  EXPECT(BAD, zopraDocumentLoaderGetTextStyle(loader, &style, 0));
+  EXPECT(BAD, zopraDocumentLoaderGetTextRoom(loader, 0, &width));
   EXPECT(BAD, zopraDocumentLoaderGetPageTextSize(loader, &value, 0));
   EXPECT(BAD, zopraDocumentLoaderRemoveOriginalText(loader, 0));
   EXPECT(BAD, zopraDocumentLoaderRemoveOriginalTextByIndex(loader, 0, NULL, 0));
@@ -132,6 +135,24 @@ static void checkDocument(ZOPRADocumentLoader* loader, ZOPRADocumentLoader* read
   EXPECT(BAD, zopraDocumentLoaderRemoveOriginalText(loader, 2));
   EXPECT(BAD, zopraDocumentLoaderRemoveOriginalTextByIndex(loader, 0, NULL, 0));
   EXPECT(OK, zopraDocumentLoaderExtractPageText(loader, 0));
+  {
+    /* "Hello" in Helvetica 12 at (72, 700), alone on the page: its box is
+     * 0.8 em above and 0.2 em below the baseline, and its room runs to the
+     * page's right edge less the left text margin of 72. */
+    ZOPRADocumentLoaderTextStyle style;
+    double room = -1.0;
+    EXPECT(BAD, zopraDocumentLoaderGetTextStyle(loader, NULL, 0));
+    EXPECT(BAD, zopraDocumentLoaderGetTextStyle(loader, &style, 1));
+    EXPECT(OK, zopraDocumentLoaderGetTextStyle(loader, &style, 0));
+    CHECK(strcmp(style.fontName, "Helvetica") == 0 && !style.bold && !style.italic &&
+          !style.serif && !style.fixedPitch);
+    CHECK(near(style.x0, 72.0) && near(style.y0, 697.6) && near(style.y1, 709.6) &&
+          style.x1 > 90.0 && near(style.shownSize, 12.0));
+    EXPECT(BAD, zopraDocumentLoaderGetTextRoom(loader, 0, NULL));
+    EXPECT(BAD, zopraDocumentLoaderGetTextRoom(loader, 1, &room));
+    EXPECT(OK, zopraDocumentLoaderGetTextRoom(loader, 0, &room));
+    CHECK(near(room, 468.0));
+  }
   EXPECT(BAD, zopraDocumentLoaderRemoveOriginalTextByIndex(loader, 1, NULL, 0));
   EXPECT(BAD, zopraDocumentLoaderRemoveOriginalTextByIndex(loader, 0, NULL, 1));
   EXPECT(BAD, zopraDocumentLoaderRemoveOriginalTextByIndex(loader, 0, indices, 2));

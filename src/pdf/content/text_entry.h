@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "pdf/content/color.h"
+#include "pdf/fonts/font_style.h"
 
 namespace zopra::pdf {
 
@@ -94,6 +95,9 @@ struct TextEntry {
   std::string operatorName;
   std::vector<TextSource::Run> sources;
   std::string fontName;
+  // The style of the first run's font, shared by the font's items; null
+  // when that font is not a dictionary.
+  std::shared_ptr<const FontStyle> style;
 };
 
 }  // namespace zopra::pdf

@@ -113,6 +113,7 @@ TextEntry newEntry(TextRun& run, const RunGeometry& g, bool leadingSpace, bool t
   entry.operatorName = run.operatorName;
   entry.sources.push_back(std::move(run.source));
   entry.fontName = run.fontName;
+  entry.style = std::move(run.style);
   return entry;
 }
 

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -31,6 +32,7 @@ struct TextRun {
   TextSource::Run source;
   // State values when the run was shown.
   std::string fontName;
+  std::shared_ptr<const FontStyle> style;
   double fontSize = 0;
   double horizontalScale = 1.0;
   double charSpacing = 0;

@@ -165,6 +165,7 @@ void Interpreter::emitText(const Matrix& runMatrix, FontInfo& fontInfo, std::str
   run.noBaseFont = fontInfo.baseFont.empty();
   run.source = std::move(source);
   run.fontName = state.fontName;
+  run.style = fontInfo.style;
   run.fontSize = state.fontSize;
   run.horizontalScale = state.horizontalScale;
   run.charSpacing = state.charSpacing;

@@ -234,6 +234,27 @@ void readCompositeWidths(const Document& document, const Value* descendant, Font
   }
 }
 
+// The style entries of a font descriptor; Ascent and Descent of a Type 3
+// font are in its glyph space and are brought to thousandths of an em.
+FontDescriptorFacts descriptorFacts(const Document& document, const Value* descriptor,
+                                    double glyphScale) {
+  FontDescriptorFacts facts;
+  if (!descriptor) return facts;
+  double flags = 0;
+  if (numberEntry(document, descriptor, "Flags", flags) && std::isfinite(flags) && flags >= 0 &&
+      flags <= kMaxCode) {
+    facts.hasFlags = true;
+    facts.flags = static_cast<std::uint32_t>(flags);
+  }
+  facts.hasWeight = numberEntry(document, descriptor, "FontWeight", facts.weight);
+  facts.hasItalicAngle = numberEntry(document, descriptor, "ItalicAngle", facts.italicAngle);
+  facts.hasAscent = numberEntry(document, descriptor, "Ascent", facts.ascent);
+  facts.hasDescent = numberEntry(document, descriptor, "Descent", facts.descent);
+  facts.ascent *= glyphScale;
+  facts.descent *= glyphScale;
+  return facts;
+}
+
 }  // namespace
 
 FontInfo buildFont(const Document& document, const Value* fontValue) {
@@ -294,6 +315,9 @@ FontInfo buildFont(const Document& document, const Value* fontValue) {
   }
 
   applyStandard14Widths(font);
+  font.style = std::make_shared<const FontStyle>(
+      fontStyle(font.baseFont, descriptorFacts(document, descriptor,
+                                               glyphSpaceScale(document, fontDictionary))));
   return font;
 }
 

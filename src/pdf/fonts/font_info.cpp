@@ -133,7 +133,7 @@ std::size_t FontInfo::memory() const {
   constexpr std::size_t kNode = 48;
   return sizeof(*this) + baseFont.capacity() + encodingName.capacity() +
          codeSpace.capacity() * sizeof(CodeSpaceRange) + codeToUnicode.size() * kNode +
-         widths.rangeCount() * (kNode + 16);
+         widths.rangeCount() * (kNode + 16) + (style ? sizeof(FontStyle) + style->name.capacity() : 0);
 }
 
 }  // namespace zopra::pdf

@@ -11,6 +11,7 @@
 #include <utility>
 #include <vector>
 
+#include "pdf/fonts/font_style.h"
 #include "pdf/fonts/glyph_widths.h"
 
 namespace zopra::pdf {
@@ -69,6 +70,9 @@ struct FontInfo {
   // Explicit widths in thousandths of an em.
   GlyphWidths widths;
   double defaultWidth = 0;
+  // Name, weight, slant and extent, shared with every item shown in the
+  // font; null only for a font value that is not a dictionary.
+  std::shared_ptr<const FontStyle> style;
   // Width of the space glyph, computed once by the interpreter; negative until then.
   double spaceWidth = -1;
 
