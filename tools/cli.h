@@ -101,8 +101,10 @@ int finishOutput(void);
 /* Opens `input` into a new handle, after checking that `output` is not the
  * input itself (refused with EXIT_USAGE). */
 int openForWriting(const char* input, const char* output, ZOPRADocumentLoader** loader);
-/* Writes the document to `output` and releases the handle. */
-int writeAndClose(ZOPRADocumentLoader* loader, const char* input, const char* output);
+/* Writes the document to `output` and releases the handle: compact (fonts
+ * subset, new streams compressed, unused objects left out), or with `plain`
+ * exactly as zopraDocumentLoaderWriteDocumentA writes. */
+int writeAndClose(ZOPRADocumentLoader* loader, const char* input, const char* output, int plain);
 
 int runText(int argc, char** argv);
 int runItems(int argc, char** argv);

@@ -25,6 +25,7 @@ typedef struct {
   const char* fontPath;
   int shrink;
   double minSize; /* 0: half the item's size */
+  int plain;      /* written as zopraDocumentLoaderWriteDocumentA writes */
 } ReplaceOptions;
 
 /* One entry of an array map; page and item from 0. */
@@ -67,6 +68,8 @@ static int parseReplaceArguments(int argc, char** argv, ReplaceOptions* options)
       return EXIT_HELP_SHOWN;
     } else if (strcmp(argument, "--map") == 0 && value) {
       options->mapPath = argv[++i];
+    } else if (strcmp(argument, "--plain") == 0) {
+      options->plain = 1;
     } else if (strcmp(argument, "--font") == 0 && value) {
       options->fontPath = argv[++i];
     } else if (strcmp(argument, "--fit") == 0 && value) {
@@ -471,7 +474,7 @@ int runReplace(int argc, char** argv) {
                                          : replaceMatching(loader, &options, &map, pages, &counts);
     /* Nothing is written after a failure: the output never holds half a job. */
     if (result == EXIT_OK) {
-      result = writeAndClose(loader, options.input, options.output);
+      result = writeAndClose(loader, options.input, options.output, options.plain);
     } else {
       zopraDocumentLoaderDestroy(loader);
     }

@@ -17,8 +17,9 @@ int openForWriting(const char* input, const char* output, ZOPRADocumentLoader** 
   return result != EXIT_OK ? result : openDocument(input, loader);
 }
 
-int writeAndClose(ZOPRADocumentLoader* loader, const char* input, const char* output) {
-  int32_t status = zopraDocumentLoaderWriteDocumentA(loader, output);
+int writeAndClose(ZOPRADocumentLoader* loader, const char* input, const char* output, int plain) {
+  int32_t status = plain ? zopraDocumentLoaderWriteDocumentA(loader, output)
+                         : zopraDocumentLoaderWriteDocumentCompactA(loader, output, ZOPRA_COMPACT_ALL);
   zopraDocumentLoaderDestroy(loader);
   if (status == ZOPRA_STATUS_OTHER_ERROR) {
     fprintf(stderr, PROGRAM ": %s: cannot write the file, or the input is damaged (status %d)\n",
@@ -33,6 +34,7 @@ int runRewrite(int argc, char** argv) {
   const char* paths[2] = {NULL, NULL};
   int pathCount = 0;
   int onlyFiles = 0;
+  int plain = 0;
   ZOPRADocumentLoader* loader = NULL;
   int result;
   int i;
@@ -40,6 +42,8 @@ int runRewrite(int argc, char** argv) {
     const char* argument = argv[i];
     if (!onlyFiles && strcmp(argument, "--") == 0) {
       onlyFiles = 1;
+    } else if (!onlyFiles && strcmp(argument, "--plain") == 0) {
+      plain = 1;
     } else if (!onlyFiles && (strcmp(argument, "--help") == 0 || strcmp(argument, "-h") == 0)) {
       printHelp();
       return EXIT_OK;
@@ -54,7 +58,7 @@ int runRewrite(int argc, char** argv) {
   if (pathCount < 2) return usageError("rewrite needs an input and an output file", NULL);
   result = openForWriting(paths[0], paths[1], &loader);
   if (result != EXIT_OK) return result;
-  return writeAndClose(loader, paths[0], paths[1]);
+  return writeAndClose(loader, paths[0], paths[1], plain);
 }
 
 /* Parses "N" or a list of "N" and "N-M" separated by commas (from 1) into a
@@ -138,6 +142,7 @@ int runErase(int argc, char** argv) {
   const char* pageList = NULL;
   int pathCount = 0;
   int itemLists = 0;
+  int plain = 0;
   ZOPRADocumentLoader* loader = NULL;
   unsigned char* chosen = NULL;
   uint32_t pages = 0;
@@ -151,6 +156,8 @@ int runErase(int argc, char** argv) {
       return EXIT_OK;
     } else if (strcmp(argument, "--pages") == 0 && i + 1 < argc) {
       pageList = argv[++i];
+    } else if (strcmp(argument, "--plain") == 0) {
+      plain = 1;
     } else if (strcmp(argument, "--items") == 0 && i + 1 < argc) {
       ++i;
       ++itemLists;
@@ -191,5 +198,5 @@ int runErase(int argc, char** argv) {
     zopraDocumentLoaderDestroy(loader);
     return result;
   }
-  return writeAndClose(loader, paths[0], paths[1]);
+  return writeAndClose(loader, paths[0], paths[1], plain);
 }

@@ -54,6 +54,11 @@ static int runInfo(int argc, char** argv);
   "                 of the document)\n"
 #define PAGE_OPTION "  --page N       page N alone, as -f N -l N\n"
 #define JSON_OPTION "  --json         print the result as one JSON object\n"
+/* OUT is compact by default: fonts cut to the glyphs drawn, new streams
+ * compressed, objects nothing uses left out. */
+#define PLAIN_OPTION                                                                   \
+  "  --plain        write without subsetting fonts, compressing new streams or\n"    \
+  "                 leaving out unused objects\n"
 #define NEVER_THE_INPUT                                                              \
   "OUT is written only when everything else succeeded. An OUT that is IN itself,\n" \
   "under any name, is refused with exit status 2.\n"
@@ -116,23 +121,23 @@ static const Subcommand kSubcommands[] = {
      "format (jpeg, jpx, other), size of the stored bytes, and the box where the\n"
      "page shows it (- when it cannot be matched to the page's graphics).\n",
      runImages},
-    {"rewrite", "IN OUT",
+    {"rewrite", "IN OUT [--plain]",
      "write IN as a new, unencrypted PDF file OUT with a plain cross-reference table",
      "Opens IN and writes it to OUT as a new, unencrypted PDF file with a plain\n"
-     "cross-reference table.\n",
-     "",
+     "cross-reference table, leaving out objects nothing refers to.\n",
+     PLAIN_OPTION,
      "Nothing on standard output. " NEVER_THE_INPUT,
      runRewrite},
-    {"erase", "IN OUT [--pages LIST] [--items PAGE:I,J,...]",
+    {"erase", "IN OUT [--pages LIST] [--items PAGE:I,J,...] [--plain]",
      "write IN as OUT without the text of the pages (default all) or of the items",
      "Writes IN to OUT without the text of the chosen pages or items; without\n"
      "--pages and --items, without the text of every page.\n",
      "  --pages LIST   the pages whose text goes, as 1,3-5 (from 1)\n"
      "  --items P:I,J  items I, J, ... of page P, numbered as items prints them;\n"
-     "                 may be given for several pages\n",
+     "                 may be given for several pages\n" PLAIN_OPTION,
      "Nothing on standard output. " NEVER_THE_INPUT,
      runErase},
-    {"replace", "IN OUT --map MAP.json [--font FONT.ttf] [--fit shrink|none] [--min-size PT]",
+    {"replace", "IN OUT --map MAP.json [--font FONT.ttf] [--fit shrink|none] [--min-size PT] [--plain]",
      "write IN as OUT with the text of items replaced, each fitted to its item's width",
      "Writes IN to OUT with the text of items replaced: each item is removed and\n"
      "its new text drawn at its place, in its size and colour, fitted to its width.\n",
@@ -144,7 +149,7 @@ static const Subcommand kSubcommands[] = {
      "                 /usr/share/fonts/truetype/dejavu/DejaVuSans.ttf)\n"
      "  --fit M        shrink (default) draws a text wider than its item smaller,\n"
      "                 size by size down to --min-size; none keeps the item's size\n"
-     "  --min-size PT  the smallest size to shrink to (default half the item's)\n",
+     "  --min-size PT  the smallest size to shrink to (default half the item's)\n" PLAIN_OPTION,
      "One line: \"replaced N items on P pages (S shrunk, O overflowing); wrote OUT,\n"
      "B bytes\". Texts that still do not fit, and keys of an object map that match\n"
      "no item, are reported on standard error. " NEVER_THE_INPUT,

@@ -1,7 +1,13 @@
-// Document::save: every object of the document, parsed or not yet parsed,
-// written out in ascending number as one complete, unencrypted file with a
-// classic cross-reference table. Nothing is compressed: streams keep the
-// bytes the document holds for them.
+// The document writer: every object of the document, parsed or not yet
+// parsed, written out in ascending number as one complete, unencrypted file
+// with a classic cross-reference table. Streams keep the bytes the document
+// holds for them. The compact form (Document::saveCompact) instead walks the
+// objects from the trailer, writes only those it reaches, and compresses the
+// streams the engine made.
+#include "pdf/write/document_writer.h"
+
+#include <zlib.h>
+
 #include <algorithm>
 #include <charconv>
 #include <cstdint>
@@ -11,6 +17,8 @@
 #include <streambuf>
 #include <string>
 #include <string_view>
+#include <unordered_set>
+#include <utility>
 #include <vector>
 
 #include "pdf/model/document.h"
@@ -85,17 +93,29 @@ void putPadded(std::ostream& out, std::uint64_t number, int width) {
 
 class DocumentWriter {
  public:
-  DocumentWriter(Document& document, std::ostream& file)
-      : document_(document), counter_(*file.rdbuf()), out_(&counter_) {
+  DocumentWriter(Document& document, std::ostream& file, WriteOptions options)
+      : document_(document), options_(std::move(options)), counter_(*file.rdbuf()), out_(&counter_) {
     out_.imbue(std::locale::classic());
   }
 
   // Writes the whole file; false when the output stream failed on the way.
   bool write() {
     writeHeader();
-    const std::vector<std::uint32_t> numbers = objectNumbers();
-    for (std::uint32_t number : numbers) writeObject(number);
-    const std::uint64_t tableSize = numbers.empty() ? 1 : std::uint64_t{numbers.back()} + 1;
+    std::uint64_t tableSize = 1;
+    if (options_.onlyReachable) {
+      // Breadth first from the trailer: each object written queues the
+      // objects its value refers to, each number once.
+      Value trailer = writtenTrailer(0);
+      queueReferences(trailer);
+      for (std::size_t next = 0; next < queue_.size(); ++next) writeObject(queue_[next]);
+      std::sort(table_.begin(), table_.end(),
+                [](const TableEntry& a, const TableEntry& b) { return a.number < b.number; });
+      if (!table_.empty()) tableSize = std::uint64_t{table_.back().number} + 1;
+    } else {
+      const std::vector<std::uint32_t> numbers = objectNumbers();
+      for (std::uint32_t number : numbers) writeObject(number);
+      if (!numbers.empty()) tableSize = std::uint64_t{numbers.back()} + 1;
+    }
     const std::uint64_t tableOffset = counter_.position();
     writeTable(tableSize);
     writeTrailer(tableSize, tableOffset);
@@ -137,6 +157,23 @@ class DocumentWriter {
     return numbers;
   }
 
+  // Every reference in `value` to an existing object not queued before.
+  void queueReferences(const Value& value) {
+    std::vector<const Value*> pending{&value};
+    while (!pending.empty()) {
+      const Value* current = pending.back();
+      pending.pop_back();
+      if (current->isReference()) {
+        const std::uint32_t number = current->objectNumber;
+        if (number != 0 && document_.hasObject(number) && queued_.insert(number).second) queue_.push_back(number);
+      } else if (current->isArray()) {
+        for (const Value& item : current->array) pending.push_back(&item);
+      } else if (current->isDictionary()) {
+        for (const auto& [key, item] : current->dictionary) pending.push_back(&item);
+      }
+    }
+  }
+
   void writeObject(std::uint32_t number) {
     // The Encrypt dictionary has no meaning in an unencrypted file.
     const std::uint32_t encryptObject = document_.encryption.dictionaryObject;
@@ -145,7 +182,8 @@ class DocumentWriter {
     const Held held = slot == document_.objects.end() ? Held::Compressed
                       : slot->second.loaded           ? Held::Parsed
                                                       : Held::Unparsed;
-    Object* object = document_.object(number);
+    auto replaced = options_.replacements.find(number);
+    Object* object = replaced != options_.replacements.end() ? &replaced->second : document_.object(number);
     if (!object) return;
     const Value* type = object->value.isDictionary() ? object->value.find("Type") : nullptr;
     // Cross-reference streams describe the input file's layout; the new file
@@ -166,6 +204,8 @@ class DocumentWriter {
         out_.put('\n');
       }
       writeText(out_, "endobj\n");
+      // The value as written: an indirect Length is no longer referred to.
+      if (options_.onlyReachable) queueReferences(object->value);
     }
     release(number, held);
   }
@@ -179,6 +219,19 @@ class DocumentWriter {
       dictionary.erase("DecodeParms");
     }
     const std::uint64_t length = object.data.empty() ? object.streamLength : object.data.size();
+    if (options_.compressCreated && object.createdStream && !object.data.empty()) {
+      // The document keeps its plain bytes; only the file gets them deflated.
+      const Bytes packed = deflateBytes(object.data);
+      dictionary.insert_or_assign("Length", Value::Number(static_cast<double>(length)));
+      Value written = object.value;
+      written.dictionary.insert_or_assign("Filter", Value::Name("FlateDecode"));
+      written.dictionary.insert_or_assign("Length", Value::Number(static_cast<double>(packed.size())));
+      writeValue(out_, written);
+      writeText(out_, "\nstream\n");
+      out_.write(reinterpret_cast<const char*>(packed.data()), static_cast<std::streamsize>(packed.size()));
+      writeText(out_, "\nendstream\n");
+      return;
+    }
     dictionary.insert_or_assign("Length", Value::Number(static_cast<double>(length)));
     writeValue(out_, object.value);
     writeText(out_, "\nstream\n");
@@ -251,10 +304,15 @@ class DocumentWriter {
     }
   }
 
-  void writeTrailer(std::uint64_t tableSize, std::uint64_t tableOffset) {
+  Value writtenTrailer(std::uint64_t tableSize) const {
     Value trailer = document_.trailer.isDictionary() ? document_.trailer : Value::Dictionary({});
     for (const char* key : kDroppedTrailerKeys) trailer.dictionary.erase(key);
     trailer.dictionary.insert_or_assign("Size", Value::Number(static_cast<double>(tableSize)));
+    return trailer;
+  }
+
+  void writeTrailer(std::uint64_t tableSize, std::uint64_t tableOffset) {
+    const Value trailer = writtenTrailer(tableSize);
     writeText(out_, "trailer\n");
     writeValue(out_, trailer);
     writeText(out_, "\nstartxref\n");
@@ -263,34 +321,51 @@ class DocumentWriter {
   }
 
   Document& document_;
+  WriteOptions options_;
   CountingBuffer counter_;
   std::ostream out_;
   std::vector<TableEntry> table_;
+  std::vector<std::uint32_t> queue_;
+  std::unordered_set<std::uint32_t> queued_;
 };
 
 }  // namespace
 
-Error Document::save(const std::string& path) {
-  setError(Error::None, std::string());
+Bytes deflateBytes(const Bytes& data) {
+  uLongf size = compressBound(static_cast<uLong>(data.size()));
+  Bytes packed(size);
+  if (compress2(packed.data(), &size, data.data(), static_cast<uLong>(data.size()), Z_DEFAULT_COMPRESSION) != Z_OK) {
+    throw Exception(Error::Io, "failed to compress a stream");
+  }
+  packed.resize(size);
+  return packed;
+}
+
+Error writeDocument(Document& document, const std::string& path, WriteOptions options) {
+  document.setError(Error::None, std::string());
+  // A drawing session ends with the write: later texts go into new streams.
+  document.drawnStreams.clear();
   try {
     OutputFile output;
     if (!output.open(path)) {
-      setError(Error::Io, "failed to create output PDF");
+      document.setError(Error::Io, "failed to create output PDF");
       return Error::Io;
     }
-    DocumentWriter writer(*this, output.stream());
+    DocumentWriter writer(document, output.stream(), std::move(options));
     if (!writer.write() || !output.commit()) {
-      setError(Error::Io, "failed while writing output PDF");
+      document.setError(Error::Io, "failed while writing output PDF");
       return Error::Io;
     }
     return Error::None;
   } catch (const Exception& failure) {
-    setError(failure.kind(), failure.message());
+    document.setError(failure.kind(), failure.message());
     return failure.kind();
   } catch (const std::exception& failure) {
-    setError(Error::Io, failure.what());
+    document.setError(Error::Io, failure.what());
     return Error::Io;
   }
 }
+
+Error Document::save(const std::string& path) { return writeDocument(*this, path, WriteOptions{}); }
 
 }  // namespace zopra::pdf

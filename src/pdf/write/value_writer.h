@@ -24,7 +24,9 @@ void writeValue(std::ostream& out, const Value& value);
 std::string escapeName(std::string_view name);
 // A number with 10 significant digits in the shortest general form, but in
 // plain decimals where that form has an exponent, which PDF syntax lacks
-// (1 is "1", 0.5 is "0.5", 1e-12 is "0.000000000001").
+// (1 is "1", 0.5 is "0.5", 1e-12 is "0.000000000001"), and as a real from
+// 2^53 on, where integer forms stop being exact (1e19 is
+// "10000000000000000000.0"). NaN and infinities are written as 0.
 std::string numberText(double number);
 // The same with `significantDigits` (1 to 17) significant digits.
 std::string numberText(double number, int significantDigits);
