@@ -707,8 +707,9 @@ ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderWriteDocumentA(ZOPRADocumen
  *   - ZOPRA_COMPACT_DROP_UNUSED: only objects reachable from the trailer
  *     (document catalog and Info dictionary) are written; replaced page
  *     contents and emptied object streams are left out.
- *   With flags 0 it writes exactly what zopraDocumentLoaderWriteDocumentA
- *   writes. The document in the handle is not
+ *   With any flag, strings are written in the shorter of the literal and
+ *   the hex form. With flags 0 it writes exactly what
+ *   zopraDocumentLoaderWriteDocumentA writes. The document in the handle is not
  *   changed: it can be edited and written again. Writing (either call) ends
  *   the drawing session: texts drawn afterwards go into a new content
  *   stream of the page.

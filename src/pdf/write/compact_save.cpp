@@ -63,6 +63,9 @@ void subsetFont(Document& document, WriteOptions& options, const Document::Embed
 Error Document::saveCompact(const std::string& path, const CompactOptions& compact) {
   WriteOptions options;
   options.compressCreated = compact.compressStreams;
+  // Literal strings are half the size of hex strings; the plain writer
+  // keeps hex strings only because its output is fixed.
+  options.shortStrings = compact.compressStreams || compact.dropUnused || compact.subsetFonts;
   options.onlyReachable = compact.dropUnused;
   try {
     if (compact.subsetFonts) {

@@ -157,6 +157,8 @@ class DocumentWriter {
     return numbers;
   }
 
+  StringForm strings() const { return options_.shortStrings ? StringForm::Shortest : StringForm::Hex; }
+
   // Every reference in `value` to an existing object not queued before.
   void queueReferences(const Value& value) {
     std::vector<const Value*> pending{&value};
@@ -200,7 +202,7 @@ class DocumentWriter {
       if (object->isStream) {
         writeStream(*object);
       } else {
-        writeValue(out_, object->value);
+        writeValue(out_, object->value, strings());
         out_.put('\n');
       }
       writeText(out_, "endobj\n");
@@ -226,14 +228,14 @@ class DocumentWriter {
       Value written = object.value;
       written.dictionary.insert_or_assign("Filter", Value::Name("FlateDecode"));
       written.dictionary.insert_or_assign("Length", Value::Number(static_cast<double>(packed.size())));
-      writeValue(out_, written);
+      writeValue(out_, written, strings());
       writeText(out_, "\nstream\n");
       out_.write(reinterpret_cast<const char*>(packed.data()), static_cast<std::streamsize>(packed.size()));
       writeText(out_, "\nendstream\n");
       return;
     }
     dictionary.insert_or_assign("Length", Value::Number(static_cast<double>(length)));
-    writeValue(out_, object.value);
+    writeValue(out_, object.value, strings());
     writeText(out_, "\nstream\n");
     if (!object.data.empty()) {
       out_.write(reinterpret_cast<const char*>(object.data.data()),
@@ -314,7 +316,7 @@ class DocumentWriter {
   void writeTrailer(std::uint64_t tableSize, std::uint64_t tableOffset) {
     const Value trailer = writtenTrailer(tableSize);
     writeText(out_, "trailer\n");
-    writeValue(out_, trailer);
+    writeValue(out_, trailer, strings());
     writeText(out_, "\nstartxref\n");
     writeUnsigned(out_, tableOffset);
     writeText(out_, "\n%%EOF\n");

@@ -14,6 +14,8 @@ struct WriteOptions {
   bool compressCreated = false;
   // Only the objects reached from the trailer's references are written.
   bool onlyReachable = false;
+  // Strings are written in the shorter of the literal and the hex form.
+  bool shortStrings = false;
   // Objects written in place of the document's own, by number (the
   // document keeps its objects as they are).
   std::map<std::uint32_t, Object> replacements;

@@ -89,7 +89,29 @@ void writeHexString(std::ostream& out, const std::string& bytes) {
   out.write(chunk, static_cast<std::streamsize>(used));
 }
 
-void writeNested(std::ostream& out, const Value& value, int depth) {
+// "(...)" with backslash escapes for the backslash, both parentheses and
+// the line-end bytes (which readers would otherwise normalise); every other
+// byte stands for itself. Empty when the hex form is not longer.
+std::string literalString(const std::string& bytes) {
+  std::string literal;
+  literal.reserve(bytes.size() + 2);
+  literal.push_back('(');
+  for (char c : bytes) {
+    switch (c) {
+      case '\\': literal += "\\\\"; break;
+      case '(': literal += "\\("; break;
+      case ')': literal += "\\)"; break;
+      case '\r': literal += "\\r"; break;
+      case '\n': literal += "\\n"; break;
+      default: literal.push_back(c);
+    }
+    if (literal.size() >= 2 * bytes.size() + 2) return std::string();
+  }
+  literal.push_back(')');
+  return literal.size() <= 2 * bytes.size() + 2 ? literal : std::string();
+}
+
+void writeNested(std::ostream& out, const Value& value, int depth, StringForm strings) {
   if (depth > kMaxDepth) {
     text(out, "null");
     return;
@@ -106,16 +128,22 @@ void writeNested(std::ostream& out, const Value& value, int depth) {
       text(out, formatNumber(value.number, 12, buffer));
       break;
     }
-    case Value::Kind::String:
-      writeHexString(out, value.text);
+    case Value::Kind::String: {
+      const std::string literal = strings == StringForm::Shortest ? literalString(value.text) : std::string();
+      if (literal.empty()) {
+        writeHexString(out, value.text);
+      } else {
+        text(out, literal);
+      }
       break;
+    }
     case Value::Kind::Name:
       text(out, escapeName(value.text));
       break;
     case Value::Kind::Array:
       out.put('[');
       for (const Value& item : value.array) {
-        writeNested(out, item, depth + 1);
+        writeNested(out, item, depth + 1, strings);
         out.put(' ');
       }
       out.put(']');
@@ -126,7 +154,7 @@ void writeNested(std::ostream& out, const Value& value, int depth) {
         out.put('\n');
         text(out, escapeName(key));
         out.put(' ');
-        writeNested(out, item, depth + 1);
+        writeNested(out, item, depth + 1, strings);
       }
       text(out, "\n>>");
       break;
@@ -154,7 +182,9 @@ void writeUnsigned(std::ostream& out, std::uint64_t number) {
   out.write(buffer, result.ptr - buffer);
 }
 
-void writeValue(std::ostream& out, const Value& value) { writeNested(out, value, 0); }
+void writeValue(std::ostream& out, const Value& value, StringForm strings) {
+  writeNested(out, value, 0, strings);
+}
 
 std::string escapeName(std::string_view name) {
   std::string result;

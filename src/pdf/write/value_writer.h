@@ -17,9 +17,13 @@ void writeText(std::ostream& out, std::string_view piece);
 // A whole number in decimal, independent of the stream's locale.
 void writeUnsigned(std::ostream& out, std::uint64_t number);
 
-// Appends the text of one value: strings always as lower-case hex strings,
-// names escaped, numbers with 12 significant digits.
-void writeValue(std::ostream& out, const Value& value);
+// How strings are written: always as lower-case hex strings, or in the
+// shorter of that and a literal string with escapes.
+enum class StringForm { Hex, Shortest };
+
+// Appends the text of one value: strings as `strings` says (hex by
+// default), names escaped, numbers with 12 significant digits.
+void writeValue(std::ostream& out, const Value& value, StringForm strings = StringForm::Hex);
 // "/" and the name's bytes, with "#XX" for bytes that cannot stand in a name.
 std::string escapeName(std::string_view name);
 // A number with 10 significant digits in the shortest general form, but in
