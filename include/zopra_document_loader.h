@@ -685,8 +685,11 @@ ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderWriteDocumentA(ZOPRADocumen
 #define ZOPRA_COMPACT_COMPRESS_STREAMS 0x2u
 /* Objects nothing refers to any more are left out. */
 #define ZOPRA_COMPACT_DROP_UNUSED 0x4u
+/* Objects other than streams are packed into compressed object streams,
+   with a cross-reference stream in place of the table (PDF 1.5). */
+#define ZOPRA_COMPACT_OBJECT_STREAMS 0x8u
 /* All of the above: the smallest file. */
-#define ZOPRA_COMPACT_ALL 0x7u
+#define ZOPRA_COMPACT_ALL 0xFu
 
 /*
  * zopraDocumentLoaderWriteDocumentCompactA
@@ -707,6 +710,10 @@ ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderWriteDocumentA(ZOPRADocumen
  *   - ZOPRA_COMPACT_DROP_UNUSED: only objects reachable from the trailer
  *     (document catalog and Info dictionary) are written; replaced page
  *     contents and emptied object streams are left out.
+ *   - ZOPRA_COMPACT_OBJECT_STREAMS: objects other than streams are written
+ *     into Flate-compressed object streams of up to 100 objects, and the
+ *     file ends with a compressed cross-reference stream instead of a
+ *     classic table; the header version is raised to 1.5 where it is lower.
  *   With any flag, strings are written in the shorter of the literal and
  *   the hex form. With flags 0 it writes exactly what
  *   zopraDocumentLoaderWriteDocumentA writes. The document in the handle is not

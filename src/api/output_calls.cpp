@@ -32,6 +32,7 @@ ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderWriteDocumentCompactA(ZOPRA
     options.subsetFonts = (flags & ZOPRA_COMPACT_SUBSET_FONTS) != 0;
     options.compressStreams = (flags & ZOPRA_COMPACT_COMPRESS_STREAMS) != 0;
     options.dropUnused = (flags & ZOPRA_COMPACT_DROP_UNUSED) != 0;
+    options.objectStreams = (flags & ZOPRA_COMPACT_OBJECT_STREAMS) != 0;
     return statusFor(loader->document.saveCompact(ownedPath, options));
   });
 }

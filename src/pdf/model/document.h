@@ -264,6 +264,9 @@ class Document {
     bool compressStreams = true;
     // Only objects reached from the trailer (Root, Info) are written.
     bool dropUnused = true;
+    // Objects other than streams go into object streams, indexed by a
+    // cross-reference stream (PDF 1.5).
+    bool objectStreams = true;
   };
   // Writes as save does, made smaller as `options` says. The document itself
   // is not changed (apart from what save changes).

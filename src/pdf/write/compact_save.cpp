@@ -65,8 +65,9 @@ Error Document::saveCompact(const std::string& path, const CompactOptions& compa
   options.compressCreated = compact.compressStreams;
   // Literal strings are half the size of hex strings; the plain writer
   // keeps hex strings only because its output is fixed.
-  options.shortStrings = compact.compressStreams || compact.dropUnused || compact.subsetFonts;
+  options.shortStrings = compact.compressStreams || compact.dropUnused || compact.subsetFonts || compact.objectStreams;
   options.onlyReachable = compact.dropUnused;
+  options.objectStreams = compact.objectStreams;
   try {
     if (compact.subsetFonts) {
       for (const auto& [fontPath, font] : embeddedFonts) subsetFont(*this, options, font);

@@ -13,6 +13,7 @@
 #include <cstdint>
 #include <exception>
 #include <locale>
+#include <sstream>
 #include <ostream>
 #include <streambuf>
 #include <string>
@@ -38,6 +39,12 @@ constexpr std::uint32_t kMaxFreeRun = 256;
 constexpr std::uint32_t kMaxGeneration = 65535;
 // Ten digits is all a table entry has for an offset.
 constexpr std::uint64_t kMaxOffset = 9999999999ULL;
+// Objects per object stream: enough for the stream to compress well, few
+// enough that a reader fetching one object decodes little.
+constexpr std::size_t kObjectsPerStream = 100;
+// Bytes of the three fields of a cross-reference stream row: type, offset
+// (or object stream number), generation (or index in the object stream).
+constexpr int kRowWidths[3] = {1, 5, 2};
 
 constexpr const char* kDroppedTrailerKeys[] = {"Encrypt", "Prev",   "XRefStm",     "W",   "Index",
                                                "Length",  "Filter", "DecodeParms", "Type"};
@@ -72,9 +79,14 @@ class CountingBuffer final : public std::streambuf {
 
 struct TableEntry {
   std::uint32_t number;
-  std::uint32_t generation;
-  std::uint64_t offset;
+  std::uint32_t generation;  // or the index inside the object stream
+  std::uint64_t offset;      // or the object stream's number
+  bool packed = false;       // held by an object stream
 };
+
+void putBigEndian(Bytes& out, std::uint64_t value, int width) {
+  for (int shift = 8 * (width - 1); shift >= 0; shift -= 8) out.push_back(static_cast<std::uint8_t>(value >> shift));
+}
 
 // How an object was held before the writer fetched it; the writer gives it
 // back in the same state, so saving a large file does not leave every one of
@@ -96,6 +108,13 @@ class DocumentWriter {
   DocumentWriter(Document& document, std::ostream& file, WriteOptions options)
       : document_(document), options_(std::move(options)), counter_(*file.rdbuf()), out_(&counter_) {
     out_.imbue(std::locale::classic());
+    // Object streams and the cross-reference stream take numbers after
+    // every number the document uses.
+    std::uint64_t highest = document_.nextObjectNumber;
+    if (!document_.objects.empty()) highest = std::max<std::uint64_t>(highest, document_.objects.rbegin()->first);
+    const CompressedIndex& compressed = document_.compressedObjects;
+    if (compressed.size() > 0) highest = std::max<std::uint64_t>(highest, compressed.numberAt(compressed.size() - 1));
+    nextNumber_ = highest + 1;
   }
 
   // Writes the whole file; false when the output stream failed on the way.
@@ -116,6 +135,12 @@ class DocumentWriter {
       for (std::uint32_t number : numbers) writeObject(number);
       if (!numbers.empty()) tableSize = std::uint64_t{numbers.back()} + 1;
     }
+    if (options_.objectStreams) {
+      flushObjectStream();
+      writeCrossReferenceStream();
+      out_.flush();
+      return !out_.fail();
+    }
     const std::uint64_t tableOffset = counter_.position();
     writeTable(tableSize);
     writeTrailer(tableSize, tableOffset);
@@ -127,7 +152,8 @@ class DocumentWriter {
   void writeHeader() {
     // Readers of 1.4 and later handle everything the writer produces; older
     // version numbers are raised to it.
-    const std::string& version = document_.version < "1.4" ? std::string("1.4") : document_.version;
+    const char* oldest = options_.objectStreams ? "1.5" : "1.4";
+    const std::string& version = document_.version < oldest ? std::string(oldest) : document_.version;
     writeText(out_, "%PDF-");
     writeText(out_, version);
     writeText(out_, "\n%\xE2\xE3\xCF\xD3\n");
@@ -188,6 +214,16 @@ class DocumentWriter {
     Object* object = replaced != options_.replacements.end() ? &replaced->second : document_.object(number);
     if (!object) return;
     const Value* type = object->value.isDictionary() ? object->value.find("Type") : nullptr;
+    if (options_.objectStreams && !object->isStream && object->generation == 0) {
+      std::ostringstream text;
+      text.imbue(std::locale::classic());
+      writeValue(text, object->value, strings());
+      pending_.emplace_back(number, text.str());
+      if (options_.onlyReachable) queueReferences(object->value);
+      release(number, held);
+      if (pending_.size() >= kObjectsPerStream) flushObjectStream();
+      return;
+    }
     // Cross-reference streams describe the input file's layout; the new file
     // has its own table.
     if (!(type && type->isName("XRef"))) {
@@ -267,25 +303,118 @@ class DocumentWriter {
     }
   }
 
-  void writeTable(std::uint64_t tableSize) {
-    // Subsections as [first, end) ranges of object numbers.
-    std::vector<std::pair<std::uint64_t, std::uint64_t>> sections;
+  std::uint32_t takeNumber() {
+    if (nextNumber_ > 0xFFFFFFFFULL) throw Exception(Error::Format, "no free PDF object number");
+    return static_cast<std::uint32_t>(nextNumber_++);
+  }
+
+  void startObject(std::uint32_t number) {
+    const std::uint64_t offset = counter_.position();
+    if (offset > kMaxOffset) throw Exception(Error::Io, "failed while writing output PDF");
+    table_.push_back({number, 0, offset});
+    writeUnsigned(out_, number);
+    writeText(out_, " 0 obj\n");
+  }
+
+  void writeStreamObject(const Value& dictionary, const Bytes& data) {
+    writeValue(out_, dictionary, strings());
+    writeText(out_, "\nstream\n");
+    out_.write(reinterpret_cast<const char*>(data.data()), static_cast<std::streamsize>(data.size()));
+    writeText(out_, "\nendstream\nendobj\n");
+  }
+
+  // Writes the objects gathered so far as one object stream: a line of
+  // "number offset" pairs, then the objects, deflated.
+  void flushObjectStream() {
+    if (pending_.empty()) return;
+    std::string header;
+    std::string body;
+    for (const auto& [number, text] : pending_) {
+      header += std::to_string(number) + ' ' + std::to_string(body.size()) + ' ';
+      body += text;
+      body += '\n';
+    }
+    header.back() = '\n';
+    const std::uint32_t streamNumber = takeNumber();
+    std::uint32_t index = 0;
+    for (const auto& [number, text] : pending_) table_.push_back({number, index++, streamNumber, true});
+    Bytes data(header.begin(), header.end());
+    data.insert(data.end(), body.begin(), body.end());
+    const Bytes packed = deflateBytes(data);
+    startObject(streamNumber);
+    writeStreamObject(Value::Dictionary({{"Type", Value::Name("ObjStm")},
+                                         {"N", Value::Number(static_cast<double>(pending_.size()))},
+                                         {"First", Value::Number(static_cast<double>(header.size()))},
+                                         {"Filter", Value::Name("FlateDecode")},
+                                         {"Length", Value::Number(static_cast<double>(packed.size()))}}),
+                      packed);
+    pending_.clear();
+  }
+
+  // The cross-reference stream, holding the trailer's entries, closes the file.
+  void writeCrossReferenceStream() {
+    const std::uint32_t number = takeNumber();
+    const std::uint64_t offset = counter_.position();
+    table_.push_back({number, 0, offset});
+    std::sort(table_.begin(), table_.end(),
+              [](const TableEntry& a, const TableEntry& b) { return a.number < b.number; });
+    const std::uint64_t tableSize = std::uint64_t{number} + 1;
+    Bytes rows;
+    ValueArray index;
+    auto written = table_.begin();
+    for (const auto& [first, end] : sections(tableSize)) {
+      index.push_back(Value::Number(static_cast<double>(first)));
+      index.push_back(Value::Number(static_cast<double>(end - first)));
+      for (std::uint64_t entry = first; entry < end; ++entry) {
+        std::uint64_t fields[3] = {0, 0, entry == 0 ? 65535U : 0U};
+        if (written != table_.end() && written->number == entry) {
+          fields[0] = written->packed ? 2 : 1;
+          fields[1] = written->offset;
+          fields[2] = written->generation;
+          ++written;
+        }
+        for (int i = 0; i < 3; ++i) putBigEndian(rows, fields[i], kRowWidths[i]);
+      }
+    }
+    const Bytes packed = deflateBytes(rows);
+    Value dictionary = writtenTrailer(tableSize);
+    ValueDictionary& entries = dictionary.dictionary;
+    entries.insert_or_assign("Type", Value::Name("XRef"));
+    entries.insert_or_assign("W", Value::Array({Value::Number(kRowWidths[0]), Value::Number(kRowWidths[1]),
+                                                Value::Number(kRowWidths[2])}));
+    entries.insert_or_assign("Index", Value::Array(std::move(index)));
+    entries.insert_or_assign("Filter", Value::Name("FlateDecode"));
+    entries.insert_or_assign("Length", Value::Number(static_cast<double>(packed.size())));
+    writeUnsigned(out_, number);
+    writeText(out_, " 0 obj\n");
+    writeStreamObject(dictionary, packed);
+    writeText(out_, "startxref\n");
+    writeUnsigned(out_, offset);
+    writeText(out_, "\n%%EOF\n");
+  }
+
+  // The table's subsections as [first, end) ranges of object numbers.
+  std::vector<std::pair<std::uint64_t, std::uint64_t>> sections(std::uint64_t tableSize) const {
+    std::vector<std::pair<std::uint64_t, std::uint64_t>> ranges;
     std::uint64_t first = 0;
     std::uint64_t end = 1;
     for (const TableEntry& entry : table_) {
       if (entry.number - end > kMaxFreeRun) {
-        sections.emplace_back(first, end);
+        ranges.emplace_back(first, end);
         first = entry.number;
       }
       end = std::uint64_t{entry.number} + 1;
     }
     // Trailing objects that were not written (an XRef stream, say) are listed as free.
     if (tableSize - end <= kMaxFreeRun) end = tableSize;
-    sections.emplace_back(first, end);
+    ranges.emplace_back(first, end);
+    return ranges;
+  }
 
+  void writeTable(std::uint64_t tableSize) {
     writeText(out_, "xref\n");
     auto written = table_.begin();
-    for (const auto& [sectionFirst, sectionEnd] : sections) {
+    for (const auto& [sectionFirst, sectionEnd] : sections(tableSize)) {
       writeUnsigned(out_, sectionFirst);
       out_.put(' ');
       writeUnsigned(out_, sectionEnd - sectionFirst);
@@ -329,6 +458,9 @@ class DocumentWriter {
   std::vector<TableEntry> table_;
   std::vector<std::uint32_t> queue_;
   std::unordered_set<std::uint32_t> queued_;
+  // Objects waiting for the next object stream: number and written value.
+  std::vector<std::pair<std::uint32_t, std::string>> pending_;
+  std::uint64_t nextNumber_ = 1;
 };
 
 }  // namespace

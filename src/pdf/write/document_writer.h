@@ -16,6 +16,9 @@ struct WriteOptions {
   bool onlyReachable = false;
   // Strings are written in the shorter of the literal and the hex form.
   bool shortStrings = false;
+  // Objects other than streams go into compressed object streams, and the
+  // cross-reference table becomes a compressed cross-reference stream.
+  bool objectStreams = false;
   // Objects written in place of the document's own, by number (the
   // document keeps its objects as they are).
   std::map<std::uint32_t, Object> replacements;
