@@ -148,6 +148,17 @@ void editAndWrite(ZOPRADocumentLoader* loader, std::uint32_t pages, std::uint8_t
     require(copied == pages);
     if (copied > 0) gSink = gSink + static_cast<std::size_t>(zopraDocumentLoaderExtractPageText(reader, 0));
   }
+  // The compact copy (subset font, compressed streams, only what the
+  // trailer reaches) is written wherever the plain one is, and has the same
+  // pages.
+  require(zopraDocumentLoaderWriteDocumentCompactA(loader, copy.path().c_str(), ZOPRA_COMPACT_ALL) ==
+          ZOPRA_STATUS_SUCCESS);
+  if (zopraDocumentLoaderOpenFileA(reader, copy.path().c_str()) == ZOPRA_STATUS_SUCCESS) {
+    std::uint32_t copied = 0;
+    require(zopraDocumentLoaderGetPageCount(reader, &copied) == ZOPRA_STATUS_SUCCESS);
+    require(copied == pages);
+    if (copied > 0) gSink = gSink + static_cast<std::size_t>(zopraDocumentLoaderExtractPageText(reader, 0));
+  }
   zopraDocumentLoaderDestroy(reader);
 }
 

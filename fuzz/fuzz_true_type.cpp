@@ -1,13 +1,17 @@
 // Fuzz target: the input is a TrueType font file. A font that loads must
 // answer every glyph lookup, from a glyph index within its table or 0, or
-// with the reader's own exception.
+// with the reader's own exception. The glyphs found are then kept in a
+// subset, as the compact writer does, which either fails or gives a font.
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 #include <memory>
+#include <optional>
+#include <set>
 
 #include "pdf/edit/true_type.h"
 #include "pdf/model/error.h"
+#include "pdf/write/font_subset.h"
 
 namespace {
 
@@ -33,12 +37,17 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     points[11 + i] = static_cast<std::uint32_t>(data[i * 4]) << 24 | data[i * 4 + 1] << 16 |
                      data[i * 4 + 2] << 8 | data[i * 4 + 3];
   }
+  std::set<std::uint16_t> glyphs;
+  std::set<std::uint32_t> unicodes;
   for (std::uint32_t point : points) {
     try {
-      volatile std::uint16_t glyph = font->glyph(point);
-      (void)glyph;
+      glyphs.insert(font->glyph(point));
+      unicodes.insert(point);
     } catch (const zopra::pdf::Exception&) {
     }
   }
+  const std::optional<zopra::pdf::Bytes> subset = zopra::pdf::subsetTrueType(font->bytes, glyphs, unicodes);
+  require(!subset || !subset->empty());
+  require(!zopra::pdf::postScriptName(font->bytes).empty());
   return 0;
 }

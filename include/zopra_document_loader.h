@@ -705,13 +705,15 @@ ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderGetImageBuffer(ZOPRADocumen
  *   fontPath           [in] NUL-terminated path of a TrueType font file
  *                      (glyph outlines, not CFF) with a Unicode character
  *                      map, in the platform's narrow encoding; not empty.
- *   fontSize           [in] font size, above 0 (the item's own size is
+ *   fontSize           [in] font size, finite, above 0 and at most 10000
+ *                      (the item's own size is
  *                      ZOPRADocumentLoaderTextInfo.fontSize).
  *   horizontalScaling  [in] horizontal scaling factor, 1.0 for 100 %.
  * Returns
  *   ZOPRA_STATUS_SUCCESS; ZOPRA_STATUS_INVALID_ARGUMENT when loader, text or
  *   fontPath is NULL or empty, no document is open, page or index is out of
- *   range, fontSize is not above 0, or text is not valid UTF-8;
+ *   range, fontSize is not finite, not above 0 or above 10000, or text is
+ *   not valid UTF-8;
  *   ZOPRA_STATUS_OTHER_ERROR when the font file cannot be read or is not a
  *   usable TrueType font; ZOPRA_STATUS_MEMORY_INSUFFICIENT.
  */
@@ -753,10 +755,13 @@ ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderGetTextWidth(ZOPRADocumentL
 /*
  * zopraDocumentLoaderDrawText
  *   Draws the text set by the last successful zopraDocumentLoaderSetTextA on
- *   its page, in a content stream of its own added after the page's content.
+ *   its page, after the page's content; the texts drawn on a page between
+ *   two writes of the document share one content stream. Content that
+ *   leaves graphics states open is closed with as many Q first.
  *   The first time text is drawn on a page, the page's earlier content is
  *   enclosed in q ... Q so that its graphics state does not affect the new
- *   text. The font file is embedded whole, once per font path, as a Type0
+ *   text. The font file is embedded whole (zopraDocumentLoaderWriteDocumentCompactA
+ *   keeps only the glyphs drawn), once per font path, as a Type0
  *   font with a ToUnicode map, so readers show the text and extract it again
  *   as text; later texts in the same font, on any page, share it. Each call
  *   draws the text again: call it once per text. Write the document
@@ -802,6 +807,64 @@ ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderDrawText(ZOPRADocumentLoade
  */
 ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderWriteDocumentA(ZOPRADocumentLoader* loader,
                                                                    const char* path);
+
+/* Flags of zopraDocumentLoaderWriteDocumentCompactA; combine with |. */
+/* Fonts embedded by zopraDocumentLoaderDrawText keep only the glyphs drawn. */
+#define ZOPRA_COMPACT_SUBSET_FONTS 0x1u
+/* Streams the library made or rewrote are Flate-compressed. */
+#define ZOPRA_COMPACT_COMPRESS_STREAMS 0x2u
+/* Objects nothing refers to any more are left out. */
+#define ZOPRA_COMPACT_DROP_UNUSED 0x4u
+/* Objects other than streams are packed into compressed object streams,
+   with a cross-reference stream in place of the table (PDF 1.5). */
+#define ZOPRA_COMPACT_OBJECT_STREAMS 0x8u
+/* All of the above: the smallest file. */
+#define ZOPRA_COMPACT_ALL 0xFu
+
+/*
+ * zopraDocumentLoaderWriteDocumentCompactA
+ *   Writes the open document like zopraDocumentLoaderWriteDocumentA (same
+ *   structure, same temporary-name-and-rename, same statuses), but smaller,
+ *   as flags choose:
+ *   - ZOPRA_COMPACT_SUBSET_FONTS: each TrueType font embedded by
+ *     zopraDocumentLoaderDrawText keeps only the glyphs drawn with it (plus
+ *     .notdef and the parts of composite glyphs); glyph numbers are kept.
+ *     Its BaseFont and FontName become "ABCDEF+PostScriptName" (a six-letter
+ *     subset tag and the font's PostScript name). A font the subsetter
+ *     cannot handle is embedded whole under its plain PostScript name; the
+ *     write still succeeds.
+ *   - ZOPRA_COMPACT_COMPRESS_STREAMS: every stream the library created or
+ *     rewrote (content after removal, drawn text, ToUnicode maps, font
+ *     files) is Flate-compressed. Streams read from the input keep their
+ *     stored bytes.
+ *   - ZOPRA_COMPACT_DROP_UNUSED: only objects reachable from the trailer
+ *     (document catalog and Info dictionary) are written; replaced page
+ *     contents and emptied object streams are left out.
+ *   - ZOPRA_COMPACT_OBJECT_STREAMS: objects other than streams are written
+ *     into Flate-compressed object streams of up to 100 objects, and the
+ *     file ends with a compressed cross-reference stream instead of a
+ *     classic table; the header version is raised to 1.5 where it is lower.
+ *   With any flag, strings are written in the shorter of the literal and
+ *   the hex form. With flags 0 it writes exactly what
+ *   zopraDocumentLoaderWriteDocumentA writes. The document in the handle is not
+ *   changed: it can be edited and written again. Writing (either call) ends
+ *   the drawing session: texts drawn afterwards go into a new content
+ *   stream of the page.
+ * Parameters
+ *   loader  [in] the handle.
+ *   path    [in] NUL-terminated path of the file to write, in the platform's
+ *           narrow encoding; must not be NULL or empty. An existing file is
+ *           replaced.
+ *   flags   [in] ZOPRA_COMPACT_* values combined with |; ZOPRA_COMPACT_ALL
+ *           for the smallest file.
+ * Returns
+ *   As zopraDocumentLoaderWriteDocumentA; ZOPRA_STATUS_INVALID_ARGUMENT also
+ *   when flags holds a bit that is not a ZOPRA_COMPACT_* value.
+ * Ownership
+ *   The caller keeps path; the handle and its document stay open.
+ */
+ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderWriteDocumentCompactA(ZOPRADocumentLoader* loader,
+                                                                          const char* path, uint32_t flags);
 
 /*
  * zopraDocumentLoaderWriteDocumentW

@@ -455,7 +455,7 @@ int openForWriting(const char* input, const char* output, ZOPRADocumentLoader** 
   return result != EXIT_OK ? result : openDocument(input, loader);
 }
 
-int writeAndClose(ZOPRADocumentLoader* loader, const char* input, const char* output) {
+int writeAndClose(ZOPRADocumentLoader* loader, const char* input, const char* output, int plain) {
   struct stat info;
   int existed = stat(output, &info) == 0;
   int32_t status;
@@ -468,7 +468,8 @@ int writeAndClose(ZOPRADocumentLoader* loader, const char* input, const char* ou
     return EXIT_WRITE_FAILED;
   }
   close(descriptor);
-  status = zopraDocumentLoaderWriteDocumentA(loader, output);
+  status = plain ? zopraDocumentLoaderWriteDocumentA(loader, output)
+                 : zopraDocumentLoaderWriteDocumentCompactA(loader, output, ZOPRA_COMPACT_ALL);
   zopraDocumentLoaderDestroy(loader);
   if (status == ZOPRA_STATUS_SUCCESS) return EXIT_OK;
   if (!existed) unlink(output);

@@ -137,10 +137,12 @@ int openDocument(const char* path, ZOPRADocumentLoader** loader);
 /* Opens `input` into a new handle, after checking that `output` is not the
  * input itself (refused with EXIT_USAGE). */
 int openForWriting(const char* input, const char* output, ZOPRADocumentLoader** loader);
-/* Writes the document to `output` and releases the handle. A file that
- * cannot be created is reported with the system's reason; a failed write
- * leaves no new file behind. */
-int writeAndClose(ZOPRADocumentLoader* loader, const char* input, const char* output);
+/* Writes the document to `output` and releases the handle: compact (fonts
+ * subset, new streams compressed, unused objects left out), or with `plain`
+ * exactly as zopraDocumentLoaderWriteDocumentA writes. A file that cannot be
+ * created is reported with the system's reason; a failed write leaves no new
+ * file behind. */
+int writeAndClose(ZOPRADocumentLoader* loader, const char* input, const char* output, int plain);
 
 int runInfo(int argc, char** argv);
 int runText(int argc, char** argv);

@@ -27,6 +27,7 @@ typedef struct {
   int shrink;
   int exact; /* object map keys compared byte for byte */
   double minSize; /* 0: half the item's size */
+  int plain;      /* written as zopraDocumentLoaderWriteDocumentA writes */
 } ReplaceOptions;
 
 /* One entry of an array map; page and item from 0, entry from 1. */
@@ -76,6 +77,8 @@ static int parseReplaceArguments(int argc, char** argv, ReplaceOptions* options)
       return EXIT_HELP_SHOWN;
     } else if (strcmp(argument, "--map") == 0 && value) {
       options->mapPath = argv[++i];
+    } else if (strcmp(argument, "--plain") == 0) {
+      options->plain = 1;
     } else if (strcmp(argument, "--font") == 0 && value) {
       options->fontPath = argv[++i];
     } else if (strcmp(argument, "--fit") == 0 && value) {
@@ -535,7 +538,7 @@ int runReplace(int argc, char** argv) {
      * half a job. Pages that could not be read are named and left as they
      * are, and text that could not be removed is named; the rest is done. */
     if (result == EXIT_OK || result == EXIT_PAGES_UNREAD || result == EXIT_TEXT_LEFT) {
-      int written = writeAndClose(loader, options.input, options.output);
+      int written = writeAndClose(loader, options.input, options.output, options.plain);
       if (written != EXIT_OK) result = written;
     } else {
       zopraDocumentLoaderDestroy(loader);

@@ -13,6 +13,7 @@ int runRewrite(int argc, char** argv) {
   const char* paths[2] = {NULL, NULL};
   int pathCount = 0;
   int onlyFiles = 0;
+  int plain = 0;
   ZOPRADocumentLoader* loader = NULL;
   int result;
   int i;
@@ -20,6 +21,8 @@ int runRewrite(int argc, char** argv) {
     const char* argument = argv[i];
     if (!onlyFiles && strcmp(argument, "--") == 0) {
       onlyFiles = 1;
+    } else if (!onlyFiles && strcmp(argument, "--plain") == 0) {
+      plain = 1;
     } else if (!onlyFiles && (strcmp(argument, "--help") == 0 || strcmp(argument, "-h") == 0)) {
       printHelp();
       return EXIT_OK;
@@ -34,7 +37,7 @@ int runRewrite(int argc, char** argv) {
   if (pathCount < 2) return usageError("rewrite needs an input and an output file", NULL);
   result = openForWriting(paths[0], paths[1], &loader);
   if (result != EXIT_OK) return result;
-  return writeAndClose(loader, paths[0], paths[1]);
+  return writeAndClose(loader, paths[0], paths[1], plain);
 }
 
 /* Parses "N" or a list of "N" and "N-M" separated by commas (from 1) into a
@@ -170,6 +173,7 @@ int runErase(int argc, char** argv) {
   PageItem* items;
   size_t itemRoom = 0;
   size_t itemCount = 0;
+  int plain = 0;
   ZOPRADocumentLoader* loader = NULL;
   unsigned char* wholePages = NULL;
   uint32_t pages = 0;
@@ -189,6 +193,8 @@ int runErase(int argc, char** argv) {
       result = EXIT_HELP_SHOWN;
     } else if (strcmp(argument, "--pages") == 0 && i + 1 < argc) {
       pageList = argv[++i];
+    } else if (strcmp(argument, "--plain") == 0) {
+      plain = 1;
     } else if (strcmp(argument, "--items") == 0 && i + 1 < argc) {
       if (!parseItems(argv[++i], items, &itemCount)) result = usageError("not a PAGE:ITEM,... list", argv[i]);
     } else if (argument[0] == '-' && argument[1] != '\0') {
@@ -222,7 +228,7 @@ int runErase(int argc, char** argv) {
     return result;
   }
   {
-    int written = writeAndClose(loader, paths[0], paths[1]);
+    int written = writeAndClose(loader, paths[0], paths[1], plain);
     return written != EXIT_OK ? written : result;
   }
 }

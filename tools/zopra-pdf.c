@@ -18,6 +18,12 @@
   "                 of the document)\n"
 #define PAGE_OPTION "  --page N       page N alone, as -f N -l N\n"
 #define JSON_OPTION "  --json         print the result as one JSON object\n"
+/* OUT is compact by default: fonts cut to the glyphs drawn, new streams
+ * compressed, objects nothing uses left out. */
+#define PLAIN_OPTION                                                                \
+  "  --plain        write as the library's plain writer does: whole fonts, new\n" \
+  "                 streams uncompressed, every object, one cross-reference\n"    \
+  "                 table\n"
 #define NEVER_THE_INPUT                                                               \
   "OUT is written only when no mistake or failure stopped the job (pages that\n"    \
   "cannot be read do not). An OUT that is IN itself, under any name, is refused\n" \
@@ -81,14 +87,14 @@ static const Subcommand kSubcommands[] = {
      "format (jpeg, jpx, other), size of the stored bytes, and the box where the\n"
      "page shows it (- when it cannot be matched to the page's graphics).\n",
      runImages},
-    {"rewrite", "IN OUT",
-     "write IN anew as OUT: unencrypted, plain cross-reference table",
-     "Opens IN and writes it to OUT as a new, unencrypted PDF file with a plain\n"
-     "cross-reference table.\n",
-     "",
+    {"rewrite", "IN OUT [--plain]",
+     "write IN anew as OUT: unencrypted, compact unless --plain",
+     "Opens IN and writes it to OUT as a new, unencrypted PDF file, leaving out\n"
+     "objects nothing refers to.\n",
+     PLAIN_OPTION,
      "Nothing on standard output.\n" NEVER_THE_INPUT,
      runRewrite},
-    {"erase", "IN OUT [--pages LIST] [--items PAGE:I,J,...]",
+    {"erase", "IN OUT [--pages LIST] [--items PAGE:I,J,...] [--plain]",
      "write IN as OUT without the text of the pages (default all) or items",
      "Writes IN to OUT without the text of the chosen pages or items; without\n"
      "--pages and --items, without the text of every page. A page that cannot be\n"
@@ -96,7 +102,7 @@ static const Subcommand kSubcommands[] = {
      "  --pages LIST   the pages whose text goes, as 1,3-5 (from 1)\n"
      "  --items P:I,J  items I, J, ... of page P, numbered as items prints them;\n"
      "                 may be given again; all items of one page are numbered as\n"
-     "                 items prints them for the input\n",
+     "                 items prints them for the input\n" PLAIN_OPTION,
      "Nothing on standard output.\n" NEVER_THE_INPUT,
      runErase},
     {"replace", "IN OUT --map MAP.json [OPTIONS]",
@@ -116,7 +122,7 @@ static const Subcommand kSubcommands[] = {
      "                 /usr/share/fonts/truetype/dejavu/DejaVuSans.ttf)\n"
      "  --fit M        shrink (default) draws a text wider than its item smaller,\n"
      "                 size by size down to --min-size; none keeps the item's size\n"
-     "  --min-size PT  the smallest size to shrink to (default half the item's)\n",
+     "  --min-size PT  the smallest size to shrink to (default half the item's)\n" PLAIN_OPTION,
      "One line: \"replaced N items on P pages (S shrunk, O overflowing); wrote OUT,\n"
      "B bytes\". Texts that still do not fit, keys of an object map that match no\n"
      "item, and pages that cannot be read are reported on standard error.\n"

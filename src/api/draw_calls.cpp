@@ -3,6 +3,7 @@
 
 #include "api/loader.h"
 #include "api/status.h"
+#include "pdf/edit/text_drawing.h"
 #include "zopra_document_loader.h"
 
 using zopra::api::guarded;
@@ -22,8 +23,9 @@ ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderSetTextA(ZOPRADocumentLoade
     if (!loader || !text || !loader->opened || text[0] == '\0' || ownedFontPath.empty()) {
       return ZOPRA_STATUS_INVALID_ARGUMENT;
     }
-    // Only a size at or below 0 is refused; NaN passes.
-    if (page >= loader->document.pages.size() || fontSize <= 0.0 || index >= loader->textEntries.size()) {
+    // Sizes that are not finite, not above 0 or absurdly large are refused.
+    if (page >= loader->document.pages.size() || !zopra::pdf::validFontSize(fontSize) ||
+        index >= loader->textEntries.size()) {
       return ZOPRA_STATUS_INVALID_ARGUMENT;
     }
     // Reset first: after a failure below, nothing is left to measure or draw.

@@ -21,6 +21,22 @@ ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderWriteDocumentA(ZOPRADocumen
   });
 }
 
+ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderWriteDocumentCompactA(ZOPRADocumentLoader* loader,
+                                                                          const char* path, uint32_t flags) {
+  if (!loader || !path || !loader->opened || path[0] == '\0' || (flags & ~ZOPRA_COMPACT_ALL) != 0) {
+    return ZOPRA_STATUS_INVALID_ARGUMENT;
+  }
+  return guarded([&] {
+    std::string ownedPath(path);
+    zopra::pdf::Document::CompactOptions options;
+    options.subsetFonts = (flags & ZOPRA_COMPACT_SUBSET_FONTS) != 0;
+    options.compressStreams = (flags & ZOPRA_COMPACT_COMPRESS_STREAMS) != 0;
+    options.dropUnused = (flags & ZOPRA_COMPACT_DROP_UNUSED) != 0;
+    options.objectStreams = (flags & ZOPRA_COMPACT_OBJECT_STREAMS) != 0;
+    return statusFor(loader->document.saveCompact(ownedPath, options));
+  });
+}
+
 ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderWriteDocumentW(ZOPRADocumentLoader*,
                                                                    const wchar_t*) {
   return ZOPRA_STATUS_NOT_SUPPORTED;

@@ -108,6 +108,7 @@ static void checkWithoutDocument(ZOPRADocumentLoader* loader) {
   EXPECT(BAD, zopraDocumentLoaderGetTextWidth(loader, &width));
   EXPECT(BAD, zopraDocumentLoaderDrawText(loader));
   EXPECT(BAD, zopraDocumentLoaderWriteDocumentA(loader, paths[1]));
+  EXPECT(BAD, zopraDocumentLoaderWriteDocumentCompactA(loader, paths[1], ZOPRA_COMPACT_ALL));
   if (!loader) {
     EXPECT(BAD, zopraDocumentLoaderGetGraphics(NULL, infos, 0));
     EXPECT(BAD, zopraDocumentLoaderGetPageText(NULL, chars, sizeof chars));
@@ -169,9 +170,13 @@ static void checkDocument(ZOPRADocumentLoader* loader, ZOPRADocumentLoader* read
   EXPECT(BAD, zopraDocumentLoaderSetTextA(loader, "", 0, 0, "f.ttf", 10.0, 1.0));
   EXPECT(BAD, zopraDocumentLoaderSetTextA(loader, "x", 0, 1, "f.ttf", 10.0, 1.0));
   EXPECT(BAD, zopraDocumentLoaderSetTextA(loader, "x", 0, 0, "f.ttf", -1.0, 1.0));
+  EXPECT(BAD, zopraDocumentLoaderSetTextA(loader, "x", 0, 0, "f.ttf", NAN, 1.0));
+  EXPECT(BAD, zopraDocumentLoaderSetTextA(loader, "x", 0, 0, "f.ttf", 1e300, 1.0));
   EXPECT(OTHER, zopraDocumentLoaderSetTextA(loader, "x", 0, 0, paths[3], 10.0, 1.0));
 
   EXPECT(BAD, zopraDocumentLoaderWriteDocumentA(loader, ""));
+  EXPECT(BAD, zopraDocumentLoaderWriteDocumentCompactA(loader, paths[1], ZOPRA_COMPACT_ALL + 1));
+  EXPECT(OK, zopraDocumentLoaderWriteDocumentCompactA(loader, paths[1], ZOPRA_COMPACT_ALL));
   EXPECT(OK, zopraDocumentLoaderWriteDocumentA(loader, paths[1]));
   EXPECT(OK, zopraDocumentLoaderOpenFileA(reader, paths[1]));
   EXPECT(OK, zopraDocumentLoaderGetPageSize(reader, &width, &height, &rotation, 1));

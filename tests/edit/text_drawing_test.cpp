@@ -3,6 +3,9 @@
 // and resources afterwards.
 #include <gtest/gtest.h>
 
+#include <cmath>
+#include <functional>
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -10,6 +13,7 @@
 #include "pdf/edit/text_drawing.h"
 #include "pdf/edit/true_type.h"
 #include "support/load_helpers.h"
+#include "support/test_files.h"
 #include "support/true_type_builder.h"
 
 namespace zopra::pdf {
@@ -188,12 +192,14 @@ TEST(TextDrawing, TextsInOneFontShareItAndPagesAreWrappedOnce) {
 
   // Wrapped once, then each drawing appended.
   const std::vector<std::uint32_t> page0 = contents(0);
-  ASSERT_EQ(page0.size(), 7u);
+  // One stream holds both texts: they were drawn in one session.
+  ASSERT_EQ(page0.size(), 6u);
   EXPECT_EQ(std::vector<std::uint32_t>(page0.begin() + 1, page0.begin() + 4), (std::vector<std::uint32_t>{8, 9, 10}));
   EXPECT_EQ(streamText(document, Value::Reference(page0[0], 0)), "q\n");
   EXPECT_EQ(streamText(document, Value::Reference(page0[4], 0)), "Q\n");
+  EXPECT_NE(streamText(document, Value::Reference(page0[5], 0)).find("Tm\n<00030001> Tj"), std::string::npos);
   const std::vector<std::uint32_t> page1 = contents(1);
-  ASSERT_EQ(page1.size(), 5u);
+  ASSERT_EQ(page1.size(), 4u);
   EXPECT_EQ(page1[1], 7u);
   // The q/Q pair keeps the page's scaling away from the new text.
   std::vector<TextEntry> entries;
@@ -223,6 +229,139 @@ TEST(TextDrawing, ARunOfAnEarlierSessionKeepsItsFontName) {
   ASSERT_EQ(document->drawText(0, state), Error::None);
   EXPECT_EQ(document->embeddedFonts.begin()->second.resourceName, "ZDL1");
   EXPECT_EQ(itemTexts(*document.document, 0), (std::vector<std::string>{"Old", "AB"}));
+}
+
+// One page (or two) whose content is `content`, with a Helvetica F1 and,
+// when `zdl0` is set, a Helvetica that an earlier run named ZDL0. `extra`
+// adds objects (from number 10).
+test::Loaded onePage(const std::string& content, const std::string& contentsEntry = "5 0 R",
+                     const std::string& extra = "", bool secondPageWithZdl0 = false) {
+  test::PdfBuilder b;
+  b.object(1, "<< /Type /Catalog /Pages 2 0 R >>");
+  b.object(2, secondPageWithZdl0 ? "<< /Type /Pages /Kids [4 0 R 6 0 R] /Count 2 >>"
+                                 : "<< /Type /Pages /Kids [4 0 R] /Count 1 >>");
+  b.object(3, "<< /Type /Font /Subtype /Type1 /BaseFont /Helvetica >>");
+  b.object(4, "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 612 792] "
+              "/Resources << /Font << /F1 3 0 R >> >> /Contents " + contentsEntry + " >>");
+  b.stream(5, "", content);
+  if (secondPageWithZdl0) {
+    b.object(6, "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 612 792] "
+                "/Resources << /Font << /ZDL0 3 0 R >> >> /Contents 7 0 R >>");
+    b.stream(7, "", "BT /ZDL0 10 Tf 72 700 Td (Old) Tj ET");
+  }
+  if (!extra.empty()) b.object(10, extra);
+  b.finishWithTable("/Root 1 0 R");
+  return test::loadBuilder(b, "fault.pdf");
+}
+
+TEST(TextDrawing, DrawingAndWritingFaults) {
+  const std::string fontPath = writeFont("abc.ttf", abcFont());
+  const double nan = std::numeric_limits<double>::quiet_NaN();
+  const double inf = std::numeric_limits<double>::infinity();
+  const struct {
+    const char* fault;
+    std::function<void()> check;
+  } cases[] = {
+      {"a font drawn on a page of an earlier file that names another font ZDL0 gets another name there",
+       [&] {
+         auto loaded = onePage("BT /F1 10 Tf 72 700 Td (Hello) Tj ET", "5 0 R", "", true);
+         ASSERT_EQ(loaded.result, Error::None);
+         Document& document = *loaded.document;
+         const Document::DrawState ab = prepared(document, "AB", fontPath);
+         ASSERT_EQ(document.drawText(0, ab), Error::None);  // ZDL0 is free on page 1
+         ASSERT_EQ(document.drawText(1, ab), Error::None);
+         EXPECT_EQ(itemTexts(document, 1), (std::vector<std::string>{"Old", "AB"}));
+         EXPECT_EQ(itemTexts(document, 0), (std::vector<std::string>{"Hello", "AB"}));
+       }},
+      {"font sizes that are not finite and positive, or absurdly large, are refused",
+       [&] {
+         Document document;
+         for (double size : {0.0, -1.0, nan, inf, -inf, 1e300, 10000.5}) {
+           Document::DrawState state;
+           state.text = "AB";
+           state.fontPath = fontPath;
+           state.fontSize = size;
+           EXPECT_EQ(document.prepareText(state), Error::InvalidArgument) << size;
+           EXPECT_TRUE(state.glyphs.empty()) << size;
+         }
+         Document::DrawState largest;
+         largest.text = "AB";
+         largest.fontPath = fontPath;
+         largest.fontSize = 10000;
+         EXPECT_EQ(document.prepareText(largest), Error::None);
+       }},
+      {"numbers past 2^53 and far below 1 are written so that readers take them",
+       [&] {
+         auto loaded = onePage("", "5 0 R", "[10000000000000000000 0.000000000000000000001 -123456789e10]");
+         ASSERT_EQ(loaded.result, Error::None);
+         Document& document = *loaded.document;
+         Object* numbers = document.object(10);
+         ASSERT_TRUE(numbers);
+         numbers->value = Value::Array({Value::Number(1e19), Value::Number(1e-21), Value::Number(-1.23456789e18)});
+         const std::string path = test::tempDirectory() + "/numbers.pdf";
+         ASSERT_EQ(document.save(path), Error::None);
+         Document reread;
+         ASSERT_EQ(reread.load(path), Error::None);
+         const Object* back = reread.object(10);
+         ASSERT_TRUE(back && back->value.isArray() && back->value.array.size() == 3);
+         EXPECT_EQ(back->value.array[0].number, 1e19);
+         EXPECT_NEAR(back->value.array[1].number / 1e-21, 1, 1e-9);
+         EXPECT_EQ(back->value.array[2].number, -1.23456789e18);
+         if (test::haveProgram("qpdf")) {
+           EXPECT_EQ(test::run("qpdf --check '" + path + "' >/dev/null 2>&1"), 0);
+         }
+       }},
+      {"content that leaves q open (with a cm, and a q inside inline image data) is closed before new text",
+       [&] {
+         auto loaded = onePage("q q 0.5 0 0 0.5 0 0 cm BI /W 2 /H 1 /CS /G /BPC 8 ID qq EI "
+                               "BT /F1 10 Tf 72 700 Td (Hello) Tj ET");
+         ASSERT_EQ(loaded.result, Error::None);
+         Document& document = *loaded.document;
+         ASSERT_EQ(document.drawText(0, prepared(document, "AB", fontPath, 72, 500)), Error::None);
+         std::vector<TextEntry> entries;
+         ASSERT_EQ(document.extractText(0, entries, nullptr), Error::None);
+         ASSERT_EQ(entries.size(), 2u);
+         EXPECT_EQ(entries[0].a, 0.5);
+         EXPECT_EQ(entries[1].text, "AB");
+         EXPECT_EQ(entries[1].a, 1);
+         EXPECT_EQ(entries[1].f, 500);
+       }},
+      {"a Contents that refers to an array object is flattened, not nested",
+       [&] {
+         for (const char* array : {"[]", "[5 0 R]"}) {
+           auto loaded = onePage("BT /F1 10 Tf 72 700 Td (Hello) Tj ET", "10 0 R", array);
+           ASSERT_EQ(loaded.result, Error::None);
+           Document& document = *loaded.document;
+           ASSERT_EQ(document.drawText(0, prepared(document, "AB", fontPath)), Error::None);
+           for (std::uint32_t stream : document.pageContentObjects(document.pages[0])) {
+             EXPECT_TRUE(document.object(stream)->isStream) << array << ' ' << stream;
+           }
+           const Value* contents = document.pageDictionary(document.pages[0])->find("Contents");
+           ASSERT_TRUE(contents);
+           const ValueArray elements = contents->isArray() ? contents->array : ValueArray{*contents};
+           for (const Value& element : elements) {
+             EXPECT_TRUE(element.isReference() && document.object(element.objectNumber)->isStream) << array;
+           }
+         }
+       }},
+      {"texts drawn on a page share one stream until the document is written",
+       [&] {
+         auto loaded = onePage("BT /F1 10 Tf 72 700 Td (Hello) Tj ET");
+         ASSERT_EQ(loaded.result, Error::None);
+         Document& document = *loaded.document;
+         ASSERT_EQ(document.drawText(0, prepared(document, "AB", fontPath, 72, 500)), Error::None);
+         ASSERT_EQ(document.drawText(0, prepared(document, "AB", fontPath, 72, 400)), Error::None);
+         const std::size_t before = document.pageContentObjects(document.pages[0]).size();
+         ASSERT_EQ(document.save(test::tempDirectory() + "/session.pdf"), Error::None);
+         ASSERT_EQ(document.drawText(0, prepared(document, "AB", fontPath, 72, 300)), Error::None);
+         EXPECT_EQ(document.pageContentObjects(document.pages[0]).size(), before + 1);
+         EXPECT_EQ(itemTexts(document, 0), (std::vector<std::string>{"Hello", "AB", "AB", "AB"}));
+       }},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.fault);
+    c.check();
+  }
 }
 
 }  // namespace

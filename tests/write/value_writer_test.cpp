@@ -38,7 +38,13 @@ std::vector<Case> cases() {
       {"one", Value::Number(1), "1"},
       {"half", Value::Number(0.5), "0.5"},
       {"tiny", Value::Number(1e-12), "0.000000000001"},
-      {"below the decimals kept", Value::Number(-1e-30), "0"},
+      // PDF has no exponents: small magnitudes in full decimals, never 0 ...
+      {"far below one", Value::Number(-1e-21), "-0.000000000000000000001"},
+      // ... and integers past 2^53 as reals, which readers do not take as
+      // (overflowing) integers.
+      {"past 2^53", Value::Number(1e19), "10000000000000000000.0"},
+      {"2^53 - 1", Value::Number(9007199254740991.0), "9007199254740991"},
+      {"2^53", Value::Number(9007199254740992.0), "9007199254740992.0"},
       {"negative", Value::Number(-3.25), "-3.25"},
       {"twelve digits", Value::Number(123456789012.0), "123456789012"},
       {"rounding noise", Value::Number(0.1 + 0.2), "0.3"},

@@ -118,6 +118,7 @@ _PROTOTYPES = {
     "zopraDocumentLoaderGetTextWidth": (_status, [_handle, _double_p]),
     "zopraDocumentLoaderDrawText": (_status, [_handle]),
     "zopraDocumentLoaderWriteDocumentA": (_status, [_handle, _text]),
+    "zopraDocumentLoaderWriteDocumentCompactA": (_status, [_handle, _text, _u32]),
 }
 
 

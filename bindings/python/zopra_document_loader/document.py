@@ -15,6 +15,9 @@ PathArg = Union[str, bytes, "os.PathLike[str]", "os.PathLike[bytes]"]
 
 # Components per colour type: none, grey, RGB, CMYK.
 _COMPONENTS = {0: 0, 1: 1, 2: 3, 3: 4}
+# ZOPRA_COMPACT_ALL: subset fonts, compress new streams, leave out unused
+# objects, pack objects into object streams.
+_COMPACT_ALL = 0xF
 
 
 def _encode_path(path: PathArg) -> bytes:
@@ -134,12 +137,22 @@ class Document:
 
     # -- output -----------------------------------------------------------
 
-    def save(self, path: PathArg) -> None:
+    def save(self, path: PathArg, compact: bool = True) -> None:
         """Write the document with every change made so far to a new,
-        unencrypted PDF file (replaced whole, or left untouched on failure)."""
-        self._call(
-            "zopraDocumentLoaderWriteDocumentA", _encode_path(path), label=repr(os.fsdecode(path))
-        )
+        unencrypted PDF file (replaced whole, or left untouched on failure).
+
+        By default the file is compact: fonts of drawn text keep only the
+        glyphs drawn, streams the library made are compressed, objects
+        nothing refers to any more are left out and the others are packed
+        into compressed object streams. ``compact=False`` writes
+        every object as it is, without compressing anything."""
+        label = repr(os.fsdecode(path))
+        if compact:
+            self._call(
+                "zopraDocumentLoaderWriteDocumentCompactA", _encode_path(path), _COMPACT_ALL, label=label
+            )
+        else:
+            self._call("zopraDocumentLoaderWriteDocumentA", _encode_path(path), label=label)
 
 
 class Page:

@@ -1,17 +1,20 @@
 // Document::prepareText and Document::drawText: new text measured with a
 // TrueType font file and drawn on a page with that font embedded.
 //
-// The font file goes into the document whole (no subsetting) as a Type0
-// font with Identity-H encoding over a CIDFontType2 descendant whose CIDs
-// are the glyph indices, so the shown string is simply the glyph indices.
+// The font file goes into the document whole as a Type0 font with
+// Identity-H encoding over a CIDFontType2 descendant whose CIDs are the
+// glyph indices, so the shown string is simply the glyph indices (the
+// compact writer cuts it down to the glyphs drawn, keeping their indices).
 // Its W array and ToUnicode map grow with every drawing, covering every
 // glyph drawn so far in that font on any page.
+#include <cmath>
 #include <filesystem>
 #include <fstream>
 #include <string>
 #include <system_error>
 #include <utility>
 
+#include "pdf/content/content_lexer.h"
 #include "pdf/edit/text_drawing.h"
 #include "pdf/edit/text_removal.h"
 #include "pdf/edit/true_type.h"
@@ -32,6 +35,12 @@ constexpr std::uint32_t kSpace = 0x20;
 // Font files kept parsed per document; a caller that cycles through more
 // paths than this reads them again.
 constexpr std::size_t kMaxFontFiles = 8;
+// Font sizes above this (in text space units, 10000 is 139 inches at an
+// identity matrix) are taken for mistakes: no page shows such a glyph.
+constexpr double kMaxFontSize = 10000;
+// Graphics states the page's own content may leave open that are closed
+// before new text; content nesting deeper than this is not worth restoring.
+constexpr std::size_t kMaxOpenStates = 100000;
 
 std::string decimal(double value) { return numberText(value, kContentDigits); }
 
@@ -106,6 +115,7 @@ Document::EmbeddedFont embedFont(Document& document, const TrueType& font, std::
           .createStream(Value::Dictionary({{"Length1", integer(static_cast<std::int64_t>(font.bytes.size()))}}),
                         font.bytes)
           .number;
+  embedded.fontFileObject = file;
   const std::uint32_t descriptor =
       document
           .createObject(Value::Dictionary({
@@ -123,6 +133,7 @@ Document::EmbeddedFont embedFont(Document& document, const TrueType& font, std::
               {"FontFile2", reference(file)},
           }))
           .number;
+  embedded.descriptorObject = descriptor;
   embedded.descendantObject =
       document
           .createObject(Value::Dictionary({
@@ -181,9 +192,41 @@ void addGlyphs(Document& document, Document::EmbeddedFont& font, const Document:
   document.fontCache.clear();
 }
 
+// How many graphics states (q) the streams leave open at their end, read
+// with the content lexer so that strings, comments and inline image data
+// holding "q" do not count. A stream that cannot be decoded counts nothing.
+std::size_t openStates(const Document& document, const ValueArray& streams) {
+  std::size_t depth = 0;
+  for (const Value& stream : streams) {
+    const Object* object = stream.isReference() ? document.object(stream.objectNumber) : nullptr;
+    if (!object || !object->isStream) continue;
+    Bytes data;
+    try {
+      data = document.decodeStream(*object);
+    } catch (const Exception&) {
+      continue;
+    }
+    ContentLexer lexer(data);
+    Token token;
+    while (lexer.next(token)) {
+      if (token.kind != Token::Kind::Keyword) continue;
+      if (token.text == "q") {
+        ++depth;
+      } else if (token.text == "Q") {
+        if (depth > 0) --depth;
+      } else if (token.text == "BI") {
+        const auto dictionary = readInlineImageDictionary(lexer);
+        skipInlineImageData(lexer, dictionary);
+      }
+    }
+  }
+  return std::min(depth, kMaxOpenStates);
+}
+
 // Puts the page's content between q and Q, so that a graphics state it
 // leaves behind (a transformation, a clip, a colour) does not reach the
-// text drawn after it.
+// text drawn after it. Content that leaves states open gets one Q more for
+// each.
 void wrapContent(Document& document, Page& page) {
   Value* dictionary = document.pageDictionary(page);
   const Value* contents = dictionary ? dictionary->find("Contents") : nullptr;
@@ -193,26 +236,50 @@ void wrapContent(Document& document, Page& page) {
   appendPageContent(document, Value(*contents), streams, visited);
   if (streams.empty()) return;
   const std::uint32_t open = document.createStream(Value::Dictionary({}), {'q', '\n'}).number;
-  const std::uint32_t close = document.createStream(Value::Dictionary({}), {'Q', '\n'}).number;
+  std::string restore;
+  for (std::size_t i = openStates(document, streams); i > 0; --i) restore += "Q\n";
+  restore += "Q\n";
+  const std::uint32_t close = document.createStream(Value::Dictionary({}), Bytes(restore.begin(), restore.end())).number;
   streams.insert(streams.begin(), reference(open));
   streams.push_back(reference(close));
   document.pageDictionary(page)->dictionary.insert_or_assign("Contents", Value::Array(std::move(streams)));
 }
 
+// The name the font has on the page: its own resource name, unless the
+// page's Font resources give that name to another font (text drawn into
+// this file by an earlier run, or another font placed here first), in which
+// case the first "ZDL" name free on the page. Each name tried is taken by
+// one entry of the page's fonts, which bounds the search.
+std::string pageFontName(const Document& document, const Page& page, std::uint32_t pageIndex,
+                         Document::EmbeddedFont& font) {
+  auto known = font.pageNames.find(pageIndex);
+  if (known != font.pageNames.end()) return known->second;
+  const Value* fonts = page.resources ? document.dictionaryValue(page.resources.get(), "Font") : nullptr;
+  const auto available = [&](const std::string& candidate) {
+    const Value* entry = fonts && fonts->isDictionary() ? fonts->find(candidate) : nullptr;
+    return !entry || (entry->isReference() && entry->objectNumber == font.type0Object);
+  };
+  std::string name = font.resourceName;
+  for (std::size_t ordinal = 0; !available(name); ++ordinal) name = "ZDL" + std::to_string(ordinal);
+  font.pageNames.emplace(pageIndex, name);
+  return name;
+}
+
 // Names the font in the page's own Font resources. The resources (often
 // shared with other pages, or inherited) are copied into the page.
-void addFontResource(Document& document, Page& page, const Document::EmbeddedFont& font) {
+void addFontResource(Document& document, Page& page, const Document::EmbeddedFont& font,
+                     const std::string& resourceName) {
   const Value* current = page.resources ? document.resolve(page.resources.get()) : nullptr;
   Value resources = current && current->isDictionary() ? *current : Value::Dictionary({});
   const Value* currentFonts = document.dictionaryValue(&resources, "Font");
   Value fonts = currentFonts && currentFonts->isDictionary() ? *currentFonts : Value::Dictionary({});
-  fonts.dictionary.insert_or_assign(font.resourceName, reference(font.type0Object));
+  fonts.dictionary.insert_or_assign(resourceName, reference(font.type0Object));
   resources.dictionary.insert_or_assign("Font", std::move(fonts));
   page.resources = std::make_shared<const Value>(resources);
   document.pageDictionary(page)->dictionary.insert_or_assign("Resources", std::move(resources));
 }
 
-std::string contentText(const Document::EmbeddedFont& font, const Document::DrawState& state) {
+std::string contentText(const std::string& resourceName, const Document::DrawState& state) {
   static constexpr char kDigits[] = "0123456789ABCDEF";
   std::string text = "q\n";
   const double* c = state.fill.components;
@@ -229,7 +296,7 @@ std::string contentText(const Document::EmbeddedFont& font, const Document::Draw
     default:
       break;
   }
-  text += "BT\n/" + font.resourceName + ' ' + decimal(state.fontSize) + " Tf\n";
+  text += "BT\n/" + resourceName + ' ' + decimal(state.fontSize) + " Tf\n";
   text += decimal(state.horizontalScaling * 100.0) + " Tz\n";
   text += decimal(state.charSpacing) + " Tc\n";
   text += decimal(state.wordSpacing) + " Tw\n";
@@ -243,17 +310,35 @@ std::string contentText(const Document::EmbeddedFont& font, const Document::Draw
   return text;
 }
 
-void appendContentStream(Document& document, Page& page, const std::string& text) {
-  const std::uint32_t created = document.createStream(Value::Dictionary({}), Bytes(text.begin(), text.end())).number;
-  Value& dictionary = *document.pageDictionary(page);
-  Value* contents = dictionary.find("Contents");
-  if (contents && contents->isArray()) {
-    contents->array.push_back(reference(created));
-  } else if (contents && contents->isReference()) {
-    *contents = Value::Array({*contents, reference(created)});
-  } else {
-    dictionary.dictionary.insert_or_assign("Contents", reference(created));
+// Adds the text after the page's content: to the stream drawn on the page
+// earlier in this session while that stream still ends the content, else in
+// a new stream appended to the flattened Contents.
+void appendContentStream(Document& document, std::uint32_t pageIndex, Page& page, const std::string& text) {
+  Value* contents = document.pageDictionary(page)->find("Contents");
+  auto session = document.drawnStreams.find(pageIndex);
+  if (session != document.drawnStreams.end() && contents && contents->isArray() && !contents->array.empty() &&
+      contents->array.back().isReference() && contents->array.back().objectNumber == session->second) {
+    Object* drawn = document.object(session->second);
+    if (drawn && drawn->isStream && drawn->createdStream) {
+      drawn->data.insert(drawn->data.end(), text.begin(), text.end());
+      return;
+    }
   }
+  ValueArray streams;
+  if (contents) {
+    // A Contents naming an array object is flattened, never nested.
+    std::set<std::uint32_t> visited;
+    appendPageContent(document, Value(*contents), streams, visited);
+  }
+  const std::uint32_t created = document.createStream(Value::Dictionary({}), Bytes(text.begin(), text.end())).number;
+  streams.push_back(reference(created));
+  Value& dictionary = *document.pageDictionary(page);
+  if (streams.size() == 1) {
+    dictionary.dictionary.insert_or_assign("Contents", reference(created));
+  } else {
+    dictionary.dictionary.insert_or_assign("Contents", Value::Array(std::move(streams)));
+  }
+  document.drawnStreams.insert_or_assign(pageIndex, created);
 }
 
 void walkContent(const Document& document, const Value& contents, ValueArray& out,
@@ -282,10 +367,12 @@ void appendPageContent(const Document& document, const Value& contents, ValueArr
   walkContent(document, contents, out, visited, 0);
 }
 
+bool validFontSize(double size) { return std::isfinite(size) && size > 0 && size <= kMaxFontSize; }
+
 Error Document::prepareText(DrawState& state) {
   bool valid = false;
   const std::vector<std::uint32_t> decoded = decodeUtf8(state.text, &valid);
-  if (!valid) return Error::InvalidArgument;
+  if (!valid || !validFontSize(state.fontSize)) return Error::InvalidArgument;
   try {
     const std::shared_ptr<const TrueType> loaded = loadFont(*this, state.fontPath);
     const TrueType& font = *loaded;
@@ -342,8 +429,9 @@ Error Document::drawText(std::uint32_t pageIndex, const DrawState& state) {
     EmbeddedFont& font = found->second;
     addGlyphs(*this, font, state);
     if (wrappedPages.insert(pageIndex).second) wrapContent(*this, page);
-    addFontResource(*this, page, font);
-    appendContentStream(*this, page, contentText(font, state));
+    const std::string resourceName = pageFontName(*this, page, pageIndex, font);
+    addFontResource(*this, page, font, resourceName);
+    appendContentStream(*this, pageIndex, page, contentText(resourceName, state));
   } catch (const Exception& failure) {
     setError(failure.kind(), failure.message());
     return failure.kind();

@@ -26,4 +26,8 @@ std::string makeToUnicode(const std::map<std::uint16_t, std::uint32_t>& glyphToU
 void appendPageContent(const Document& document, const Value& contents, ValueArray& out,
                        std::set<std::uint32_t>& visited);
 
+// True for a font size new text can be drawn with: finite, above 0 and at
+// most 10000 text space units.
+bool validFontSize(double size);
+
 }  // namespace zopra::pdf

@@ -212,6 +212,12 @@ class Document {
     std::uint32_t type0Object = 0;
     std::uint32_t descendantObject = 0;
     std::uint32_t toUnicodeObject = 0;
+    std::uint32_t descriptorObject = 0;
+    std::uint32_t fontFileObject = 0;
+    // The name the font has in the Font resources of each page it is on,
+    // by page index: `resourceName` unless the page gives that name to
+    // another font.
+    std::map<std::uint32_t, std::string> pageNames;
     // The first code point drawn with a glyph names it for extraction.
     std::map<std::uint16_t, std::uint32_t> glyphToUnicode;
     std::map<std::uint16_t, std::uint16_t> glyphAdvances;  // font units
@@ -245,6 +251,10 @@ class Document {
   std::map<std::string, FontFile> fontFiles;
   // Pages whose content drawText has wrapped in q/Q.
   std::set<std::uint32_t> wrappedPages;
+  // Per page index, the content stream that drawText made in this drawing
+  // session: later texts on the page are appended to it. Writing the
+  // document ends the session.
+  std::map<std::uint32_t, std::uint32_t> drawnStreams;
 
   // ---- Writing (write) -------------------------------------------------------
   // Writes every object to `path` as a new, unencrypted PDF with one classic
@@ -253,6 +263,24 @@ class Document {
   // Returns Error::Io when the file cannot be created or written, or the kind
   // of a damaged object met on the way.
   Error save(const std::string& path);
+  // What saveCompact does; each part can be turned off.
+  struct CompactOptions {
+    // The TrueType fonts drawText embedded keep only the glyphs drawn
+    // (glyph indices unchanged), named "ABCDEF+PostScriptName"; a font the
+    // subsetter refuses stays whole, under its PostScript name.
+    bool subsetFonts = true;
+    // Streams the engine made or rewrote are Flate-compressed; streams read
+    // from the input keep their stored bytes.
+    bool compressStreams = true;
+    // Only objects reached from the trailer (Root, Info) are written.
+    bool dropUnused = true;
+    // Objects other than streams go into object streams, indexed by a
+    // cross-reference stream (PDF 1.5).
+    bool objectStreams = true;
+  };
+  // Writes as save does, made smaller as `options` says. The document itself
+  // is not changed (apart from what save changes).
+  Error saveCompact(const std::string& path, const CompactOptions& options);
 
   // ---- Streams (filters) ------------------------------------------------------
   // Runs the stream's filter chain and predictors; throws Exception(Error::Stream).

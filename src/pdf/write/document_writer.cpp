@@ -1,16 +1,25 @@
-// Document::save: every object of the document, parsed or not yet parsed,
-// written out in ascending number as one complete, unencrypted file with a
-// classic cross-reference table. Nothing is compressed: streams keep the
-// bytes the document holds for them.
+// The document writer: every object of the document, parsed or not yet
+// parsed, written out in ascending number as one complete, unencrypted file
+// with a classic cross-reference table. Streams keep the bytes the document
+// holds for them. The compact form (Document::saveCompact) instead walks the
+// objects from the trailer, writes only those it reaches, and compresses the
+// streams the engine made.
+#include "pdf/write/document_writer.h"
+
+#include <zlib.h>
+
 #include <algorithm>
 #include <charconv>
 #include <cstdint>
 #include <exception>
 #include <locale>
+#include <sstream>
 #include <ostream>
 #include <streambuf>
 #include <string>
 #include <string_view>
+#include <unordered_set>
+#include <utility>
 #include <vector>
 
 #include "pdf/model/document.h"
@@ -30,6 +39,12 @@ constexpr std::uint32_t kMaxFreeRun = 256;
 constexpr std::uint32_t kMaxGeneration = 65535;
 // Ten digits is all a table entry has for an offset.
 constexpr std::uint64_t kMaxOffset = 9999999999ULL;
+// Objects per object stream: enough for the stream to compress well, few
+// enough that a reader fetching one object decodes little.
+constexpr std::size_t kObjectsPerStream = 100;
+// Bytes of the three fields of a cross-reference stream row: type, offset
+// (or object stream number), generation (or index in the object stream).
+constexpr int kRowWidths[3] = {1, 5, 2};
 
 constexpr const char* kDroppedTrailerKeys[] = {"Encrypt", "Prev",   "XRefStm",     "W",   "Index",
                                                "Length",  "Filter", "DecodeParms", "Type"};
@@ -64,9 +79,14 @@ class CountingBuffer final : public std::streambuf {
 
 struct TableEntry {
   std::uint32_t number;
-  std::uint32_t generation;
-  std::uint64_t offset;
+  std::uint32_t generation;  // or the index inside the object stream
+  std::uint64_t offset;      // or the object stream's number
+  bool packed = false;       // held by an object stream
 };
+
+void putBigEndian(Bytes& out, std::uint64_t value, int width) {
+  for (int shift = 8 * (width - 1); shift >= 0; shift -= 8) out.push_back(static_cast<std::uint8_t>(value >> shift));
+}
 
 // How an object was held before the writer fetched it; the writer gives it
 // back in the same state, so saving a large file does not leave every one of
@@ -85,17 +105,42 @@ void putPadded(std::ostream& out, std::uint64_t number, int width) {
 
 class DocumentWriter {
  public:
-  DocumentWriter(Document& document, std::ostream& file)
-      : document_(document), counter_(*file.rdbuf()), out_(&counter_) {
+  DocumentWriter(Document& document, std::ostream& file, WriteOptions options)
+      : document_(document), options_(std::move(options)), counter_(*file.rdbuf()), out_(&counter_) {
     out_.imbue(std::locale::classic());
+    // Object streams and the cross-reference stream take numbers after
+    // every number the document uses.
+    std::uint64_t highest = document_.nextObjectNumber;
+    if (!document_.objects.empty()) highest = std::max<std::uint64_t>(highest, document_.objects.rbegin()->first);
+    const CompressedIndex& compressed = document_.compressedObjects;
+    if (compressed.size() > 0) highest = std::max<std::uint64_t>(highest, compressed.numberAt(compressed.size() - 1));
+    nextNumber_ = highest + 1;
   }
 
   // Writes the whole file; false when the output stream failed on the way.
   bool write() {
     writeHeader();
-    const std::vector<std::uint32_t> numbers = objectNumbers();
-    for (std::uint32_t number : numbers) writeObject(number);
-    const std::uint64_t tableSize = numbers.empty() ? 1 : std::uint64_t{numbers.back()} + 1;
+    std::uint64_t tableSize = 1;
+    if (options_.onlyReachable) {
+      // Breadth first from the trailer: each object written queues the
+      // objects its value refers to, each number once.
+      Value trailer = writtenTrailer(0);
+      queueReferences(trailer);
+      for (std::size_t next = 0; next < queue_.size(); ++next) writeObject(queue_[next]);
+      std::sort(table_.begin(), table_.end(),
+                [](const TableEntry& a, const TableEntry& b) { return a.number < b.number; });
+      if (!table_.empty()) tableSize = std::uint64_t{table_.back().number} + 1;
+    } else {
+      const std::vector<std::uint32_t> numbers = objectNumbers();
+      for (std::uint32_t number : numbers) writeObject(number);
+      if (!numbers.empty()) tableSize = std::uint64_t{numbers.back()} + 1;
+    }
+    if (options_.objectStreams) {
+      flushObjectStream();
+      writeCrossReferenceStream();
+      out_.flush();
+      return !out_.fail();
+    }
     const std::uint64_t tableOffset = counter_.position();
     writeTable(tableSize);
     writeTrailer(tableSize, tableOffset);
@@ -107,7 +152,8 @@ class DocumentWriter {
   void writeHeader() {
     // Readers of 1.4 and later handle everything the writer produces; older
     // version numbers are raised to it.
-    const std::string& version = document_.version < "1.4" ? std::string("1.4") : document_.version;
+    const char* oldest = options_.objectStreams ? "1.5" : "1.4";
+    const std::string& version = document_.version < oldest ? std::string(oldest) : document_.version;
     writeText(out_, "%PDF-");
     writeText(out_, version);
     writeText(out_, "\n%\xE2\xE3\xCF\xD3\n");
@@ -137,6 +183,25 @@ class DocumentWriter {
     return numbers;
   }
 
+  StringForm strings() const { return options_.shortStrings ? StringForm::Shortest : StringForm::Hex; }
+
+  // Every reference in `value` to an existing object not queued before.
+  void queueReferences(const Value& value) {
+    std::vector<const Value*> pending{&value};
+    while (!pending.empty()) {
+      const Value* current = pending.back();
+      pending.pop_back();
+      if (current->isReference()) {
+        const std::uint32_t number = current->objectNumber;
+        if (number != 0 && document_.hasObject(number) && queued_.insert(number).second) queue_.push_back(number);
+      } else if (current->isArray()) {
+        for (const Value& item : current->array) pending.push_back(&item);
+      } else if (current->isDictionary()) {
+        for (const auto& [key, item] : current->dictionary) pending.push_back(&item);
+      }
+    }
+  }
+
   void writeObject(std::uint32_t number) {
     // The Encrypt dictionary has no meaning in an unencrypted file.
     const std::uint32_t encryptObject = document_.encryption.dictionaryObject;
@@ -145,9 +210,20 @@ class DocumentWriter {
     const Held held = slot == document_.objects.end() ? Held::Compressed
                       : slot->second.loaded           ? Held::Parsed
                                                       : Held::Unparsed;
-    Object* object = document_.object(number);
+    auto replaced = options_.replacements.find(number);
+    Object* object = replaced != options_.replacements.end() ? &replaced->second : document_.object(number);
     if (!object) return;
     const Value* type = object->value.isDictionary() ? object->value.find("Type") : nullptr;
+    if (options_.objectStreams && !object->isStream && object->generation == 0) {
+      std::ostringstream text;
+      text.imbue(std::locale::classic());
+      writeValue(text, object->value, strings());
+      pending_.emplace_back(number, text.str());
+      if (options_.onlyReachable) queueReferences(object->value);
+      release(number, held);
+      if (pending_.size() >= kObjectsPerStream) flushObjectStream();
+      return;
+    }
     // Cross-reference streams describe the input file's layout; the new file
     // has its own table.
     if (!(type && type->isName("XRef"))) {
@@ -162,10 +238,12 @@ class DocumentWriter {
       if (object->isStream) {
         writeStream(*object);
       } else {
-        writeValue(out_, object->value);
+        writeValue(out_, object->value, strings());
         out_.put('\n');
       }
       writeText(out_, "endobj\n");
+      // The value as written: an indirect Length is no longer referred to.
+      if (options_.onlyReachable) queueReferences(object->value);
     }
     release(number, held);
   }
@@ -179,8 +257,21 @@ class DocumentWriter {
       dictionary.erase("DecodeParms");
     }
     const std::uint64_t length = object.data.empty() ? object.streamLength : object.data.size();
+    if (options_.compressCreated && object.createdStream && !object.data.empty()) {
+      // The document keeps its plain bytes; only the file gets them deflated.
+      const Bytes packed = deflateBytes(object.data);
+      dictionary.insert_or_assign("Length", Value::Number(static_cast<double>(length)));
+      Value written = object.value;
+      written.dictionary.insert_or_assign("Filter", Value::Name("FlateDecode"));
+      written.dictionary.insert_or_assign("Length", Value::Number(static_cast<double>(packed.size())));
+      writeValue(out_, written, strings());
+      writeText(out_, "\nstream\n");
+      out_.write(reinterpret_cast<const char*>(packed.data()), static_cast<std::streamsize>(packed.size()));
+      writeText(out_, "\nendstream\n");
+      return;
+    }
     dictionary.insert_or_assign("Length", Value::Number(static_cast<double>(length)));
-    writeValue(out_, object.value);
+    writeValue(out_, object.value, strings());
     writeText(out_, "\nstream\n");
     if (!object.data.empty()) {
       out_.write(reinterpret_cast<const char*>(object.data.data()),
@@ -212,25 +303,118 @@ class DocumentWriter {
     }
   }
 
-  void writeTable(std::uint64_t tableSize) {
-    // Subsections as [first, end) ranges of object numbers.
-    std::vector<std::pair<std::uint64_t, std::uint64_t>> sections;
+  std::uint32_t takeNumber() {
+    if (nextNumber_ > 0xFFFFFFFFULL) throw Exception(Error::Format, "no free PDF object number");
+    return static_cast<std::uint32_t>(nextNumber_++);
+  }
+
+  void startObject(std::uint32_t number) {
+    const std::uint64_t offset = counter_.position();
+    if (offset > kMaxOffset) throw Exception(Error::Io, "failed while writing output PDF");
+    table_.push_back({number, 0, offset});
+    writeUnsigned(out_, number);
+    writeText(out_, " 0 obj\n");
+  }
+
+  void writeStreamObject(const Value& dictionary, const Bytes& data) {
+    writeValue(out_, dictionary, strings());
+    writeText(out_, "\nstream\n");
+    out_.write(reinterpret_cast<const char*>(data.data()), static_cast<std::streamsize>(data.size()));
+    writeText(out_, "\nendstream\nendobj\n");
+  }
+
+  // Writes the objects gathered so far as one object stream: a line of
+  // "number offset" pairs, then the objects, deflated.
+  void flushObjectStream() {
+    if (pending_.empty()) return;
+    std::string header;
+    std::string body;
+    for (const auto& [number, text] : pending_) {
+      header += std::to_string(number) + ' ' + std::to_string(body.size()) + ' ';
+      body += text;
+      body += '\n';
+    }
+    header.back() = '\n';
+    const std::uint32_t streamNumber = takeNumber();
+    std::uint32_t index = 0;
+    for (const auto& [number, text] : pending_) table_.push_back({number, index++, streamNumber, true});
+    Bytes data(header.begin(), header.end());
+    data.insert(data.end(), body.begin(), body.end());
+    const Bytes packed = deflateBytes(data);
+    startObject(streamNumber);
+    writeStreamObject(Value::Dictionary({{"Type", Value::Name("ObjStm")},
+                                         {"N", Value::Number(static_cast<double>(pending_.size()))},
+                                         {"First", Value::Number(static_cast<double>(header.size()))},
+                                         {"Filter", Value::Name("FlateDecode")},
+                                         {"Length", Value::Number(static_cast<double>(packed.size()))}}),
+                      packed);
+    pending_.clear();
+  }
+
+  // The cross-reference stream, holding the trailer's entries, closes the file.
+  void writeCrossReferenceStream() {
+    const std::uint32_t number = takeNumber();
+    const std::uint64_t offset = counter_.position();
+    table_.push_back({number, 0, offset});
+    std::sort(table_.begin(), table_.end(),
+              [](const TableEntry& a, const TableEntry& b) { return a.number < b.number; });
+    const std::uint64_t tableSize = std::uint64_t{number} + 1;
+    Bytes rows;
+    ValueArray index;
+    auto written = table_.begin();
+    for (const auto& [first, end] : sections(tableSize)) {
+      index.push_back(Value::Number(static_cast<double>(first)));
+      index.push_back(Value::Number(static_cast<double>(end - first)));
+      for (std::uint64_t entry = first; entry < end; ++entry) {
+        std::uint64_t fields[3] = {0, 0, entry == 0 ? 65535U : 0U};
+        if (written != table_.end() && written->number == entry) {
+          fields[0] = written->packed ? 2 : 1;
+          fields[1] = written->offset;
+          fields[2] = written->generation;
+          ++written;
+        }
+        for (int i = 0; i < 3; ++i) putBigEndian(rows, fields[i], kRowWidths[i]);
+      }
+    }
+    const Bytes packed = deflateBytes(rows);
+    Value dictionary = writtenTrailer(tableSize);
+    ValueDictionary& entries = dictionary.dictionary;
+    entries.insert_or_assign("Type", Value::Name("XRef"));
+    entries.insert_or_assign("W", Value::Array({Value::Number(kRowWidths[0]), Value::Number(kRowWidths[1]),
+                                                Value::Number(kRowWidths[2])}));
+    entries.insert_or_assign("Index", Value::Array(std::move(index)));
+    entries.insert_or_assign("Filter", Value::Name("FlateDecode"));
+    entries.insert_or_assign("Length", Value::Number(static_cast<double>(packed.size())));
+    writeUnsigned(out_, number);
+    writeText(out_, " 0 obj\n");
+    writeStreamObject(dictionary, packed);
+    writeText(out_, "startxref\n");
+    writeUnsigned(out_, offset);
+    writeText(out_, "\n%%EOF\n");
+  }
+
+  // The table's subsections as [first, end) ranges of object numbers.
+  std::vector<std::pair<std::uint64_t, std::uint64_t>> sections(std::uint64_t tableSize) const {
+    std::vector<std::pair<std::uint64_t, std::uint64_t>> ranges;
     std::uint64_t first = 0;
     std::uint64_t end = 1;
     for (const TableEntry& entry : table_) {
       if (entry.number - end > kMaxFreeRun) {
-        sections.emplace_back(first, end);
+        ranges.emplace_back(first, end);
         first = entry.number;
       }
       end = std::uint64_t{entry.number} + 1;
     }
     // Trailing objects that were not written (an XRef stream, say) are listed as free.
     if (tableSize - end <= kMaxFreeRun) end = tableSize;
-    sections.emplace_back(first, end);
+    ranges.emplace_back(first, end);
+    return ranges;
+  }
 
+  void writeTable(std::uint64_t tableSize) {
     writeText(out_, "xref\n");
     auto written = table_.begin();
-    for (const auto& [sectionFirst, sectionEnd] : sections) {
+    for (const auto& [sectionFirst, sectionEnd] : sections(tableSize)) {
       writeUnsigned(out_, sectionFirst);
       out_.put(' ');
       writeUnsigned(out_, sectionEnd - sectionFirst);
@@ -251,46 +435,71 @@ class DocumentWriter {
     }
   }
 
-  void writeTrailer(std::uint64_t tableSize, std::uint64_t tableOffset) {
+  Value writtenTrailer(std::uint64_t tableSize) const {
     Value trailer = document_.trailer.isDictionary() ? document_.trailer : Value::Dictionary({});
     for (const char* key : kDroppedTrailerKeys) trailer.dictionary.erase(key);
     trailer.dictionary.insert_or_assign("Size", Value::Number(static_cast<double>(tableSize)));
+    return trailer;
+  }
+
+  void writeTrailer(std::uint64_t tableSize, std::uint64_t tableOffset) {
+    const Value trailer = writtenTrailer(tableSize);
     writeText(out_, "trailer\n");
-    writeValue(out_, trailer);
+    writeValue(out_, trailer, strings());
     writeText(out_, "\nstartxref\n");
     writeUnsigned(out_, tableOffset);
     writeText(out_, "\n%%EOF\n");
   }
 
   Document& document_;
+  WriteOptions options_;
   CountingBuffer counter_;
   std::ostream out_;
   std::vector<TableEntry> table_;
+  std::vector<std::uint32_t> queue_;
+  std::unordered_set<std::uint32_t> queued_;
+  // Objects waiting for the next object stream: number and written value.
+  std::vector<std::pair<std::uint32_t, std::string>> pending_;
+  std::uint64_t nextNumber_ = 1;
 };
 
 }  // namespace
 
-Error Document::save(const std::string& path) {
-  setError(Error::None, std::string());
+Bytes deflateBytes(const Bytes& data) {
+  uLongf size = compressBound(static_cast<uLong>(data.size()));
+  Bytes packed(size);
+  if (compress2(packed.data(), &size, data.data(), static_cast<uLong>(data.size()), Z_DEFAULT_COMPRESSION) != Z_OK) {
+    throw Exception(Error::Io, "failed to compress a stream");
+  }
+  packed.resize(size);
+  return packed;
+}
+
+Error writeDocument(Document& document, const std::string& path, WriteOptions options) {
+  document.setError(Error::None, std::string());
+  // A drawing session ends with the write: later texts go into new streams.
+  document.drawnStreams.clear();
   try {
     OutputFile output;
     if (!output.open(path)) {
-      setError(Error::Io, "failed to create output PDF");
+      document.setError(Error::Io, "failed to create output PDF");
       return Error::Io;
     }
-    DocumentWriter writer(*this, output.stream());
+    DocumentWriter writer(document, output.stream(), std::move(options));
     if (!writer.write() || !output.commit()) {
-      setError(Error::Io, "failed while writing output PDF");
+      document.setError(Error::Io, "failed while writing output PDF");
       return Error::Io;
     }
     return Error::None;
   } catch (const Exception& failure) {
-    setError(failure.kind(), failure.message());
+    document.setError(failure.kind(), failure.message());
     return failure.kind();
   } catch (const std::exception& failure) {
-    setError(Error::Io, failure.what());
+    document.setError(Error::Io, failure.what());
     return Error::Io;
   }
 }
+
+Error Document::save(const std::string& path) { return writeDocument(*this, path, WriteOptions{}); }
 
 }  // namespace zopra::pdf

@@ -17,31 +17,41 @@ constexpr int kMaxDepth = 1000;
 constexpr char kHexUpper[] = "0123456789ABCDEF";
 constexpr char kHexLower[] = "0123456789abcdef";
 
-// Room for any double in plain decimals.
+// Room for any double in plain decimals: 309 integer digits for the
+// largest, 17 significant digits after 323 zeros for the smallest.
 constexpr std::size_t kNumberBuffer = 400;
-// Plain decimals stop here: smaller magnitudes are written as 0.
-constexpr int kMaxDecimals = 20;
+// From here on a double no longer holds every integer, and readers that take
+// integer tokens as 64-bit integers fail past 2^63: such numbers are written
+// as reals (a decimal point and one zero).
+constexpr double kLargestInteger = 9007199254740992.0;  // 2^53
 
 // %.{precision}g in the C locale, except that PDF syntax has no exponents: a
 // number that format would write with one (8e-06, 1.2e+12) is written with
-// the same significant digits in plain decimals (0.000008, 1200000000000).
-// NaN and infinities have no PDF syntax either and would make readers
-// reject the file, so they are written as 0.
+// the same significant digits in plain decimals (0.000008, 1200000000000.0),
+// however small it is. NaN and infinities have no PDF syntax either and
+// would make readers reject the file, so they are written as 0.
 std::string_view formatNumber(double number, int precision, char (&buffer)[kNumberBuffer]) {
   if (!std::isfinite(number)) number = 0.0;
-  auto result = std::to_chars(buffer, buffer + sizeof buffer, number, std::chars_format::general,
+  auto result = std::to_chars(buffer, buffer + sizeof buffer - 2, number, std::chars_format::general,
                               precision);
   std::string_view text(buffer, static_cast<std::size_t>(result.ptr - buffer));
-  if (text.find('e') == std::string_view::npos) return text;
-  int exponent = static_cast<int>(std::floor(std::log10(std::fabs(number))));
-  int decimals = std::clamp(precision - 1 - exponent, 0, kMaxDecimals);
-  result = std::to_chars(buffer, buffer + sizeof buffer, number, std::chars_format::fixed, decimals);
-  text = std::string_view(buffer, static_cast<std::size_t>(result.ptr - buffer));
-  if (text.find('.') != std::string_view::npos) {
-    while (text.back() == '0') text.remove_suffix(1);
-    if (text.back() == '.') text.remove_suffix(1);
+  if (text.find('e') != std::string_view::npos) {
+    const int exponent = static_cast<int>(std::floor(std::log10(std::fabs(number))));
+    const int decimals = std::max(precision - 1 - exponent, 0);
+    result = std::to_chars(buffer, buffer + sizeof buffer - 2, number, std::chars_format::fixed, decimals);
+    text = std::string_view(buffer, static_cast<std::size_t>(result.ptr - buffer));
+    if (text.find('.') != std::string_view::npos) {
+      while (text.back() == '0') text.remove_suffix(1);
+      if (text.back() == '.') text.remove_suffix(1);
+    }
+    if (text == "-0" || text.empty()) text = "0";
   }
-  if (text == "-0" || text.empty()) text = "0";
+  if (std::fabs(number) >= kLargestInteger && text.find('.') == std::string_view::npos) {
+    // The two bytes kept free above.
+    buffer[text.size()] = '.';
+    buffer[text.size() + 1] = '0';
+    text = std::string_view(buffer, text.size() + 2);
+  }
   return text;
 }
 
@@ -79,7 +89,29 @@ void writeHexString(std::ostream& out, const std::string& bytes) {
   out.write(chunk, static_cast<std::streamsize>(used));
 }
 
-void writeNested(std::ostream& out, const Value& value, int depth) {
+// "(...)" with backslash escapes for the backslash, both parentheses and
+// the line-end bytes (which readers would otherwise normalise); every other
+// byte stands for itself. Empty when the hex form is not longer.
+std::string literalString(const std::string& bytes) {
+  std::string literal;
+  literal.reserve(bytes.size() + 2);
+  literal.push_back('(');
+  for (char c : bytes) {
+    switch (c) {
+      case '\\': literal += "\\\\"; break;
+      case '(': literal += "\\("; break;
+      case ')': literal += "\\)"; break;
+      case '\r': literal += "\\r"; break;
+      case '\n': literal += "\\n"; break;
+      default: literal.push_back(c);
+    }
+    if (literal.size() >= 2 * bytes.size() + 2) return std::string();
+  }
+  literal.push_back(')');
+  return literal.size() <= 2 * bytes.size() + 2 ? literal : std::string();
+}
+
+void writeNested(std::ostream& out, const Value& value, int depth, StringForm strings) {
   if (depth > kMaxDepth) {
     text(out, "null");
     return;
@@ -96,16 +128,22 @@ void writeNested(std::ostream& out, const Value& value, int depth) {
       text(out, formatNumber(value.number, 12, buffer));
       break;
     }
-    case Value::Kind::String:
-      writeHexString(out, value.text);
+    case Value::Kind::String: {
+      const std::string literal = strings == StringForm::Shortest ? literalString(value.text) : std::string();
+      if (literal.empty()) {
+        writeHexString(out, value.text);
+      } else {
+        text(out, literal);
+      }
       break;
+    }
     case Value::Kind::Name:
       text(out, escapeName(value.text));
       break;
     case Value::Kind::Array:
       out.put('[');
       for (const Value& item : value.array) {
-        writeNested(out, item, depth + 1);
+        writeNested(out, item, depth + 1, strings);
         out.put(' ');
       }
       out.put(']');
@@ -116,7 +154,7 @@ void writeNested(std::ostream& out, const Value& value, int depth) {
         out.put('\n');
         text(out, escapeName(key));
         out.put(' ');
-        writeNested(out, item, depth + 1);
+        writeNested(out, item, depth + 1, strings);
       }
       text(out, "\n>>");
       break;
@@ -144,7 +182,9 @@ void writeUnsigned(std::ostream& out, std::uint64_t number) {
   out.write(buffer, result.ptr - buffer);
 }
 
-void writeValue(std::ostream& out, const Value& value) { writeNested(out, value, 0); }
+void writeValue(std::ostream& out, const Value& value, StringForm strings) {
+  writeNested(out, value, 0, strings);
+}
 
 std::string escapeName(std::string_view name) {
   std::string result;

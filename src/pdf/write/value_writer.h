@@ -17,14 +17,20 @@ void writeText(std::ostream& out, std::string_view piece);
 // A whole number in decimal, independent of the stream's locale.
 void writeUnsigned(std::ostream& out, std::uint64_t number);
 
-// Appends the text of one value: strings always as lower-case hex strings,
-// names escaped, numbers with 12 significant digits.
-void writeValue(std::ostream& out, const Value& value);
+// How strings are written: always as lower-case hex strings, or in the
+// shorter of that and a literal string with escapes.
+enum class StringForm { Hex, Shortest };
+
+// Appends the text of one value: strings as `strings` says (hex by
+// default), names escaped, numbers with 12 significant digits.
+void writeValue(std::ostream& out, const Value& value, StringForm strings = StringForm::Hex);
 // "/" and the name's bytes, with "#XX" for bytes that cannot stand in a name.
 std::string escapeName(std::string_view name);
 // A number with 10 significant digits in the shortest general form, but in
 // plain decimals where that form has an exponent, which PDF syntax lacks
-// (1 is "1", 0.5 is "0.5", 1e-12 is "0.000000000001").
+// (1 is "1", 0.5 is "0.5", 1e-12 is "0.000000000001"), and as a real from
+// 2^53 on, where integer forms stop being exact (1e19 is
+// "10000000000000000000.0"). NaN and infinities are written as 0.
 std::string numberText(double number);
 // The same with `significantDigits` (1 to 17) significant digits.
 std::string numberText(double number, int significantDigits);

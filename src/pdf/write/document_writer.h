@@ -1,0 +1,34 @@
+// The document writer behind Document::save and Document::saveCompact.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <string>
+
+#include "pdf/model/document.h"
+
+namespace zopra::pdf {
+
+struct WriteOptions {
+  // Streams the engine made or rewrote are written Flate-compressed.
+  bool compressCreated = false;
+  // Only the objects reached from the trailer's references are written.
+  bool onlyReachable = false;
+  // Strings are written in the shorter of the literal and the hex form.
+  bool shortStrings = false;
+  // Objects other than streams go into compressed object streams, and the
+  // cross-reference table becomes a compressed cross-reference stream.
+  bool objectStreams = false;
+  // Objects written in place of the document's own, by number (the
+  // document keeps its objects as they are).
+  std::map<std::uint32_t, Object> replacements;
+};
+
+// Writes the document to `path` (under a temporary name, renamed when
+// complete). Returns the error kind, recorded with setError.
+Error writeDocument(Document& document, const std::string& path, WriteOptions options);
+
+// zlib deflate of the whole buffer, as /FlateDecode takes it.
+Bytes deflateBytes(const Bytes& data);
+
+}  // namespace zopra::pdf
