@@ -188,8 +188,10 @@ void addGlyphs(Document& document, Document::EmbeddedFont& font, const Document:
   descendant->value.dictionary.insert_or_assign("W", Value::Array(std::move(widths)));
   const std::string map = makeToUnicode(font.glyphToUnicode);
   replaceStreamData(*toUnicode, Bytes(map.begin(), map.end()));
-  // Fonts built from these objects before now lack the new glyphs.
-  document.fontCache.clear();
+  // The font built from these objects before now lacks the new glyphs; the
+  // page's other fonts are as they were.
+  document.fontCache.fonts.forget(font.type0Object);
+  document.fontCache.toUnicode.forget(font.toUnicodeObject);
 }
 
 // How many graphics states (q) the streams leave open at their end, read

@@ -41,6 +41,9 @@ class BoundedCache {
     used_ = 0;
   }
 
+  // Drops one entry, if present.
+  void forget(std::uint32_t key) { erase(key); }
+
   std::size_t used() const { return used_; }
 
  private:
