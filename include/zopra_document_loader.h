@@ -753,6 +753,26 @@ ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderGetTextWidth(ZOPRADocumentL
                                                                  double* width);
 
 /*
+ * zopraDocumentLoaderMoveText
+ *   Moves the text set by the last successful zopraDocumentLoaderSetTextA:
+ *   by dx along its baseline and by dy across it (up for positive dy when
+ *   the item is upright), in the units of the item's matrix, the units of
+ *   zopraDocumentLoaderGetTextWidth. Moves add up until the next
+ *   zopraDocumentLoaderSetTextA, which starts again at the item's start. A
+ *   centred text keeps the centre of an item of width w when moved by
+ *   (w - width) / 2; a second line one leading below the item is moved by
+ *   (0, -leading).
+ * Parameters
+ *   loader  [in] the handle.
+ *   dx, dy  [in] the distances; finite.
+ * Returns
+ *   ZOPRA_STATUS_SUCCESS, or ZOPRA_STATUS_INVALID_ARGUMENT (nothing moved)
+ *   when loader is NULL, no document is open, no text is set or dx or dy is
+ *   not finite.
+ */
+ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderMoveText(ZOPRADocumentLoader* loader, double dx, double dy);
+
+/*
  * zopraDocumentLoaderDrawText
  *   Draws the text set by the last successful zopraDocumentLoaderSetTextA on
  *   its page, after the page's content; the texts drawn on a page between

@@ -1,4 +1,5 @@
 // New text: set at the place of an extracted item, measured and drawn.
+#include <cmath>
 #include <string>
 
 #include "api/loader.h"
@@ -56,6 +57,14 @@ ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderGetTextWidth(ZOPRADocumentL
     return ZOPRA_STATUS_INVALID_ARGUMENT;
   }
   *width = loader->drawState.width;
+  return ZOPRA_STATUS_SUCCESS;
+}
+
+ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderMoveText(ZOPRADocumentLoader* loader, double dx, double dy) {
+  if (!loader || !loader->opened || loader->drawState.glyphs.empty() || !std::isfinite(dx) || !std::isfinite(dy)) {
+    return ZOPRA_STATUS_INVALID_ARGUMENT;
+  }
+  zopra::pdf::moveText(loader->drawState, dx, dy);
   return ZOPRA_STATUS_SUCCESS;
 }
 

@@ -61,6 +61,11 @@ TEST(ApiDraw, ReplacedTextIsEmbeddedReadBackAndDrawn) {
   double width = 0;
   ASSERT_EQ(zopraDocumentLoaderGetTextWidth(loader, &width), ZOPRA_STATUS_SUCCESS);
   ASSERT_EQ(zopraDocumentLoaderDrawText(loader), ZOPRA_STATUS_SUCCESS);
+  // A text set at the second item and moved twice: the moves add up.
+  ASSERT_EQ(zopraDocumentLoaderSetTextA(loader, "Moved", 0, 1, kDejaVu, 12, 1), ZOPRA_STATUS_SUCCESS);
+  ASSERT_EQ(zopraDocumentLoaderMoveText(loader, 30, -20), ZOPRA_STATUS_SUCCESS);
+  ASSERT_EQ(zopraDocumentLoaderMoveText(loader, 20, 0), ZOPRA_STATUS_SUCCESS);
+  ASSERT_EQ(zopraDocumentLoaderDrawText(loader), ZOPRA_STATUS_SUCCESS);
   ASSERT_EQ(zopraDocumentLoaderWriteDocumentA(loader, drawn.c_str()), ZOPRA_STATUS_SUCCESS);
   // Read back, the new item is as wide as measured: the font's W array holds
   // the advances scaled from the font's units to 1000 per em.
@@ -69,6 +74,10 @@ TEST(ApiDraw, ReplacedTextIsEmbeddedReadBackAndDrawn) {
   uint32_t items = 0;
   ASSERT_EQ(zopraDocumentLoaderGetPageTextCount(loader, &items, 0), ZOPRA_STATUS_SUCCESS);
   ASSERT_EQ(zopraDocumentLoaderGetText(loader, &info, items - 1), ZOPRA_STATUS_SUCCESS);
+  EXPECT_STREQ(info.text, "Moved");
+  EXPECT_NEAR(info.e, 72 + 50, 1e-6);
+  EXPECT_NEAR(info.f, 650 - 20, 1e-6);
+  ASSERT_EQ(zopraDocumentLoaderGetText(loader, &info, items - 2), ZOPRA_STATUS_SUCCESS);
   EXPECT_STREQ(info.text, kNewText);
   EXPECT_NEAR(info.width, width, 1e-6);
 

@@ -106,6 +106,7 @@ static void checkWithoutDocument(ZOPRADocumentLoader* loader) {
   EXPECT(BAD, zopraDocumentLoaderGetImageBuffer(loader, buffer, sizeof buffer, 0, 0));
   EXPECT(BAD, zopraDocumentLoaderSetTextA(loader, "x", 0, 0, "f.ttf", 10.0, 1.0));
   EXPECT(BAD, zopraDocumentLoaderGetTextWidth(loader, &width));
+  EXPECT(BAD, zopraDocumentLoaderMoveText(loader, 1.0, 0.0));
   EXPECT(BAD, zopraDocumentLoaderDrawText(loader));
   EXPECT(BAD, zopraDocumentLoaderWriteDocumentA(loader, paths[1]));
   EXPECT(BAD, zopraDocumentLoaderWriteDocumentCompactA(loader, paths[1], ZOPRA_COMPACT_ALL));

@@ -369,6 +369,12 @@ void appendPageContent(const Document& document, const Value& contents, ValueArr
   walkContent(document, contents, out, visited, 0);
 }
 
+void moveText(Document::DrawState& state, double dx, double dy) {
+  Matrix& m = state.matrix;
+  m.e += dx * m.a + dy * m.c;
+  m.f += dx * m.b + dy * m.d;
+}
+
 bool validFontSize(double size) { return std::isfinite(size) && size > 0 && size <= kMaxFontSize; }
 
 Error Document::prepareText(DrawState& state) {

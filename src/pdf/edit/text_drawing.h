@@ -30,4 +30,9 @@ void appendPageContent(const Document& document, const Value& contents, ValueArr
 // most 10000 text space units.
 bool validFontSize(double size);
 
+// Moves a prepared text by dx along its baseline and dy across it, in the
+// text space of its matrix: the translation of the matrix moves by
+// dx * (a, b) + dy * (c, d).
+void moveText(Document::DrawState& state, double dx, double dy);
+
 }  // namespace zopra::pdf
