@@ -2,7 +2,7 @@
 """Compares the words of `zopra-pdf text` with those of pdftotext.
 
 For every PDF of a folder that pdftotext reads (per ORACLE.tsv when present),
-both outputs are NFKC-normalised, split on white space and compared as word
+both outputs are NFKC-normalised, stripped of format characters, split on white space and compared as word
 multisets. Prints the F1 score per file, the median, and the median per
 feature tag of MANIFEST.tsv.
 
@@ -18,7 +18,10 @@ import unicodedata
 
 
 def words(text):
-    return collections.Counter(unicodedata.normalize("NFKC", text).split())
+    # Invisible format characters (pdftotext wraps right-to-left runs in
+    # U+202A..U+202C embedding marks) are not part of any word.
+    text = "".join(c for c in unicodedata.normalize("NFKC", text) if unicodedata.category(c) != "Cf")
+    return collections.Counter(text.split())
 
 
 def f1(ours, theirs):
