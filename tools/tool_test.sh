@@ -280,9 +280,10 @@ if [ -f "$dejavu" ]; then
 
   # Object map keys meet item texts after NFKC, white space collapsed, unless
   # --match exact. The items read "ﬁnd" (a ligature), "two  spaces" and
-  # "no<U+00A0>break". Columns: mode, items replaced, key as JSON.
+  # "no<U+00A0>break" and "café" (one code point). Columns: mode, items
+  # replaced, key as JSON.
   start_pdf "$work/match.pdf"
-  content='BT /F1 12 Tf 72 700 Td (\001nd) Tj 0 -20 Td (two  spaces) Tj 0 -20 Td (no\240break) Tj ET'
+  content='BT /F1 12 Tf 72 700 Td (\001nd) Tj 0 -20 Td (two  spaces) Tj 0 -20 Td (no\240break) Tj 0 -20 Td (caf\351) Tj ET'
   add_object 1 "<< /Type /Catalog /Pages 2 0 R >>"
   add_object 2 "<< /Type /Pages /Kids [3 0 R] /Count 1 >>"
   add_object 3 "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 612 792] /Contents 4 0 R /Resources << /Font << /F1 5 0 R >> >> >>"
@@ -301,6 +302,8 @@ nfkc 1 " two\u3000 spaces\n"
 exact 0 "two spaces"
 nfkc 1 "no break"
 nfkc 1 "no\u2002break"
+nfkc 1 "cafe\u0301"
+exact 0 "cafe\u0301"
 END
 fi
 
