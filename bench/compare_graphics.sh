@@ -11,26 +11,12 @@ where=${1:-$root/../shared/corpus}
 rounds=${2:-1}
 zopra=${3:-$root/build/tools/zopra-pdf}
 
-[ -x "$zopra" ] || { echo "build $zopra first (cmake --build build --target zopra-pdf)" >&2; exit 1; }
-shopt -s nullglob
-if [ -f "$where" ]; then files=("$where"); else files=("$where"/*.pdf); fi
-[ ${#files[@]} -gt 0 ] || { echo "no PDF files in $where" >&2; exit 1; }
-
 # shellcheck source=bench/timing.sh
 . "$root/bench/timing.sh"
-
-echo "${#files[@]} file(s) from $where, $rounds round(s), one process per file"
+use_files "$where" "$zopra"
 graphics_ns=$(time_tool "$zopra" graphics FILE)
 report "zopra-pdf graphics" "$graphics_ns" "$graphics_ns"
-if command -v mutool >/dev/null 2>&1; then
-  report "mutool trace" "$(time_tool mutool trace FILE)" "$graphics_ns"
-else
-  echo "mutool not installed (Debian package mupdf-tools)"
-fi
+compare "mutool trace" mupdf-tools "$graphics_ns" mutool trace FILE
 images_ns=$(time_tool "$zopra" images --list FILE)
 report "zopra-pdf images" "$images_ns" "$images_ns"
-if command -v pdfimages >/dev/null 2>&1; then
-  report "pdfimages -list" "$(time_tool pdfimages -list FILE)" "$images_ns"
-else
-  echo "pdfimages not installed (Debian package poppler-utils)"
-fi
+compare "pdfimages -list" poppler-utils "$images_ns" pdfimages -list FILE

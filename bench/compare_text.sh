@@ -9,24 +9,10 @@ where=${1:-$root/../shared/corpus}
 rounds=${2:-1}
 zopra=${3:-$root/build/tools/zopra-pdf}
 
-[ -x "$zopra" ] || { echo "build $zopra first (cmake --build build --target zopra-pdf)" >&2; exit 1; }
-shopt -s nullglob
-if [ -f "$where" ]; then files=("$where"); else files=("$where"/*.pdf); fi
-[ ${#files[@]} -gt 0 ] || { echo "no PDF files in $where" >&2; exit 1; }
-
 # shellcheck source=bench/timing.sh
 . "$root/bench/timing.sh"
-
-echo "${#files[@]} file(s) from $where, $rounds round(s), one process per file"
+use_files "$where" "$zopra"
 zopra_ns=$(time_tool "$zopra" text FILE -)
 report "zopra-pdf text" "$zopra_ns" "$zopra_ns"
-if command -v pdftotext >/dev/null 2>&1; then
-  report "pdftotext" "$(time_tool pdftotext FILE -)" "$zopra_ns"
-else
-  echo "pdftotext not installed (Debian package poppler-utils)"
-fi
-if command -v mutool >/dev/null 2>&1; then
-  report "mutool draw -F txt" "$(time_tool mutool draw -q -F txt -o /dev/null FILE)" "$zopra_ns"
-else
-  echo "mutool not installed (Debian package mupdf-tools)"
-fi
+compare "pdftotext" poppler-utils "$zopra_ns" pdftotext FILE -
+compare "mutool draw -F txt" mupdf-tools "$zopra_ns" mutool draw -q -F txt -o /dev/null FILE

@@ -1,4 +1,29 @@
-# Shared by the compare_*.sh scripts. Expects `files` (array) and `rounds`.
+# Shared by the compare_*.sh scripts: choosing the files, timing a tool over
+# them and reporting it. The timing expects `files` (array) and `rounds`.
+
+# use_files WHERE ZOPRA_PDF: sets `files` to WHERE when it is a file, else to
+# the PDF files of the folder WHERE; stops when there are none or when the
+# tool ZOPRA_PDF is not built.
+use_files() {
+  [ -x "$2" ] || { echo "build $2 first (cmake --build build --target zopra-pdf)" >&2; exit 1; }
+  shopt -s nullglob
+  if [ -f "$1" ]; then files=("$1"); else files=("$1"/*.pdf); fi
+  [ ${#files[@]} -gt 0 ] || { echo "no PDF files in $1" >&2; exit 1; }
+  echo "${#files[@]} file(s) from $1, $rounds round(s), one process per file"
+}
+
+# compare NAME PACKAGE BASE_NANOSECONDS COMMAND...: times COMMAND (FILE
+# standing for each file) and reports it against the base, or says which
+# Debian package to install when its program is missing.
+compare() {
+  local name=$1 package=$2 base=$3
+  shift 3
+  if command -v "$1" >/dev/null 2>&1; then
+    report "$name" "$(time_tool "$@")" "$base"
+  else
+    echo "$1 not installed (Debian package $package)"
+  fi
+}
 
 # Runs the command for every file, ROUNDS times, the word FILE in the command
 # standing for the file; prints the elapsed nanoseconds. Exit codes are
