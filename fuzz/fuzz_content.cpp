@@ -1,7 +1,6 @@
 // Fuzz target: the input is a page content stream. It is cut into tokens the
 // way the interpreter reads them (inline images included), and then run as
-// the content of a one-page document whose resources hold simple and
-// composite fonts, a form and an image.
+// the content of the page of content_page.h.
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -12,7 +11,7 @@
 #include "pdf/content/content_lexer.h"
 #include "pdf/content/text_entry.h"
 #include "pdf/model/document.h"
-#include "support/pdf_builder.h"
+#include "content_page.h"
 #include "temp_file.h"
 
 namespace {
@@ -50,40 +49,11 @@ void lex(const zopra::pdf::Bytes& data) {
   }
 }
 
-std::string document(const std::string& content) {
-  zopra::test::PdfBuilder builder;
-  builder.object(1, "<< /Type /Catalog /Pages 2 0 R >>");
-  builder.object(2, "<< /Type /Pages /Kids [9 0 R] /Count 1 >>");
-  builder.object(3, "<< /Type /Font /Subtype /Type1 /BaseFont /Helvetica /Encoding "
-                    "<< /Differences [128 /bullet /emdash] >> >>");
-  builder.object(4, "<< /Type /Font /Subtype /Type0 /BaseFont /Fuzz /Encoding /Identity-H "
-                    "/DescendantFonts [5 0 R] /ToUnicode 6 0 R >>");
-  builder.object(5, "<< /Type /Font /Subtype /CIDFontType2 /BaseFont /Fuzz "
-                    "/CIDSystemInfo << /Registry (Adobe) /Ordering (Identity) /Supplement 0 >> "
-                    "/DW 1000 /W [1 [500 600] 10 20 250] >>");
-  builder.stream(6, "",
-                 "begincmap\n1 begincodespacerange <0000> <FFFF> endcodespacerange\n"
-                 "2 beginbfchar <0001> <0041> <0002> <00660069> endbfchar\n"
-                 "1 beginbfrange <0010> <0020> <0061> endbfrange\nendcmap\n");
-  builder.stream(7, "/Type /XObject /Subtype /Form /BBox [0 0 100 100] /Matrix [1 0 0 1 10 10] "
-                    "/Resources << /Font << /F1 3 0 R >> >>",
-                 "BT /F1 10 Tf 0 0 Td (form) Tj ET");
-  builder.stream(8, "/Type /XObject /Subtype /Image /Width 1 /Height 1 /ColorSpace /DeviceGray "
-                    "/BitsPerComponent 8",
-                 "\x80");
-  builder.object(9, "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 612 792] /Resources "
-                    "<< /Font << /F1 3 0 R /F2 4 0 R >> /XObject << /X1 7 0 R /Im1 8 0 R >> >> "
-                    "/Contents 10 0 R >>");
-  builder.stream(10, "", content);
-  builder.finishWithTable("/Root 1 0 R");
-  return builder.bytes();
-}
-
 // Content is never a reason for an extraction to fail: what the interpreter
 // cannot use, it skips.
 void extract(const std::string& content) {
   static zopra::fuzz::TempFile file;
-  const std::string bytes = document(content);
+  const std::string bytes = zopra::fuzz::contentPage(content);
   file.write(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size());
   zopra::pdf::Document loaded;
   require(loaded.load(file.path()) == zopra::pdf::Error::None);

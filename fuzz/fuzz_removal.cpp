@@ -1,11 +1,11 @@
-// Fuzz target: the input is a page content stream. Its text items are
-// extracted, a selection of them (chosen from a hash of the input) is
-// removed, and the page is extracted again: every string of an item not
-// chosen must still be shown where it was, every string of a chosen item
-// must be gone unless the removal reported the item as left (one of its
-// strings at least is then still shown), and removing the same items again
-// must change nothing. Removing all text must leave no
-// item.
+// Fuzz target: the input is a page content stream, run as the content of
+// the page of content_page.h. Its text items are extracted, a selection of
+// them (chosen from a hash of the input) is removed, and the page is
+// extracted again: every string of an item not chosen must still be shown
+// where it was, every string of a chosen item must be gone unless the
+// removal reported the item as left (one of its strings at least is then
+// still shown), and removing the same items again must change nothing.
+// Removing all text must leave no item.
 #include <cmath>
 #include <cstdio>
 #include <cstddef>
@@ -19,7 +19,7 @@
 
 #include "pdf/content/text_entry.h"
 #include "pdf/model/document.h"
-#include "support/pdf_builder.h"
+#include "content_page.h"
 #include "temp_file.h"
 
 namespace {
@@ -36,36 +36,6 @@ void requireAt(bool condition, int line) {
   std::abort();
 }
 #define require(condition) requireAt((condition), __LINE__)
-
-std::string document(const std::string& content) {
-  // Type 3 widths in glyph space: 100 units make one em at this FontMatrix.
-  std::string widths;
-  for (int code = 32; code <= 126; ++code) widths += std::to_string(40 + code % 7 * 10) + ' ';
-  zopra::test::PdfBuilder builder;
-  builder.object(1, "<< /Type /Catalog /Pages 2 0 R >>");
-  builder.object(2, "<< /Type /Pages /Kids [9 0 R] /Count 1 >>");
-  builder.object(3, "<< /Type /Font /Subtype /Type1 /BaseFont /Helvetica >>");
-  builder.object(4, "<< /Type /Font /Subtype /Type0 /BaseFont /Fuzz /Encoding /Identity-H "
-                    "/DescendantFonts [5 0 R] /ToUnicode 6 0 R >>");
-  builder.object(5, "<< /Type /Font /Subtype /CIDFontType2 /BaseFont /Fuzz "
-                    "/CIDSystemInfo << /Registry (Adobe) /Ordering (Identity) /Supplement 0 >> "
-                    "/DW 1000 /W [1 [500 600] 10 20 250] >>");
-  builder.stream(6, "",
-                 "begincmap\n1 begincodespacerange <0000> <FFFF> endcodespacerange\n"
-                 "1 beginbfrange <0001> <00FF> <0041> endbfrange\nendcmap\n");
-  builder.stream(7, "/Type /XObject /Subtype /Form /BBox [0 0 100 100] /Matrix [1 0 0 1 10 10] "
-                    "/Resources << /Font << /F1 3 0 R >> >>",
-                 "BT /F1 10 Tf 0 0 Td (form) Tj [(a) 300 (b)] TJ ET");
-  builder.object(8, "<< /Type /Font /Subtype /Type3 /FontMatrix [0.01 0 0 0.01 0 0] /FontBBox [0 0 100 100] "
-                    "/CharProcs << >> /Encoding << /Differences [65 /A] >> /FirstChar 32 /LastChar 126 "
-                    "/Widths [" + widths + "] >>");
-  builder.object(9, "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 612 792] /Resources "
-                    "<< /Font << /F1 3 0 R /F2 4 0 R /F3 8 0 R >> /XObject << /X1 7 0 R >> >> "
-                    "/Contents 10 0 R >>");
-  builder.stream(10, "", content);
-  builder.finishWithTable("/Root 1 0 R");
-  return builder.bytes();
-}
 
 // A shown string: its operator in its stream family and its element.
 using StringKey = std::tuple<std::uint32_t, std::uint32_t, std::uint32_t>;
@@ -117,7 +87,7 @@ std::string pageContent(Document& loaded) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   static zopra::fuzz::TempFile file;
   const std::string content(reinterpret_cast<const char*>(data), size);
-  const std::string bytes = document(content);
+  const std::string bytes = zopra::fuzz::contentPage(content);
   file.write(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size());
 
   Document loaded;
