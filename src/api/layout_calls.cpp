@@ -86,7 +86,7 @@ ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderGetTextAlignment(ZOPRADocum
   }
   return guarded([&] {
     const int32_t status = zopra::api::layOutText(loader);
-    if (status == ZOPRA_STATUS_SUCCESS) *alignment = static_cast<int32_t>(loader->textAlignment[index]);
+    if (status == ZOPRA_STATUS_SUCCESS) *alignment = static_cast<int32_t>(loader->textAlignment[index].alignment);
     return status;
   });
 }

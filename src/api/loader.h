@@ -29,7 +29,7 @@ struct ZOPRADocumentLoader {
   // after the extraction numbered roomExtraction.
   std::vector<double> textRoom;
   // Alignment of every item, worked out with the room.
-  std::vector<zopra::pdf::Alignment> textAlignment;
+  std::vector<zopra::pdf::AlignedItem> textAlignment;
   std::uint64_t roomExtraction = 0;
   // Chosen items left on the page by the last removal (item indices).
   std::vector<std::uint32_t> unremovedText;

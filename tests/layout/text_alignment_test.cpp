@@ -58,13 +58,13 @@ TEST(TextAlignment, CellsColumnsAndPage) {
     std::vector<GraphicsEntry> graphics;
     ASSERT_EQ(doc->extractText(0, items, nullptr), Error::None);
     ASSERT_EQ(doc->extractGraphics(0, 0.0, graphics), Error::None);
-    const std::vector<Alignment> alignment = textAlignment(items, graphics, unrotatedPageBox(doc->pages[0]));
+    const std::vector<AlignedItem> alignment = textAlignment(items, graphics, unrotatedPageBox(doc->pages[0]));
     ASSERT_EQ(alignment.size(), items.size());
     bool found = false;
     for (std::size_t i = 0; i < items.size(); ++i) {
       if (items[i].text != c.item) continue;
       found = true;
-      EXPECT_EQ(alignment[i], c.expected) << i;
+      EXPECT_EQ(alignment[i].alignment, c.expected) << i;
     }
     EXPECT_TRUE(found);
   }

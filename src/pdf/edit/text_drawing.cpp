@@ -107,6 +107,11 @@ bool nameTaken(const Document& document, const Page& page, const std::string& re
   return fonts && fonts->isDictionary() && fonts->find(resourceName);
 }
 
+// A font-unit measure of the font in glyph space units (1000 per em).
+Value glyphUnits(const TrueType& font, std::int16_t value) {
+  return integer(std::llround(value * 1000.0 / (font.unitsPerEm == 0 ? 1000 : font.unitsPerEm)));
+}
+
 // The name the embedded font goes by: its PostScript name, else the font
 // file's name without folder and extension, cut to the characters of a PDF
 // name, else a fixed name.
@@ -154,13 +159,14 @@ Document::EmbeddedFont embedFont(Document& document, const TrueType& font, const
               {"Type", name("FontDescriptor")},
               {"FontName", name(embedded.baseFont)},
               {"Flags", integer(4)},
-              // Font units as read, not scaled to the 1000 of glyph space.
-              {"FontBBox", Value::Array({integer(font.xMin), integer(font.yMin), integer(font.xMax),
-                                         integer(font.yMax)})},
+              // In glyph space, 1000 units to the em, as readers (and this
+              // engine's own item boxes) take them.
+              {"FontBBox", Value::Array({glyphUnits(font, font.xMin), glyphUnits(font, font.yMin),
+                                         glyphUnits(font, font.xMax), glyphUnits(font, font.yMax)})},
               {"ItalicAngle", integer(0)},
-              {"Ascent", integer(font.ascender)},
-              {"Descent", integer(font.descender)},
-              {"CapHeight", integer(font.ascender)},
+              {"Ascent", glyphUnits(font, font.ascender)},
+              {"Descent", glyphUnits(font, font.descender)},
+              {"CapHeight", glyphUnits(font, font.ascender)},
               {"StemV", integer(80)},
               {"FontFile2", reference(file)},
           }))

@@ -30,6 +30,8 @@ constexpr double kNeighbourFar = 3.0;
 constexpr double kMatch = 0.1;           // edges and centres this close match
 constexpr double kProbeHeight = 0.25;    // the band is probed at a quarter em
 constexpr double kPageMatch = 0.25;      // centred on the page within this
+constexpr double kTextGap = 0.3;         // kept after the text before: a word space
+constexpr double kGraphicsGap = 0.2;     // kept after a rule or cell side
 
 struct Line {
   std::size_t item;
@@ -234,9 +236,9 @@ bool alignedWith(const Line& line, const Line& neighbour, Alignment& alignment) 
 
 }  // namespace
 
-std::vector<Alignment> textAlignment(const std::vector<TextEntry>& items,
-                                     const std::vector<GraphicsEntry>& graphics, const Rectangle& pageBox) {
-  std::vector<Alignment> alignment(items.size(), Alignment::Left);
+std::vector<AlignedItem> textAlignment(const std::vector<TextEntry>& items,
+                                       const std::vector<GraphicsEntry>& graphics, const Rectangle& pageBox) {
+  std::vector<AlignedItem> alignment(items.size());
   std::vector<Line> lines;
   for (std::size_t i = 0; i < items.size(); ++i) {
     const TextEntry& item = items[i];
@@ -274,9 +276,21 @@ std::vector<Alignment> textAlignment(const std::vector<TextEntry>& items,
     cells.cell(line, left, right);
     // Alone in its cell on this line: no other text between the sides.
     const double slack = tolerance(line.size);
+    // Outside a cell the page's left text margin bounds the space; the
+    // leftmost text itself may reach a twentieth of the page from its edge.
+    double margin = line.box.x0;
+    if (std::isfinite(left)) {
+      margin = left + kGraphicsGap * line.size;
+    } else if (line.box.x0 > textLeft + slack) {
+      margin = textLeft;
+    } else if (pageKnown) {
+      margin = pageLeft + 0.05 * (pageRight - pageLeft);
+    }
+    const double before = std::max(line.previousEnd + kTextGap * line.size, margin);
+    alignment[line.item].spaceBefore = std::isfinite(before) ? std::max(0.0, line.box.x0 - before) : 0.0;
     if (line.previousEnd <= left + slack && line.nextStart >= right - slack &&
         alignedBetween(left, right, line, found)) {
-      alignment[line.item] = found;
+      alignment[line.item].alignment = found;
       continue;
     }
     if (!line.alone) continue;
@@ -298,7 +312,7 @@ std::vector<Alignment> textAlignment(const std::vector<TextEntry>& items,
         decided = true;
       }
     }
-    if (decided) alignment[line.item] = found;
+    if (decided) alignment[line.item].alignment = found;
   }
   return alignment;
 }

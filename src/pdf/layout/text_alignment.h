@@ -14,6 +14,15 @@ namespace zopra::pdf {
 
 enum class Alignment : std::int32_t { Left = 0, Center = 1, Right = 2 };
 
+struct AlignedItem {
+  Alignment alignment = Alignment::Left;
+  // Free space before the item's start along its line, in PDF units: up to
+  // the end of the text before it (less a word space), the left side of its
+  // cell or a rule (less a small gap), or the page's left text margin. 0 for
+  // items that do not run left to right.
+  double spaceBefore = 0;
+};
+
 // One value per item. Only items that run left to right along the page's x
 // axis and stand alone on their line (no other item within a column-sized
 // gap on the same baseline) can be other than Left. The first rule that
@@ -28,7 +37,7 @@ enum class Alignment : std::int32_t { Left = 0, Center = 1, Right = 2 };
 //   starting at its left edge.
 // Throws an Exception (Error::Format) when the page holds so many items and
 // graphics that the work would be unbounded.
-std::vector<Alignment> textAlignment(const std::vector<TextEntry>& items,
-                                     const std::vector<GraphicsEntry>& graphics, const Rectangle& pageBox);
+std::vector<AlignedItem> textAlignment(const std::vector<TextEntry>& items,
+                                       const std::vector<GraphicsEntry>& graphics, const Rectangle& pageBox);
 
 }  // namespace zopra::pdf

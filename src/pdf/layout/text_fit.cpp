@@ -36,13 +36,18 @@ double shownScale(const TextEntry& item) {
 }
 
 Error fitText(Document& document, Document::DrawState& state, const std::string& text, const TextEntry& item,
-              double room, Alignment alignment, double minimumShownSize, TextFit& fit) {
+              double room, const AlignedItem& aligned, double minimumShownSize, TextFit& fit) {
+  const Alignment alignment = aligned.alignment;
   const double scale = shownScale(item);
   const double ownWidth = std::isfinite(item.width) ? item.width : 0.0;
   if (!std::isfinite(room) || room < ownWidth) room = ownWidth;
-  // A centred item keeps its centre: the room right of the centre is
-  // taken to be free on the left as well.
-  const double budget = alignment == Alignment::Center ? 2 * room - ownWidth : room;
+  // The space before the item, in the item's units.
+  const double along = std::hypot(item.a, item.b);
+  double before = along > 0 ? aligned.spaceBefore / along : 0.0;
+  if (!std::isfinite(before) || before < 0) before = 0;
+  double budget = room;
+  if (alignment == Alignment::Center) budget = ownWidth + 2 * std::min(room - ownWidth, before);
+  if (alignment == Alignment::Right) budget = ownWidth + before;
   const double floor = std::max(minimumShownSize, kMinimumShownFloor);
   // Never larger than the size the text came with; without a usable scale
   // the size cannot be judged in points, and stays.

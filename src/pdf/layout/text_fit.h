@@ -33,8 +33,10 @@ constexpr double kMinimumShownFloor = 1.0;
 double shownScale(const TextEntry& item);
 
 // Fits a text prepared at the item's own size (`state`, set up from the
-// item by the caller and prepared once) into `room` (the item's room):
-// centred items may use the room mirrored around their centre. When it is
+// item by the caller and prepared once) into the item's room: `room` after
+// its start for a left-aligned item, the space before it plus its own width
+// for a right-aligned one, and for a centred one its width plus twice the
+// smaller of the spaces before and after it. When it is
 // wider, it is prepared again at the size the width calls for, at most a
 // few times, never below `minimumShownSize` (and the floor) in points as
 // shown nor above the size it came with. Then it is moved along its
@@ -43,6 +45,6 @@ double shownScale(const TextEntry& item);
 // `text` is the text as the caller gave it: prepareText leaves in the state
 // the text as drawn, with missing characters replaced.
 Error fitText(Document& document, Document::DrawState& state, const std::string& text, const TextEntry& item,
-              double room, Alignment alignment, double minimumShownSize, TextFit& fit);
+              double room, const AlignedItem& alignment, double minimumShownSize, TextFit& fit);
 
 }  // namespace zopra::pdf
