@@ -40,6 +40,12 @@ TEST(TextAlignment, CellsColumnsAndPage) {
        "BT /F1 10 Tf 72 700 Td (Total) Tj 300 0 Td (1,234.00) Tj ET BT /F1 10 Tf 72 688 Td (Tax) Tj 313.9 0 Td "
        "(56.00) Tj ET",
        "56.00", Alignment::Right},
+      // The indented first line of a justified paragraph ends where the
+      // full lines end: not right-aligned.
+      {"indented paragraph",
+       "BT /F1 10 Tf 94.376979 Tz 82 612 Td (Lorem ipsum dolor sit amet, consectetur) Tj ET BT /F1 10 Tf 100 Tz 72 600 Td "
+       "(Lorem ipsum dolor sit amet, consectetur) Tj 0 -12 Td (Lorem ipsum dolor sit amet, consectetur) Tj ET",
+       "Lorem ipsum dolor sit amet, consectetur", Alignment::Left},
       // A two-line title: the lines share their centre, not their start.
       {"centred lines", "BT /F1 18 Tf 100 700 Td (Annual Report) Tj 26.48 -22 Td (for 2025) Tj ET", "for 2025",
        Alignment::Center},

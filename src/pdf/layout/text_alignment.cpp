@@ -22,6 +22,10 @@ constexpr std::size_t kMaxStrips = 4096;
 constexpr std::size_t kMaxFilings = std::size_t{1} << 22;
 // Neighbour lines looked at per item, above and below.
 constexpr std::size_t kMaxNeighbourScan = 64;
+// Lines looked at per item for text beside it, within this many sizes of
+// its baseline.
+constexpr std::size_t kMaxBandScan = 512;
+constexpr double kNearBand = 1.0;
 // Fractions of the shown size.
 constexpr double kSameLine = 0.2;        // baselines this close are one line
 constexpr double kColumnGap = 1.5;       // a wider gap on a line separates columns
@@ -269,6 +273,31 @@ std::vector<AlignedItem> textAlignment(const std::vector<TextEntry>& items,
     textRight = std::max(textRight, line.box.x1);
   }
   const CellGraphics cells(graphics, low, high);
+  // The nearest end of text before each line whose box crosses its probe,
+  // on its baseline or not (a column beside it on other baselines).
+  for (Line& line : lines) {
+    auto below = [&](std::size_t k, double y) { return lines[k].baseline < y; };
+    auto it = std::lower_bound(byBaseline.begin(), byBaseline.end(), line.baseline - kNearBand * line.size, below);
+    for (std::size_t scanned = 0; it != byBaseline.end() && scanned < kMaxBandScan; ++it, ++scanned) {
+      const Line& other = lines[*it];
+      if (other.baseline > line.baseline + kNearBand * line.size) break;
+      if (&other == &line || !(other.box.y0 <= line.probe && line.probe <= other.box.y1)) continue;
+      if (other.box.x1 <= line.box.x0 + tolerance(line.size)) line.previousEnd = std::max(line.previousEnd, other.box.x1);
+    }
+  }
+
+  // Each line's neighbours over and under it, and whether it starts where
+  // one of them starts.
+  std::vector<std::pair<std::size_t, std::size_t>> neighbours(lines.size());
+  std::vector<bool> leftFlush(lines.size(), false);
+  for (std::size_t k = 0; k < lines.size(); ++k) {
+    neighbours[k] = {neighbourLine(lines, byBaseline, lines[k], +1), neighbourLine(lines, byBaseline, lines[k], -1)};
+    for (std::size_t n : {neighbours[k].first, neighbours[k].second}) {
+      if (n == kNone) continue;
+      const double shared = tolerance(std::max(lines[k].size, lines[n].size));
+      if (std::fabs(lines[k].segmentLeft - lines[n].segmentLeft) <= shared) leftFlush[k] = true;
+    }
+  }
 
   for (const Line& line : lines) {
     Alignment found = Alignment::Left;
@@ -294,10 +323,15 @@ std::vector<AlignedItem> textAlignment(const std::vector<TextEntry>& items,
       continue;
     }
     if (!line.alone) continue;
+    // A line that starts where a line over or under it starts is
+    // left-aligned. Sharing a right end with a line of a left-flush block
+    // is justification, not right alignment: the indented first line of a
+    // justified paragraph shares only its right end with the next.
+    const std::size_t k = static_cast<std::size_t>(&line - lines.data());
+    if (leftFlush[k]) continue;
     bool decided = false;
-    for (int direction : {+1, -1}) {
-      const std::size_t n = neighbourLine(lines, byBaseline, line, direction);
-      if (n != kNone && alignedWith(line, lines[n], found)) {
+    for (std::size_t n : {neighbours[k].first, neighbours[k].second}) {
+      if (n != kNone && alignedWith(line, lines[n], found) && !(found == Alignment::Right && leftFlush[n])) {
         decided = true;
         break;
       }
