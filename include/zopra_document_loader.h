@@ -884,13 +884,19 @@ ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderGetMissingCharacterCount(ZO
 /*
  * zopraDocumentLoaderGetTextAlignment
  *   The alignment of an item of the last successful
- *   zopraDocumentLoaderExtractPageText: ZOPRA_ALIGNMENT_CENTER when it is
- *   centred between its neighbours on the line, in its column (the lines just
- *   above or below share its centre), in the table cell (graphics box) around
- *   it or on the page's text area; ZOPRA_ALIGNMENT_RIGHT when it ends flush
- *   with the lines just above or below it, or with the right side of its
- *   cell, without sharing their start; else ZOPRA_ALIGNMENT_LEFT. Items that
- *   do not run left to right along the page's x axis are left-aligned. Like
+ *   zopraDocumentLoaderExtractPageText. Only an item that runs left to
+ *   right along the page's x axis can be other than ZOPRA_ALIGNMENT_LEFT.
+ *   The first rule that applies decides: in a table cell (the smallest box,
+ *   or pair of vertical rules, around it, with no other text of its line in
+ *   it), ZOPRA_ALIGNMENT_CENTER when the gaps to both sides match and
+ *   ZOPRA_ALIGNMENT_RIGHT when the right one is small and the left one is
+ *   not; an item with other text on its line within a column-sized gap, or
+ *   that starts where the line just above or below starts, is left-aligned;
+ *   against those lines, ZOPRA_ALIGNMENT_RIGHT when it shares the right end
+ *   of one (unless that line is part of a left-flush block, as in a
+ *   justified paragraph) and ZOPRA_ALIGNMENT_CENTER when it shares its
+ *   centre; ZOPRA_ALIGNMENT_CENTER when it is centred on the page or on the
+ *   page's text area. Like
  *   zopraDocumentLoaderGetTextRoom, the first call after an extraction reads
  *   the page's graphics once.
  * Parameters
@@ -910,16 +916,18 @@ ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderGetTextAlignment(ZOPRADocum
  *   The one layout every client uses: sets text at the place of item index
  *   of the last successful zopraDocumentLoaderExtractPageText, on page, with
  *   the font chain (as zopraDocumentLoaderSetTextChainA), at the item's own
- *   size and horizontal scaling. When the text is wider than the item's room
- *   (zopraDocumentLoaderGetTextRoom; for a centred item, the room right of
- *   its centre taken on both sides of it: twice the room less the item's
- *   width) it is set smaller, to the size that fits, never below
+ *   size and horizontal scaling. When the text is wider than the room at
+ *   the item it is set smaller, to the size that fits, never below
  *   minimumShownSize points as shown on the page (0: no minimum beyond the
  *   library's floor of 1 point as shown) nor above the item's own size.
  *   Then it is moved along its baseline so that a centred item keeps its
  *   centre and a right-aligned one its right edge
  *   (zopraDocumentLoaderGetTextAlignment); a left-aligned one keeps its
- *   start. The result is the
+ *   start. The room is zopraDocumentLoaderGetTextRoom for a left-aligned
+ *   item; for a right-aligned one, its width plus the free space before it
+ *   (up to the text before it, less a word space, its cell's side or the
+ *   page's left text margin); for a centred one, its width plus twice the
+ *   smaller of the spaces before and after it. The result is the
  *   text set for zopraDocumentLoaderGetTextWidth, zopraDocumentLoaderMoveText
  *   and zopraDocumentLoaderDrawText, which draws it. A refused argument
  *   changes nothing; otherwise the text set before is dropped first.

@@ -30,9 +30,11 @@ struct AlignedItem {
 // - table cell: the smallest box, or the pair of vertical rules, around
 //   the item across its baseline band: centred when the gaps to both sides
 //   match, right-aligned when the right gap is small and the left one is not;
-// - column: the nearest line above or below that overlaps it: centred when
-//   they share a centre but not a start, right-aligned when they share a
-//   right end but not a start;
+// - column: an item that starts where the nearest line above or below it
+//   starts is left-aligned; else, against those lines, centred when it
+//   shares a centre with one, right-aligned when it shares a right end with
+//   one that is not itself left-flush with its neighbours (the lines of a
+//   justified paragraph share their right ends too);
 // - page: centred on the page's text area (the extent of its text), not
 //   starting at its left edge.
 // Throws an Exception (Error::Format) when the page holds so many items and
