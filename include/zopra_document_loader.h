@@ -796,6 +796,166 @@ ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderMoveText(ZOPRADocumentLoade
  */
 ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderDrawText(ZOPRADocumentLoader* loader);
 
+/* Alignment of an item on its page, in its column or table cell
+ * (zopraDocumentLoaderGetTextAlignment, ZOPRADocumentLoaderTextFit). */
+#define ZOPRA_ALIGNMENT_LEFT 0
+#define ZOPRA_ALIGNMENT_CENTER 1
+#define ZOPRA_ALIGNMENT_RIGHT 2
+
+/* What zopraDocumentLoaderFitTextA did. All widths in item-matrix units
+ * (the units of ZOPRADocumentLoaderTextInfo.width). */
+typedef struct ZOPRADocumentLoaderTextFit {
+  /* The size the text is set at (the Tf operand). */
+  double fontSize;
+  /* That size in points as shown on the page (fontSize scaled by the item's
+   * matrix across the baseline, as ZOPRADocumentLoaderTextStyle.shownSize). */
+  double shownSize;
+  /* The measured width of the whole text at fontSize. */
+  double width;
+  /* The room of the item (zopraDocumentLoaderGetTextRoom). */
+  double room;
+  /* The distance the text was moved along the baseline for its alignment
+   * (0 for a left-aligned item). */
+  double offset;
+  /* The ZOPRA_ALIGNMENT_* value used (zopraDocumentLoaderGetTextAlignment). */
+  int32_t alignment;
+  /* Characters that no font of the chain has (drawn as a space). */
+  uint32_t missingCharacters;
+  /* 1 when the text is wider than the room even at the smallest size
+   * allowed, else 0. */
+  int32_t overflows;
+} ZOPRADocumentLoaderTextFit;
+
+/*
+ * zopraDocumentLoaderSetTextChainA
+ *   Like zopraDocumentLoaderSetTextA with a chain of TrueType fonts: every
+ *   character comes from the first font of the chain that has a glyph for
+ *   it. The text is drawn as consecutive runs, one per font, in one text
+ *   object, and measured as a whole (zopraDocumentLoaderGetTextWidth). A
+ *   character that no font has is measured and drawn as a space of the first
+ *   font (dropped when it has no space) and counted
+ *   (zopraDocumentLoaderGetMissingCharacterCount). Each font file used is
+ *   embedded by zopraDocumentLoaderDrawText as zopraDocumentLoaderSetTextA's
+ *   font is. Every font file is read at every call. A refused argument
+ *   changes nothing; otherwise the text set before is dropped first.
+ * Parameters
+ *   loader             [in] the handle.
+ *   text               [in] NUL-terminated UTF-8 text, not empty.
+ *   page               [in] the page to draw on, below the page count.
+ *   index              [in] the item that gives position and style, below
+ *                      the count of zopraDocumentLoaderGetPageTextCount.
+ *   fontPaths          [in] fontCount NUL-terminated, non-empty paths of
+ *                      TrueType font files, first choice first; must not be
+ *                      NULL, nor any of its entries. Read during the call
+ *                      only.
+ *   fontCount          [in] the number of paths, 1 to 16.
+ *   fontSize           [in] as for zopraDocumentLoaderSetTextA.
+ *   horizontalScaling  [in] as for zopraDocumentLoaderSetTextA.
+ * Returns
+ *   The statuses of zopraDocumentLoaderSetTextA; ZOPRA_STATUS_INVALID_ARGUMENT
+ *   also when fontPaths or one of its entries is NULL or empty, or fontCount
+ *   is 0 or above 16; ZOPRA_STATUS_OTHER_ERROR when any font file of the
+ *   chain cannot be read or is not a usable TrueType font.
+ */
+ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderSetTextChainA(ZOPRADocumentLoader* loader, const char* text,
+                                                                  uint32_t page, uint32_t index,
+                                                                  const char* const* fontPaths,
+                                                                  uint32_t fontCount, double fontSize,
+                                                                  double horizontalScaling);
+
+/*
+ * zopraDocumentLoaderGetMissingCharacterCount
+ *   The number of characters of the text set last (by
+ *   zopraDocumentLoaderSetTextA, zopraDocumentLoaderSetTextChainA or
+ *   zopraDocumentLoaderFitTextA) that no font of its chain has; they are
+ *   measured and drawn as a space. Line feeds and other control characters
+ *   are not counted.
+ * Parameters
+ *   loader  [in] the handle.
+ *   count   [out] receives the count; must not be NULL; unchanged on failure.
+ * Returns
+ *   ZOPRA_STATUS_SUCCESS, or ZOPRA_STATUS_INVALID_ARGUMENT when loader or
+ *   count is NULL, no document is open, or no text is set (none yet, or the
+ *   last set failed).
+ */
+ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderGetMissingCharacterCount(ZOPRADocumentLoader* loader,
+                                                                             uint32_t* count);
+
+/*
+ * zopraDocumentLoaderGetTextAlignment
+ *   The alignment of an item of the last successful
+ *   zopraDocumentLoaderExtractPageText. Only an item that runs left to
+ *   right along the page's x axis can be other than ZOPRA_ALIGNMENT_LEFT.
+ *   The first rule that applies decides: in a table cell (the smallest box,
+ *   or pair of vertical rules, around it, with no other text of its line in
+ *   it), ZOPRA_ALIGNMENT_CENTER when the gaps to both sides match and
+ *   ZOPRA_ALIGNMENT_RIGHT when the right one is small and the left one is
+ *   not; an item with other text on its line within a column-sized gap, or
+ *   that starts where the line just above or below starts, is left-aligned;
+ *   against those lines, ZOPRA_ALIGNMENT_RIGHT when it shares the right end
+ *   of one (unless that line is part of a left-flush block, as in a
+ *   justified paragraph) and ZOPRA_ALIGNMENT_CENTER when it shares its
+ *   centre; ZOPRA_ALIGNMENT_CENTER when it is centred on the page or on the
+ *   page's text area. Like
+ *   zopraDocumentLoaderGetTextRoom, the first call after an extraction reads
+ *   the page's graphics once.
+ * Parameters
+ *   loader     [in] the handle.
+ *   index      [in] item index, below the count of
+ *              zopraDocumentLoaderGetPageTextCount.
+ *   alignment  [out] receives a ZOPRA_ALIGNMENT_* value; must not be NULL;
+ *              unchanged on failure.
+ * Returns
+ *   The statuses of zopraDocumentLoaderGetTextRoom.
+ */
+ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderGetTextAlignment(ZOPRADocumentLoader* loader,
+                                                                     uint32_t index, int32_t* alignment);
+
+/*
+ * zopraDocumentLoaderFitTextA
+ *   The one layout every client uses: sets text at the place of item index
+ *   of the last successful zopraDocumentLoaderExtractPageText, on page, with
+ *   the font chain (as zopraDocumentLoaderSetTextChainA), at the item's own
+ *   size and horizontal scaling. When the text is wider than the room at
+ *   the item it is set smaller, to the size that fits, never below
+ *   minimumShownSize points as shown on the page (0: no minimum beyond the
+ *   library's floor of 1 point as shown) nor above the item's own size.
+ *   Then it is moved along its baseline so that a centred item keeps its
+ *   centre and a right-aligned one its right edge
+ *   (zopraDocumentLoaderGetTextAlignment); a left-aligned one keeps its
+ *   start. The room is zopraDocumentLoaderGetTextRoom for a left-aligned
+ *   item; for a right-aligned one, its width plus the free space before it
+ *   (up to the text before it, less a word space, its cell's side or the
+ *   page's left text margin); for a centred one, its width plus twice the
+ *   smaller of the spaces before and after it. The result is the
+ *   text set for zopraDocumentLoaderGetTextWidth, zopraDocumentLoaderMoveText
+ *   and zopraDocumentLoaderDrawText, which draws it. A refused argument
+ *   changes nothing; otherwise the text set before is dropped first.
+ * Parameters
+ *   loader            [in] the handle.
+ *   text              [in] NUL-terminated UTF-8 text, not empty.
+ *   page              [in] the page to draw on, below the page count.
+ *   index             [in] the item, below the count of
+ *                     zopraDocumentLoaderGetPageTextCount.
+ *   fontPaths         [in] the chain, as for zopraDocumentLoaderSetTextChainA.
+ *   fontCount         [in] the number of paths, 1 to 16.
+ *   minimumShownSize  [in] the smallest size in points as shown; finite and
+ *                     at least 0.
+ *   fit               [out] caller-owned record, filled on success; may be
+ *                     NULL when the caller does not need it.
+ * Returns
+ *   ZOPRA_STATUS_SUCCESS (also when the text overflows: see fit->overflows);
+ *   the statuses of zopraDocumentLoaderSetTextChainA and
+ *   zopraDocumentLoaderGetTextRoom; ZOPRA_STATUS_INVALID_ARGUMENT also when
+ *   minimumShownSize is not finite or below 0, or there was no successful
+ *   text extraction since the document was opened.
+ */
+ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderFitTextA(ZOPRADocumentLoader* loader, const char* text,
+                                                             uint32_t page, uint32_t index,
+                                                             const char* const* fontPaths, uint32_t fontCount,
+                                                             double minimumShownSize,
+                                                             ZOPRADocumentLoaderTextFit* fit);
+
 /*
  * zopraDocumentLoaderWriteDocumentA
  *   Writes the open document, with every change made through this handle, to
