@@ -596,8 +596,8 @@ int runReplace(int argc, char** argv) {
      * half a job. Pages that could not be read are named and left as they
      * are, and text that could not be removed is named; the rest is done. */
     if (result == EXIT_OK || result == EXIT_PAGES_UNREAD || result == EXIT_TEXT_LEFT) {
-      int written = writeAndClose(loader, options.input, options.output, options.plain);
-      if (written != EXIT_OK) result = written;
+      int writing = writeAndClose(loader, options.input, options.output, options.plain);
+      if (writing != EXIT_OK) result = writing;
     } else {
       zopraDocumentLoaderDestroy(loader);
     }
