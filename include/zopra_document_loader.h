@@ -911,13 +911,15 @@ ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderGetTextAlignment(ZOPRADocum
  *   of the last successful zopraDocumentLoaderExtractPageText, on page, with
  *   the font chain (as zopraDocumentLoaderSetTextChainA), at the item's own
  *   size and horizontal scaling. When the text is wider than the item's room
- *   (zopraDocumentLoaderGetTextRoom) it is set smaller, never below
+ *   (zopraDocumentLoaderGetTextRoom; for a centred item, the room right of
+ *   its centre taken on both sides of it: twice the room less the item's
+ *   width) it is set smaller, to the size that fits, never below
  *   minimumShownSize points as shown on the page (0: no minimum beyond the
  *   library's floor of 1 point as shown) nor above the item's own size.
  *   Then it is moved along its baseline so that a centred item keeps its
  *   centre and a right-aligned one its right edge
- *   (zopraDocumentLoaderGetTextAlignment), without starting before the
- *   item's start nor ending past its room when it fits. The result is the
+ *   (zopraDocumentLoaderGetTextAlignment); a left-aligned one keeps its
+ *   start. The result is the
  *   text set for zopraDocumentLoaderGetTextWidth, zopraDocumentLoaderMoveText
  *   and zopraDocumentLoaderDrawText, which draws it. A refused argument
  *   changes nothing; otherwise the text set before is dropped first.

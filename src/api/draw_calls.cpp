@@ -1,6 +1,7 @@
 // New text: set at the place of an extracted item, measured and drawn.
 #include <cmath>
 #include <string>
+#include <vector>
 
 #include "api/loader.h"
 #include "api/status.h"
@@ -12,16 +13,20 @@ using zopra::api::statusFor;
 using zopra::pdf::Document;
 using zopra::pdf::TextEntry;
 
-extern "C" {
+namespace zopra::api {
 
-ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderSetTextA(ZOPRADocumentLoader* loader, const char* text,
-                                                             uint32_t page, uint32_t index,
-                                                             const char* fontPath, double fontSize,
-                                                             double horizontalScaling) {
-  if (!fontPath) return ZOPRA_STATUS_INVALID_ARGUMENT;
+std::int32_t setTextChain(ZOPRADocumentLoader* loader, const char* text, std::uint32_t page, std::uint32_t index,
+                          const char* const* fontPaths, std::uint32_t fontCount, double fontSize,
+                          double horizontalScaling) {
+  if (!fontPaths || fontCount == 0 || fontCount > kMaxFontChain) return ZOPRA_STATUS_INVALID_ARGUMENT;
+  for (std::uint32_t k = 0; k < fontCount; ++k) {
+    if (!fontPaths[k]) return ZOPRA_STATUS_INVALID_ARGUMENT;
+  }
   return guarded([&] {
-    std::string ownedFontPath(fontPath);
-    if (!loader || !text || !loader->opened || text[0] == '\0' || ownedFontPath.empty()) {
+    std::vector<std::string> paths(fontPaths, fontPaths + fontCount);
+    bool emptyPath = false;
+    for (const std::string& path : paths) emptyPath = emptyPath || path.empty();
+    if (!loader || !text || !loader->opened || text[0] == '\0' || emptyPath) {
       return ZOPRA_STATUS_INVALID_ARGUMENT;
     }
     // Sizes that are not finite, not above 0 or absurdly large are refused.
@@ -34,7 +39,8 @@ ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderSetTextA(ZOPRADocumentLoade
     Document::DrawState& state = loader->drawState;
     const TextEntry& entry = loader->textEntries[index];
     state.text = text;
-    state.fontPath = std::move(ownedFontPath);
+    state.fontPath = paths.front();
+    if (paths.size() > 1) state.fontPaths = std::move(paths);
     state.fontSize = fontSize;
     state.horizontalScaling = horizontalScaling;
     state.matrix = {entry.a, entry.b, entry.c, entry.d, entry.e, entry.f};
@@ -45,6 +51,18 @@ ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderSetTextA(ZOPRADocumentLoade
     loader->drawPage = page;
     return statusFor(loader->document.prepareText(state));
   });
+}
+
+}  // namespace zopra::api
+
+extern "C" {
+
+ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderSetTextA(ZOPRADocumentLoader* loader, const char* text,
+                                                             uint32_t page, uint32_t index,
+                                                             const char* fontPath, double fontSize,
+                                                             double horizontalScaling) {
+  if (!fontPath) return ZOPRA_STATUS_INVALID_ARGUMENT;
+  return zopra::api::setTextChain(loader, text, page, index, &fontPath, 1, fontSize, horizontalScaling);
 }
 
 ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderSetTextW(ZOPRADocumentLoader*, const wchar_t*, uint32_t,

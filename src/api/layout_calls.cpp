@@ -1,11 +1,12 @@
-// Layout of the extracted items: each item's style and place, and the room
-// that new text may take at it.
+// Layout of the extracted items: each item's style and place, the room
+// that new text may take at it, and its alignment.
 #include <cstdint>
 #include <vector>
 
 #include "api/loader.h"
 #include "api/status.h"
 #include "pdf/layout/item_geometry.h"
+#include "pdf/layout/text_alignment.h"
 #include "pdf/layout/text_room.h"
 #include "zopra_document_loader.h"
 
@@ -16,6 +17,28 @@ using zopra::pdf::FontStyle;
 using zopra::pdf::GraphicsEntry;
 using zopra::pdf::ItemBox;
 using zopra::pdf::TextEntry;
+
+namespace zopra::api {
+
+std::int32_t layOutText(ZOPRADocumentLoader* loader) {
+  if (loader->roomExtraction == loader->extraction && loader->textRoom.size() == loader->textEntries.size() &&
+      loader->textAlignment.size() == loader->textEntries.size()) {
+    return ZOPRA_STATUS_SUCCESS;
+  }
+  // The page's graphics go to a store of this call's own, so the cache of
+  // zopraDocumentLoaderExtractPageGraphics stays as the caller left it.
+  std::vector<GraphicsEntry> graphics;
+  Error kind = loader->document.extractGraphics(loader->extractedPage, 0.0, graphics);
+  if (kind != Error::None) return statusFor(kind);
+  const auto& page = loader->document.pages[loader->extractedPage];
+  const zopra::pdf::Rectangle box = zopra::pdf::unrotatedPageBox(page);
+  loader->textRoom = zopra::pdf::textRoom(loader->textEntries, graphics, box);
+  loader->textAlignment = zopra::pdf::textAlignment(loader->textEntries, graphics, box);
+  loader->roomExtraction = loader->extraction;
+  return ZOPRA_STATUS_SUCCESS;
+}
+
+}  // namespace zopra::api
 
 extern "C" {
 
@@ -49,20 +72,22 @@ ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderGetTextRoom(ZOPRADocumentLo
     return ZOPRA_STATUS_INVALID_ARGUMENT;
   }
   return guarded([&] {
-    if (loader->roomExtraction != loader->extraction ||
-        loader->textRoom.size() != loader->textEntries.size()) {
-      // The page's graphics go to a store of this call's own, so the cache
-      // of zopraDocumentLoaderExtractPageGraphics stays as the caller left it.
-      std::vector<GraphicsEntry> graphics;
-      Error kind = loader->document.extractGraphics(loader->extractedPage, 0.0, graphics);
-      if (kind != Error::None) return statusFor(kind);
-      const auto& page = loader->document.pages[loader->extractedPage];
-      loader->textRoom = zopra::pdf::textRoom(loader->textEntries, graphics,
-                                              zopra::pdf::unrotatedPageBox(page));
-      loader->roomExtraction = loader->extraction;
-    }
-    *room = loader->textRoom[index];
-    return ZOPRA_STATUS_SUCCESS;
+    const int32_t status = zopra::api::layOutText(loader);
+    if (status == ZOPRA_STATUS_SUCCESS) *room = loader->textRoom[index];
+    return status;
+  });
+}
+
+ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderGetTextAlignment(ZOPRADocumentLoader* loader,
+                                                                     uint32_t index, int32_t* alignment) {
+  if (!loader || !alignment || !loader->opened || !loader->textExtracted ||
+      index >= loader->textEntries.size()) {
+    return ZOPRA_STATUS_INVALID_ARGUMENT;
+  }
+  return guarded([&] {
+    const int32_t status = zopra::api::layOutText(loader);
+    if (status == ZOPRA_STATUS_SUCCESS) *alignment = static_cast<int32_t>(loader->textAlignment[index]);
+    return status;
   });
 }
 

@@ -7,6 +7,7 @@
 
 #include "pdf/content/graphics_entry.h"
 #include "pdf/content/text_entry.h"
+#include "pdf/layout/text_alignment.h"
 #include "pdf/model/document.h"
 
 // Named in the global namespace because the C header declares it there.
@@ -27,6 +28,8 @@ struct ZOPRADocumentLoader {
   // Room of every item of textEntries, worked out by the first room call
   // after the extraction numbered roomExtraction.
   std::vector<double> textRoom;
+  // Alignment of every item, worked out with the room.
+  std::vector<zopra::pdf::Alignment> textAlignment;
   std::uint64_t roomExtraction = 0;
   // Chosen items left on the page by the last removal (item indices).
   std::vector<std::uint32_t> unremovedText;
@@ -40,3 +43,23 @@ struct ZOPRADocumentLoader {
   zopra::pdf::Document::DrawState drawState;
   std::uint32_t drawPage = 0;
 };
+
+namespace zopra::api {
+
+// Fonts a chain may name.
+constexpr std::uint32_t kMaxFontChain = 16;
+
+// What zopraDocumentLoaderSetTextChainA does (and SetTextA with a chain of
+// one): checks the arguments, sets the handle's draw state from item
+// `index` and prepares it. A status code; never throws.
+std::int32_t setTextChain(ZOPRADocumentLoader* loader, const char* text, std::uint32_t page, std::uint32_t index,
+                          const char* const* fontPaths, std::uint32_t fontCount, double fontSize,
+                          double horizontalScaling);
+
+// Works out the room and alignment of every item of the last extraction
+// (loader->textRoom, loader->textAlignment) unless done since. The caller
+// checks that an extraction succeeded. A status code; throws what the
+// layout throws (run it inside guarded).
+std::int32_t layOutText(ZOPRADocumentLoader* loader);
+
+}  // namespace zopra::api

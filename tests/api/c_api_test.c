@@ -107,6 +107,15 @@ static void checkWithoutDocument(ZOPRADocumentLoader* loader) {
   EXPECT(BAD, zopraDocumentLoaderSetTextA(loader, "x", 0, 0, "f.ttf", 10.0, 1.0));
   EXPECT(BAD, zopraDocumentLoaderGetTextWidth(loader, &width));
   EXPECT(BAD, zopraDocumentLoaderMoveText(loader, 1.0, 0.0));
+  {
+    const char* chain[1] = {"f.ttf"};
+    int32_t alignment = 0;
+    ZOPRADocumentLoaderTextFit fit;
+    EXPECT(BAD, zopraDocumentLoaderSetTextChainA(loader, "x", 0, 0, chain, 1, 10.0, 1.0));
+    EXPECT(BAD, zopraDocumentLoaderGetMissingCharacterCount(loader, &value));
+    EXPECT(BAD, zopraDocumentLoaderGetTextAlignment(loader, 0, &alignment));
+    EXPECT(BAD, zopraDocumentLoaderFitTextA(loader, "x", 0, 0, chain, 1, 0.0, &fit));
+  }
   EXPECT(BAD, zopraDocumentLoaderDrawText(loader));
   EXPECT(BAD, zopraDocumentLoaderWriteDocumentA(loader, paths[1]));
   EXPECT(BAD, zopraDocumentLoaderWriteDocumentCompactA(loader, paths[1], ZOPRA_COMPACT_ALL));
@@ -154,6 +163,29 @@ static void checkDocument(ZOPRADocumentLoader* loader, ZOPRADocumentLoader* read
     EXPECT(BAD, zopraDocumentLoaderGetTextRoom(loader, 1, &room));
     EXPECT(OK, zopraDocumentLoaderGetTextRoom(loader, 0, &room));
     CHECK(near(room, 468.0));
+  }
+  {
+    /* Alone on the page at the left margin: left-aligned. A chain needs 1 to
+     * 16 fonts and a minimum size that is a number of points. */
+    const char* chain[17] = {"f.ttf"};
+    int32_t alignment = -1;
+    ZOPRADocumentLoaderTextFit fit;
+    EXPECT(BAD, zopraDocumentLoaderGetTextAlignment(loader, 0, NULL));
+    EXPECT(BAD, zopraDocumentLoaderGetTextAlignment(loader, 1, &alignment));
+    EXPECT(OK, zopraDocumentLoaderGetTextAlignment(loader, 0, &alignment));
+    CHECK(alignment == ZOPRA_ALIGNMENT_LEFT);
+    EXPECT(BAD, zopraDocumentLoaderSetTextChainA(loader, "x", 0, 0, NULL, 1, 10.0, 1.0));
+    EXPECT(BAD, zopraDocumentLoaderSetTextChainA(loader, "x", 0, 0, chain, 0, 10.0, 1.0));
+    EXPECT(BAD, zopraDocumentLoaderSetTextChainA(loader, "x", 0, 0, chain, 17, 10.0, 1.0));
+    EXPECT(BAD, zopraDocumentLoaderSetTextChainA(loader, "x", 0, 0, chain, 2, 10.0, 1.0));
+    EXPECT(BAD, zopraDocumentLoaderFitTextA(loader, "x", 0, 0, chain, 1, -1.0, &fit));
+    EXPECT(BAD, zopraDocumentLoaderFitTextA(loader, "x", 0, 0, chain, 1, NAN, &fit));
+    EXPECT(BAD, zopraDocumentLoaderFitTextA(loader, "x", 0, 1, chain, 1, 0.0, &fit));
+    EXPECT(BAD, zopraDocumentLoaderFitTextA(loader, "x", 0, 0, chain, 0, 0.0, &fit));
+    chain[0] = paths[3];
+    EXPECT(OTHER, zopraDocumentLoaderSetTextChainA(loader, "x", 0, 0, chain, 1, 10.0, 1.0));
+    EXPECT(OTHER, zopraDocumentLoaderFitTextA(loader, "x", 0, 0, chain, 1, 0.0, NULL));
+    EXPECT(BAD, zopraDocumentLoaderGetMissingCharacterCount(loader, &count));
   }
   EXPECT(BAD, zopraDocumentLoaderRemoveOriginalTextByIndex(loader, 1, NULL, 0));
   EXPECT(BAD, zopraDocumentLoaderRemoveOriginalTextByIndex(loader, 0, NULL, 1));

@@ -11,8 +11,10 @@
 #include <filesystem>
 #include <fstream>
 #include <string>
+#include <string_view>
 #include <system_error>
 #include <utility>
+#include <vector>
 
 #include "pdf/content/content_lexer.h"
 #include "pdf/edit/text_drawing.h"
@@ -34,7 +36,9 @@ constexpr int kContentDigits = 6;
 constexpr std::uint32_t kSpace = 0x20;
 // Font files kept parsed per document; a caller that cycles through more
 // paths than this reads them again.
-constexpr std::size_t kMaxFontFiles = 8;
+constexpr std::size_t kMaxFontFiles = 24;
+// Fonts in one chain: fontIndices holds one byte per character.
+constexpr std::size_t kMaxChainFonts = 64;
 // Font sizes above this (in text space units, 10000 is 139 inches at an
 // identity matrix) are taken for mistakes: no page shows such a glyph.
 constexpr double kMaxFontSize = 10000;
@@ -103,12 +107,40 @@ bool nameTaken(const Document& document, const Page& page, const std::string& re
   return fonts && fonts->isDictionary() && fonts->find(resourceName);
 }
 
+// The name the embedded font goes by: its PostScript name, else the font
+// file's name without folder and extension, cut to the characters of a PDF
+// name, else a fixed name.
+std::string baseFontName(const TrueType& font, const std::string& path) {
+  if (!font.postScriptName.empty()) return font.postScriptName;
+  std::string name;
+  for (char c : std::filesystem::path(path).stem().string()) {
+    const auto u = static_cast<unsigned char>(c);
+    if (u > 0x20 && u < 0x7F && std::string_view("#%()/<>[]{}").find(c) == std::string_view::npos &&
+        name.size() < 63) {
+      name.push_back(c);
+    }
+  }
+  return name.empty() ? std::string("ZopraEmbedded") : name;
+}
+
+// The font paths of the state's chain.
+std::vector<std::string> chainPaths(const Document::DrawState& state) {
+  return state.fontPaths.empty() ? std::vector<std::string>{state.fontPath} : state.fontPaths;
+}
+
+// Characters that lay out nothing: a font is not expected to have them.
+bool controlCharacter(std::uint32_t codePoint) {
+  return codePoint < 0x20 || (codePoint >= 0x7F && codePoint < 0xA0);
+}
+
 // Creates the objects of a newly embedded font: font file, descriptor,
 // descendant, ToUnicode stream (filled later) and the Type0 font.
-Document::EmbeddedFont embedFont(Document& document, const TrueType& font, std::string resourceName) {
+Document::EmbeddedFont embedFont(Document& document, const TrueType& font, const std::string& path,
+                                 std::string resourceName) {
   Document::EmbeddedFont embedded;
   embedded.resourceName = std::move(resourceName);
   embedded.unitsPerEm = font.unitsPerEm;
+  embedded.baseFont = baseFontName(font, path);
 
   const std::uint32_t file =
       document
@@ -120,7 +152,7 @@ Document::EmbeddedFont embedFont(Document& document, const TrueType& font, std::
       document
           .createObject(Value::Dictionary({
               {"Type", name("FontDescriptor")},
-              {"FontName", name("ZopraEmbedded")},
+              {"FontName", name(embedded.baseFont)},
               {"Flags", integer(4)},
               // Font units as read, not scaled to the 1000 of glyph space.
               {"FontBBox", Value::Array({integer(font.xMin), integer(font.yMin), integer(font.xMax),
@@ -139,7 +171,7 @@ Document::EmbeddedFont embedFont(Document& document, const TrueType& font, std::
           .createObject(Value::Dictionary({
               {"Type", name("Font")},
               {"Subtype", name("CIDFontType2")},
-              {"BaseFont", name("ZopraEmbedded")},
+              {"BaseFont", name(embedded.baseFont)},
               {"CIDSystemInfo", Value::Dictionary({{"Registry", Value::String("Adobe")},
                                                    {"Ordering", Value::String("Identity")},
                                                    {"Supplement", integer(0)}})},
@@ -154,7 +186,7 @@ Document::EmbeddedFont embedFont(Document& document, const TrueType& font, std::
                              .createObject(Value::Dictionary({
                                  {"Type", name("Font")},
                                  {"Subtype", name("Type0")},
-                                 {"BaseFont", name("ZopraEmbedded")},
+                                 {"BaseFont", name(embedded.baseFont)},
                                  {"Encoding", name("Identity-H")},
                                  {"DescendantFonts", Value::Array({reference(embedded.descendantObject)})},
                                  {"ToUnicode", reference(embedded.toUnicodeObject)},
@@ -163,12 +195,15 @@ Document::EmbeddedFont embedFont(Document& document, const TrueType& font, std::
   return embedded;
 }
 
-// Adds the state's glyphs to the font's maps, then rewrites its W array and
-// ToUnicode map from the whole maps. A text of glyphs drawn before leaves
-// both as they are, which spares most drawings the rewrite.
-void addGlyphs(Document& document, Document::EmbeddedFont& font, const Document::DrawState& state) {
+// Adds the state's glyphs drawn with font `chainIndex` of its chain to the
+// font's maps, then rewrites its W array and ToUnicode map from the whole
+// maps. A text of glyphs drawn before leaves both as they are, which spares
+// most drawings the rewrite.
+void addGlyphs(Document& document, Document::EmbeddedFont& font, const Document::DrawState& state,
+               std::size_t chainIndex) {
   bool added = false;
   for (std::size_t i = 0; i < state.glyphs.size(); ++i) {
+    if (state.fontIndices[i] != chainIndex) continue;
     added = font.glyphToUnicode.emplace(state.glyphs[i], state.codePoints[i]).second || added;
     font.glyphAdvances.emplace(state.glyphs[i], state.advances[i]);
   }
@@ -281,7 +316,9 @@ void addFontResource(Document& document, Page& page, const Document::EmbeddedFon
   document.pageDictionary(page)->dictionary.insert_or_assign("Resources", std::move(resources));
 }
 
-std::string contentText(const std::string& resourceName, const Document::DrawState& state) {
+// The text drawn as runs of consecutive characters in one font, each
+// shown with its font's name on the page (`resourceNames`, by chain index).
+std::string contentText(const std::vector<std::string>& resourceNames, const Document::DrawState& state) {
   static constexpr char kDigits[] = "0123456789ABCDEF";
   std::string text = "q\n";
   const double* c = state.fill.components;
@@ -298,14 +335,20 @@ std::string contentText(const std::string& resourceName, const Document::DrawSta
     default:
       break;
   }
-  text += "BT\n/" + resourceName + ' ' + decimal(state.fontSize) + " Tf\n";
+  const std::string size = ' ' + decimal(state.fontSize) + " Tf\n";
+  text += "BT\n/" + resourceNames[state.fontIndices.front()] + size;
   text += decimal(state.horizontalScaling * 100.0) + " Tz\n";
   text += decimal(state.charSpacing) + " Tc\n";
   text += decimal(state.wordSpacing) + " Tw\n";
   const Matrix& m = state.matrix;
   text += decimal(m.a) + ' ' + decimal(m.b) + ' ' + decimal(m.c) + ' ' + decimal(m.d) + ' ' + decimal(m.e) +
           ' ' + decimal(m.f) + " Tm\n<";
-  for (std::uint16_t glyph : state.glyphs) {
+  for (std::size_t i = 0; i < state.glyphs.size(); ++i) {
+    if (i > 0 && state.fontIndices[i] != state.fontIndices[i - 1]) {
+      // Tj moved the text position past the run before.
+      text += "> Tj\n/" + resourceNames[state.fontIndices[i]] + size + '<';
+    }
+    const std::uint16_t glyph = state.glyphs[i];
     for (int shift = 12; shift >= 0; shift -= 4) text += kDigits[(glyph >> shift) & 0xF];
   }
   text += "> Tj\nET\nQ\n";
@@ -380,35 +423,52 @@ bool validFontSize(double size) { return std::isfinite(size) && size > 0 && size
 Error Document::prepareText(DrawState& state) {
   bool valid = false;
   const std::vector<std::uint32_t> decoded = decodeUtf8(state.text, &valid);
-  if (!valid || !validFontSize(state.fontSize)) return Error::InvalidArgument;
+  const std::vector<std::string> paths = chainPaths(state);
+  if (!valid || !validFontSize(state.fontSize) || paths.size() > kMaxChainFonts) return Error::InvalidArgument;
   try {
-    const std::shared_ptr<const TrueType> loaded = loadFont(*this, state.fontPath);
-    const TrueType& font = *loaded;
-    const std::uint16_t space = font.glyph(kSpace);
-    const double scale = emScale(font.unitsPerEm);
+    std::vector<std::shared_ptr<const TrueType>> fonts;
+    fonts.reserve(paths.size());
+    for (const std::string& path : paths) fonts.push_back(loadFont(*this, path));
+    const TrueType& first = *fonts.front();
+    const std::uint16_t space = first.glyph(kSpace);
     state.codePoints.clear();
     state.glyphs.clear();
     state.advances.clear();
+    state.fontIndices.clear();
+    state.missingCharacters = 0;
     state.width = 0;
     for (std::uint32_t codePoint : decoded) {
-      std::uint16_t glyph = font.glyph(codePoint);
+      std::size_t chosen = 0;
+      std::uint16_t glyph = 0;
+      for (std::size_t k = 0; k < fonts.size() && glyph == 0; ++k) {
+        glyph = fonts[k]->glyph(codePoint);
+        chosen = k;
+      }
       if (codePoint != 0 && glyph == 0) {
-        // Missing from the font: a space keeps the words apart.
+        // Missing from every font: a space keeps the words apart.
+        if (!controlCharacter(codePoint)) ++state.missingCharacters;
+        chosen = 0;
         if (space == 0) continue;
         codePoint = kSpace;
         glyph = space;
+      } else if (glyph == 0) {
+        chosen = 0;
       }
+      const TrueType& font = *fonts[chosen];
       const std::uint16_t advance = glyph < font.advances.size() ? font.advances[glyph] : font.advances.back();
       state.codePoints.push_back(codePoint);
       state.glyphs.push_back(glyph);
       state.advances.push_back(advance);
-      state.width += (advance * scale * state.fontSize + state.charSpacing +
+      state.fontIndices.push_back(static_cast<std::uint8_t>(chosen));
+      state.width += (advance * emScale(font.unitsPerEm) * state.fontSize + state.charSpacing +
                       (codePoint == kSpace ? state.wordSpacing : 0.0)) *
                      state.horizontalScaling;
     }
     state.text = encodeUtf8(state.codePoints);
-    state.unitsPerEm = font.unitsPerEm;
-    state.font = loaded;
+    state.unitsPerEm = first.unitsPerEm;
+    state.font = fonts.front();
+    state.fontPath = paths.front();
+    state.fonts = std::move(fonts);
   } catch (const Exception& failure) {
     setError(failure.kind(), failure.message());
     return failure.kind();
@@ -417,29 +477,44 @@ Error Document::prepareText(DrawState& state) {
 }
 
 Error Document::drawText(std::uint32_t pageIndex, const DrawState& state) {
-  if (pageIndex >= pages.size() || state.glyphs.empty() || !state.font ||
-      state.codePoints.size() != state.glyphs.size() || state.advances.size() != state.glyphs.size()) {
+  const std::vector<std::string> paths = chainPaths(state);
+  if (pageIndex >= pages.size() || state.glyphs.empty() || !state.font || state.fonts.size() != paths.size() ||
+      state.codePoints.size() != state.glyphs.size() || state.advances.size() != state.glyphs.size() ||
+      state.fontIndices.size() != state.glyphs.size()) {
     return Error::InvalidArgument;
+  }
+  std::vector<bool> used(paths.size(), false);
+  for (std::uint8_t index : state.fontIndices) {
+    if (index >= paths.size() || !state.fonts[index]) return Error::InvalidArgument;
+    used[index] = true;
   }
   try {
     Page& page = pages[pageIndex];
     if (!pageDictionary(page)) throw Exception(Error::Format, "missing PDF page object");
-    auto found = embeddedFonts.find(state.fontPath);
-    if (found == embeddedFonts.end()) {
-      // "ZDL" and the count of fonts embedded before; a name the page
-      // already gives another font (text drawn into this file by an earlier
-      // run) is skipped, or that text would change its font.
-      std::size_t ordinal = embeddedFonts.size();
-      while (nameTaken(*this, page, "ZDL" + std::to_string(ordinal))) ++ordinal;
-      EmbeddedFont created = embedFont(*this, *state.font, "ZDL" + std::to_string(ordinal));
-      found = embeddedFonts.emplace(state.fontPath, std::move(created)).first;
+    std::vector<EmbeddedFont*> embedded(paths.size(), nullptr);
+    for (std::size_t k = 0; k < paths.size(); ++k) {
+      if (!used[k]) continue;
+      auto found = embeddedFonts.find(paths[k]);
+      if (found == embeddedFonts.end()) {
+        // "ZDL" and the count of fonts embedded before; a name the page
+        // already gives another font (text drawn into this file by an
+        // earlier run) is skipped, or that text would change its font.
+        std::size_t ordinal = embeddedFonts.size();
+        while (nameTaken(*this, page, "ZDL" + std::to_string(ordinal))) ++ordinal;
+        EmbeddedFont created = embedFont(*this, *state.fonts[k], paths[k], "ZDL" + std::to_string(ordinal));
+        found = embeddedFonts.emplace(paths[k], std::move(created)).first;
+      }
+      embedded[k] = &found->second;
+      addGlyphs(*this, found->second, state, k);
     }
-    EmbeddedFont& font = found->second;
-    addGlyphs(*this, font, state);
     if (wrappedPages.insert(pageIndex).second) wrapContent(*this, page);
-    const std::string resourceName = pageFontName(*this, page, pageIndex, font);
-    addFontResource(*this, page, font, resourceName);
-    appendContentStream(*this, pageIndex, page, contentText(resourceName, state));
+    std::vector<std::string> resourceNames(paths.size());
+    for (std::size_t k = 0; k < paths.size(); ++k) {
+      if (!embedded[k]) continue;
+      resourceNames[k] = pageFontName(*this, page, pageIndex, *embedded[k]);
+      addFontResource(*this, page, *embedded[k], resourceNames[k]);
+    }
+    appendContentStream(*this, pageIndex, page, contentText(resourceNames, state));
   } catch (const Exception& failure) {
     setError(failure.kind(), failure.message());
     return failure.kind();

@@ -110,6 +110,57 @@ std::uint16_t glyphFormat12(const Bytes& data, std::uint64_t table, std::uint32_
   return 0;
 }
 
+// PostScript names are at most 63 characters long.
+constexpr std::size_t kMaxNameLength = 63;
+constexpr std::uint16_t kPostScriptNameId = 6;
+
+// Characters a PDF name takes without # escapes.
+bool nameCharacter(std::uint32_t c) {
+  if (c < 0x21 || c > 0x7E) return false;
+  switch (c) {
+    case '#': case '%': case '(': case ')': case '/':
+    case '<': case '>': case '[': case ']': case '{': case '}':
+      return false;
+    default:
+      return true;
+  }
+}
+
+// The PostScript name (name 6) of the name table at `table`: the Windows or
+// Unicode record (UTF-16BE) before the Macintosh one (one byte a
+// character). Only the characters of a PDF name are kept. A damaged table
+// gives "" rather than refusing a font that draws well.
+std::string readPostScriptName(const Bytes& data, std::uint64_t table) {
+  try {
+    const std::uint16_t count = read16(data, table + 2);
+    const std::uint64_t strings = table + read16(data, table + 4);
+    int bestScore = 0;
+    std::string best;
+    for (std::uint64_t i = 0; i < count; ++i) {
+      const std::uint64_t record = table + 6 + 12 * i;
+      const std::uint16_t platform = read16(data, record);
+      if (read16(data, record + 6) != kPostScriptNameId) continue;
+      const int score = platform == 3 ? 3 : platform == 0 ? 2 : platform == 1 ? 1 : 0;
+      if (score <= bestScore) continue;
+      const std::uint64_t length = read16(data, record + 8);
+      const std::uint64_t start = strings + read16(data, record + 10);
+      if (start > data.size() || length > data.size() - start) continue;
+      const std::uint64_t step = platform == 1 ? 1 : 2;
+      std::string name;
+      for (std::uint64_t k = 0; k + step <= length && name.size() < kMaxNameLength; k += step) {
+        const std::uint32_t c = step == 1 ? data[start + k] : read16(data, start + k);
+        if (nameCharacter(c)) name.push_back(static_cast<char>(c));
+      }
+      if (name.empty()) continue;
+      bestScore = score;
+      best = std::move(name);
+    }
+    return best;
+  } catch (const Exception&) {
+    return {};
+  }
+}
+
 }  // namespace
 
 TrueType::TrueType(Bytes data) : bytes(std::move(data)) {
@@ -161,6 +212,9 @@ TrueType::TrueType(Bytes data) : bytes(std::move(data)) {
     }
   }
   if (bestScore == 0) fail("TrueType font has no supported Unicode cmap");
+
+  const auto name = tables.find("name");
+  if (name != tables.end()) postScriptName = readPostScriptName(bytes, name->second);
 }
 
 std::uint16_t TrueType::glyph(std::uint32_t codepoint) const {

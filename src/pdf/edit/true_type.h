@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 #include <vector>
 
 #include "pdf/model/value.h"
@@ -30,6 +31,9 @@ class TrueType {
   std::int16_t ascender = 0;
   std::int16_t descender = 0;
   std::vector<std::uint16_t> advances;  // font units, one per glyph
+  // The font's PostScript name (name table, name 6) cut to the characters
+  // of a PDF name, at most 63; "" when the font has none.
+  std::string postScriptName;
 
  private:
   std::uint64_t cmapOffset_ = 0;  // chosen subtable, from the start of the file

@@ -184,6 +184,10 @@ class Document {
   struct DrawState {
     std::string text;  // UTF-8; after prepareText, the text as drawn
     std::string fontPath;
+    // The font chain: every character is drawn with the first of these
+    // fonts that has it. Empty means a chain of `fontPath` alone; otherwise
+    // prepareText sets `fontPath` to its first entry.
+    std::vector<std::string> fontPaths;
     double fontSize = 0;           // text space units
     double horizontalScaling = 1;  // a factor: 1 is 100 %
     double charSpacing = 0;        // unscaled text space units
@@ -201,6 +205,12 @@ class Document {
     // The font read from `fontPath`, its file bytes included; shared with
     // the document's font file cache, never changed once read.
     std::shared_ptr<const TrueType> font;
+    // One entry per font of the chain, the first being `font`, and per drawn
+    // character the index of its font in the chain.
+    std::vector<std::shared_ptr<const TrueType>> fonts;
+    std::vector<std::uint8_t> fontIndices;
+    // Characters no font of the chain has (drawn as a space or dropped).
+    std::uint32_t missingCharacters = 0;
     std::uint32_t page = 0;
   };
 
@@ -222,17 +232,23 @@ class Document {
     std::map<std::uint16_t, std::uint32_t> glyphToUnicode;
     std::map<std::uint16_t, std::uint16_t> glyphAdvances;  // font units
     std::uint16_t unitsPerEm = 1000;
+    // BaseFont and FontName: the font's PostScript name, else a name made
+    // from the file name.
+    std::string baseFont;
   };
 
-  // Reads the font file of `state.fontPath` (or takes it from `fontFiles`
-  // while the file is unchanged), maps `state.text` to its glyphs
-  // and measures it. A character the font lacks becomes a space, or is
-  // dropped when the font has no space either. InvalidArgument (nothing
+  // Reads the font files of the state's chain (`fontPaths`, else
+  // `fontPath`; each taken from `fontFiles` while the file is unchanged),
+  // maps `state.text` to glyphs, each from the first font that has it, and
+  // measures it. A character no font has becomes a space of the first font,
+  // or is dropped when that font has no space either; it is counted in
+  // `missingCharacters` unless it is a control character. InvalidArgument (nothing
   // changed) when the text is not UTF-8; otherwise the kind of the failure,
   // recorded with setError ("failed to open font", "empty font", "failed to
   // read font" and the TrueType reader's messages).
   Error prepareText(DrawState& state);
-  // Draws a prepared text on a page as one line, in a content stream of its
+  // Draws a prepared text on a page as one line, one run per font of its
+  // chain in one text object, in a content stream of its
   // own appended to the page; the page's earlier content is wrapped in q/Q
   // the first time, so that its graphics state cannot leak into the text.
   // InvalidArgument for a page out of range or a state without glyphs or
