@@ -245,21 +245,23 @@ if [ -f "$dejavu" ]; then
     replace "$work/in.pdf" "$replaced" --map "$work/texts.json" --font "$dejavu"
   grep -q "^replaced 1 item on 1 page " "$work/stdout" || fail "replace: object map summary $(cat "$work/stdout")"
 
-  # Fitting into the 78.32 units of item 2 ("A sample document", size 10).
-  long='{"page":1,"item":2,"text":"A much longer line than the item has room for"}'
-  printf '[%s]' "$long" >"$work/long.json"
-  expect_run "replace, shrink to the minimum" 0 - "page 1 item 2 does not fit: .* at size 5, the item is 78.32 wide" \
+  # Fitting item 2 ("A sample document", size 10) into its room on the line:
+  # six times this line does not fit at half the size.
+  long_text=$(echo "A much longer line than the item has room for" | sed 's/.*/& & & & & &/')
+  printf '[{"page":1,"item":2,"text":"%s"}]' "$long_text" >"$work/long.json"
+  expect_run "replace, shrink to the minimum" 0 - "in.pdf, page 1: item 2 overflows its room (.* at 5 pt, room " \
     replace "$work/in.pdf" "$replaced" --map "$work/long.json"
-  grep -q "(1 shrunk, 1 overflowing)" "$work/stdout" || fail "replace: shrink summary $(cat "$work/stdout")"
+  grep -q "(1 shrunk, 1 overflowing, 0 with missing characters)" "$work/stdout" ||
+    fail "replace: shrink summary $(cat "$work/stdout")"
   expect_run "replace, shrink far enough" 0 - - replace "$work/in.pdf" "$replaced" --map "$work/long.json" --min-size 1
   [ ! -s "$work/stderr" ] || fail "replace --min-size: unexpected stderr $(cat "$work/stderr")"
-  grep -q "(1 shrunk, 0 overflowing)" "$work/stdout" || fail "replace: --min-size summary $(cat "$work/stdout")"
-  size=$(size_of "$replaced" "A much longer line than the item has room for")
+  grep -q "(1 shrunk, 0 overflowing, 0 with missing characters)" "$work/stdout" ||
+    fail "replace: --min-size summary $(cat "$work/stdout")"
+  size=$(size_of "$replaced" "$long_text")
   awk -v s="$size" 'BEGIN { exit !(s >= 1 && s < 5) }' || fail "replace: shrunk to size $size"
-  expect_run "replace, no fitting" 0 - "does not fit: .* at size 10," \
+  expect_run "replace, no fitting" 0 - "item 2 overflows its room (.* at 10 pt," \
     replace "$work/in.pdf" "$replaced" --map "$work/long.json" --fit none
-  [ "$(size_of "$replaced" "A much longer line than the item has room for")" = 10 ] ||
-    fail "replace --fit none changed the size"
+  [ "$(size_of "$replaced" "$long_text")" = 10 ] || fail "replace --fit none changed the size"
 
   printf '[{"page":1,\n' >"$work/bad.json"
   expect_refusal "replace, malformed map" "bad.json:2:0: string or '}' expected" --map "$work/bad.json"
@@ -339,7 +341,7 @@ END
 2 "Kode" Mono - Kode
 3 "Schräg" Serif-Italic - Schräg
 4 "日本語の文" - - 日本語の文
-4 "Fehlt \u0378\u0378" - styles.pdf,_page_1:_item_4_has_2_characters_no_font_has -
+4 "Fe\u0378\udbff\udffd" - styles.pdf,_page_1:_item_4_has_2_characters_no_font_has -
 END
   grep -q "(0 shrunk, 0 overflowing, 1 with missing characters)" "$work/stdout" ||
     fail "replace: missing characters not counted: $(cat "$work/stdout")"
