@@ -309,7 +309,9 @@ END
   # font has is named. Items 1-4 are set in Helvetica-Bold, Courier,
   # Times-Italic and Helvetica; item 5 at 1 Tf in a matrix that shows 10 pt.
   # Columns: item, new text (JSON), a fragment of the embedded font names
-  # (pdffonts) or - , the stderr line or - , the text pdftotext reads or - .
+  # (pdffonts) or - , the stderr line or - , the text pdftotext reads or - ,
+  # and the fontconfig pattern of the installed fonts the row needs (a file
+  # name holding the fragment), without which it is skipped.
   start_pdf "$work/styles.pdf"
   content='BT /F1 12 Tf 20 170 Td (Bold) Tj /F2 12 Tf 0 -30 Td (Code) Tj /F3 12 Tf 0 -30 Td (Slanted) Tj /F4 12 Tf 0 -30 Td (Plain) Tj ET BT /F4 1 Tf 10 0 0 10 20 40 Tm (Scaled) Tj ET'
   add_object 1 "<< /Type /Catalog /Pages 2 0 R >>"
@@ -322,9 +324,8 @@ END
   add_object 8 "<< /Type /Font /Subtype /Type1 /BaseFont /Helvetica >>"
   end_pdf
   styles=$pdf
-  japanese=$(fc-list :lang=ja file 2>/dev/null | head -n 1)
-  while read -r item text face error reads; do
-    case $reads in *日本*) [ -n "$japanese" ] || continue ;; esac
+  while read -r item text face error reads needs; do
+    [ "$needs" = - ] || fc-list "$needs" file 2>/dev/null | grep -q -- "${face#-}" || continue
     printf '[{"page":1,"item":%s,"text":%s}]' "$item" "$text" >"$work/style.json"
     expect_run "replace item $item with $text" 0 - "$(echo "$error" | tr _ ' ')" \
       replace "$styles" "$replaced" --map "$work/style.json"
@@ -337,11 +338,11 @@ END
       pdftotext -enc UTF-8 "$replaced" - | grep -q "^$reads\$" || fail "replace item $item: pdftotext does not read $reads"
     fi
   done <<'END'
-1 "Fett" Bold - Fett
-2 "Kode" Mono - Kode
-3 "Schräg" Serif-Italic - Schräg
-4 "日本語の文" - - 日本語の文
-4 "Fe\u0378\udbff\udffd" - styles.pdf,_page_1:_item_4_has_2_characters_no_font_has -
+1 "Fett" Bold - Fett :weight=bold:fontformat=TrueType
+2 "Kode" Mono - Kode :spacing=mono:fontformat=TrueType
+3 "Schräg" Serif-Italic - Schräg :slant=100:fontformat=TrueType
+4 "日本語の文" - - 日本語の文 :lang=ja:fontformat=TrueType
+4 "Fe\u0378\udbff\udffd" - styles.pdf,_page_1:_item_4_has_2_characters_no_font_has - -
 END
   grep -q "(0 shrunk, 0 overflowing, 1 with missing characters)" "$work/stdout" ||
     fail "replace: missing characters not counted: $(cat "$work/stdout")"
