@@ -68,6 +68,14 @@ void readPage(ZOPRADocumentLoader* loader, std::uint32_t page) {
               roomStatus == ZOPRA_STATUS_OTHER_ERROR ||
               roomStatus == ZOPRA_STATUS_MEMORY_INSUFFICIENT);
       if (roomStatus == ZOPRA_STATUS_SUCCESS) require(!(room < info.width));
+      // The alignment comes from the same layout: it fails as the room does.
+      std::int32_t alignment = -1;
+      const std::int32_t alignmentStatus = zopraDocumentLoaderGetTextAlignment(loader, index, &alignment);
+      require(alignmentStatus == roomStatus);
+      if (alignmentStatus == ZOPRA_STATUS_SUCCESS) {
+        require(alignment == ZOPRA_ALIGNMENT_LEFT || alignment == ZOPRA_ALIGNMENT_CENTER ||
+                alignment == ZOPRA_ALIGNMENT_RIGHT);
+      }
     }
   } else {
     require(zopraDocumentLoaderGetPageTextCount(loader, &count, page) ==
@@ -111,6 +119,19 @@ void drawOnFirstItem(ZOPRADocumentLoader* loader) {
                                       kFont, size, info.horizontalScaling) == ZOPRA_STATUS_SUCCESS);
   double width = 0;
   require(zopraDocumentLoaderGetTextWidth(loader, &width) == ZOPRA_STATUS_SUCCESS);
+  require(zopraDocumentLoaderDrawText(loader) != ZOPRA_STATUS_INVALID_ARGUMENT);
+
+  // The fit of a longer text at the same item, with a chain whose second
+  // font repeats the first: it ends, and what it reports holds together.
+  const char* const chain[] = {kFont, kFont};
+  ZOPRADocumentLoaderTextFit fit;
+  const std::int32_t fitted = zopraDocumentLoaderFitTextA(
+      loader, "Vollst\xC3\xA4ndige Bezeichnung \xE6\x9D\xB1\xE4\xBA\xAC", 0, 0, chain, 2, 4.0, &fit);
+  if (fitted != ZOPRA_STATUS_SUCCESS) return;
+  require(fit.fontSize > 0 && fit.missingCharacters == 2);
+  require(fit.alignment >= ZOPRA_ALIGNMENT_LEFT && fit.alignment <= ZOPRA_ALIGNMENT_RIGHT);
+  require(zopraDocumentLoaderGetTextWidth(loader, &width) == ZOPRA_STATUS_SUCCESS);
+  require(width == fit.width || (width != width && fit.width != fit.width));
   require(zopraDocumentLoaderDrawText(loader) != ZOPRA_STATUS_INVALID_ARGUMENT);
 }
 

@@ -30,6 +30,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   }
   require(!font->advances.empty() && font->advances.size() <= 65535);
   require(font->bytes.size() == size);
+  // The name goes into PDF names as it is: short, printable, no delimiters.
+  require(font->postScriptName.size() <= 63);
+  for (char c : font->postScriptName) {
+    require(c > 0x20 && c < 0x7F && c != '/' && c != '#' && c != '(' && c != ')' && c != '<' && c != '>' &&
+            c != '[' && c != ']' && c != '{' && c != '}' && c != '%');
+  }
   // A spread of code points: ASCII, Latin, CJK, the last of the BMP, astral
   // ones and values no font can have, plus a few taken from the input.
   std::uint32_t points[] = {0, 32, 65, 0xE9, 0x20AC, 0x4E00, 0xFFFF, 0x10000, 0x1F600, 0x10FFFF, 0xFFFFFFFF, 0, 0, 0};

@@ -50,7 +50,7 @@ ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderFitTextA(ZOPRADocumentLoade
     if (status != ZOPRA_STATUS_SUCCESS) return status;
     zopra::pdf::TextFit result;
     const zopra::pdf::Error kind =
-        zopra::pdf::fitText(loader->document, loader->drawState, item, loader->textRoom[index],
+        zopra::pdf::fitText(loader->document, loader->drawState, text, item, loader->textRoom[index],
                             loader->textAlignment[index], minimumShownSize, result);
     if (kind != zopra::pdf::Error::None) {
       loader->drawState = zopra::pdf::Document::DrawState();

@@ -39,6 +39,27 @@ Bytes abcFont(bool space = true) {
                    {"cmap", cmap({{3, 1, format4(segments)}})}});
 }
 
+// 'D' and 'E' as glyphs 1 and 2 (advances 800, 900), with a name table
+// whose PostScript names (name 6) are `names`, as (platform, text) pairs:
+// platform 1 strings one byte a character, the others UTF-16BE.
+Bytes deFont(const std::vector<std::pair<std::uint32_t, std::string>>& names) {
+  std::string records, strings;
+  for (const auto& [platform, text] : names) {
+    std::string encoded;
+    for (char c : text) encoded += platform == 1 ? std::string(1, c) : be16({static_cast<unsigned char>(c)});
+    records += be16({platform, platform == 1 ? 0u : 1u, 0, 6, size32(encoded.size()), size32(strings.size())});
+    strings += encoded;
+  }
+  const std::uint32_t count = size32(names.size());
+  const std::string name = be16({0, count, 6 + 12 * count}) + records + strings;
+  return fontFile({{"head", head(1000)},
+                   {"hhea", hhea(3)},
+                   {"maxp", maxp(3)},
+                   {"hmtx", hmtx({1000, 800, 900})},
+                   {"cmap", cmap({{3, 1, format4({{0x44, 0x45, (1 - 0x44) & 0xFFFF, {}}, {0xFFFF, 0xFFFF, 1, {}}})}})},
+                   {"name", name}});
+}
+
 // Three pages sharing the resources of their parent: the first with three
 // content streams behind an indirect array, the second with one stream, the
 // third without content.
@@ -361,6 +382,55 @@ TEST(TextDrawing, DrawingAndWritingFaults) {
   for (const auto& c : cases) {
     SCOPED_TRACE(c.fault);
     c.check();
+  }
+}
+
+TEST(TextDrawing, ChainsDrawRunsInFontsNamedAfterTheirPostScriptNames) {
+  const std::string abc = writeFont("abc.ttf", abcFont());
+  const struct {
+    std::vector<std::pair<std::uint32_t, std::string>> names;
+    std::string baseFont;
+  } cases[] = {
+      // The Windows name before the Macintosh one, cut to PDF name characters.
+      {{{1, "MacName"}, {3, "Sans-Bold (Test)/1"}}, "Sans-BoldTest1"},
+      {{{1, "MacName"}}, "MacName"},
+      // No usable name: the file name without its extension.
+      {{{3, " ()"}}, "de-font"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.baseFont);
+    auto loaded = threePages();
+    ASSERT_EQ(loaded.result, Error::None);
+    Document& document = *loaded.document;
+    const std::string de = writeFont("de-font.ttf", deFont(c.names));
+    Document::DrawState state;
+    state.text = "ADBE\xE2\x82\xAC";  // the euro sign is in neither font
+    state.fontPaths = {abc, de};
+    state.fontSize = 10;
+    state.matrix = {1, 0, 0, 1, 72, 500};
+    ASSERT_EQ(document.prepareText(state), Error::None) << document.errorMessage;
+    EXPECT_EQ(state.fontIndices, (std::vector<std::uint8_t>{0, 1, 0, 1, 0}));
+    EXPECT_EQ(state.glyphs, (std::vector<std::uint16_t>{1, 1, 2, 2, 4}));
+    EXPECT_EQ(state.missingCharacters, 1u);
+    EXPECT_DOUBLE_EQ(state.width, 5 + 8 + 6 + 9 + 2.5);
+    ASSERT_EQ(document.drawText(1, state), Error::None);
+    EXPECT_EQ(itemTexts(document, 1), (std::vector<std::string>{"Hello", "ADBE"}));
+    const Document::EmbeddedFont& second = document.embeddedFonts.at(de);
+    EXPECT_EQ(second.baseFont, c.baseFont);
+    EXPECT_EQ(document.embeddedFonts.at(abc).baseFont, "abc");
+    EXPECT_EQ(document.object(second.type0Object)->value.find("BaseFont")->text, c.baseFont);
+    EXPECT_EQ(document.object(second.descriptorObject)->value.find("FontName")->text, c.baseFont);
+    const std::vector<std::uint32_t> streams = [&] {
+      std::vector<std::uint32_t> numbers;
+      for (const Value& v : document.pageDictionary(document.pages[1])->find("Contents")->array) {
+        numbers.push_back(v.objectNumber);
+      }
+      return numbers;
+    }();
+    EXPECT_NE(streamText(document, Value::Reference(streams.back(), 0))
+                  .find("<0001> Tj\n/ZDL1 10 Tf\n<0001> Tj\n/ZDL0 10 Tf\n<0002> Tj\n/ZDL1 10 Tf\n<0002> Tj\n"
+                        "/ZDL0 10 Tf\n<0004> Tj\nET"),
+              std::string::npos);
   }
 }
 

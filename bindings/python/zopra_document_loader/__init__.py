@@ -18,9 +18,10 @@ from ._library import ENVIRONMENT_VARIABLE, LibraryNotFoundError
 from .document import Document, Page
 from .matching import MATCH_MODES, match_key
 from .errors import BrokenStream, InvalidArgument, OutOfMemory, PasswordRequired, PdfError
-from .records import Graphic, Image, ImageFormat, TextItem
+from .records import Alignment, Graphic, Image, ImageFormat, TextFit, TextItem, TextStyle
 
 __all__ = [
+    "Alignment",
     "ENVIRONMENT_VARIABLE",
     "BrokenStream",
     "Document",
@@ -34,7 +35,9 @@ __all__ = [
     "Page",
     "PasswordRequired",
     "PdfError",
+    "TextFit",
     "TextItem",
+    "TextStyle",
     "match_key",
 ]
 __version__ = "0.1.0"

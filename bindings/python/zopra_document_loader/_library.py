@@ -47,6 +47,38 @@ class TextInfo(ctypes.Structure):
     ]
 
 
+class TextStyle(ctypes.Structure):
+    """ZOPRADocumentLoaderTextStyle."""
+
+    _fields_ = [
+        ("fontName", ctypes.c_char_p),
+        ("bold", ctypes.c_uint32),
+        ("italic", ctypes.c_uint32),
+        ("serif", ctypes.c_uint32),
+        ("fixedPitch", ctypes.c_uint32),
+        ("x0", ctypes.c_double),
+        ("y0", ctypes.c_double),
+        ("x1", ctypes.c_double),
+        ("y1", ctypes.c_double),
+        ("shownSize", ctypes.c_double),
+    ]
+
+
+class TextFit(ctypes.Structure):
+    """ZOPRADocumentLoaderTextFit."""
+
+    _fields_ = [
+        ("fontSize", ctypes.c_double),
+        ("shownSize", ctypes.c_double),
+        ("width", ctypes.c_double),
+        ("room", ctypes.c_double),
+        ("offset", ctypes.c_double),
+        ("alignment", ctypes.c_int32),
+        ("missingCharacters", ctypes.c_uint32),
+        ("overflows", ctypes.c_int32),
+    ]
+
+
 class GraphicsInfo(ctypes.Structure):
     """ZOPRADocumentLoaderGraphicsInfo."""
 
@@ -116,6 +148,19 @@ _PROTOTYPES = {
     ),
     "zopraDocumentLoaderSetTextA": (_status, [_handle, _text, _u32, _u32, _text, _double, _double]),
     "zopraDocumentLoaderGetTextWidth": (_status, [_handle, _double_p]),
+    "zopraDocumentLoaderGetTextStyle": (_status, [_handle, ctypes.POINTER(TextStyle), _u32]),
+    "zopraDocumentLoaderGetTextRoom": (_status, [_handle, _u32, _double_p]),
+    "zopraDocumentLoaderGetTextAlignment": (_status, [_handle, _u32, ctypes.POINTER(ctypes.c_int32)]),
+    "zopraDocumentLoaderSetTextChainA": (
+        _status,
+        [_handle, _text, _u32, _u32, ctypes.POINTER(_text), _u32, _double, _double],
+    ),
+    "zopraDocumentLoaderGetMissingCharacterCount": (_status, [_handle, _u32_p]),
+    "zopraDocumentLoaderFitTextA": (
+        _status,
+        [_handle, _text, _u32, _u32, ctypes.POINTER(_text), _u32, _double, ctypes.POINTER(TextFit)],
+    ),
+    "zopraDocumentLoaderMoveText": (_status, [_handle, _double, _double]),
     "zopraDocumentLoaderDrawText": (_status, [_handle]),
     "zopraDocumentLoaderWriteDocumentA": (_status, [_handle, _text]),
     "zopraDocumentLoaderWriteDocumentCompactA": (_status, [_handle, _text, _u32]),

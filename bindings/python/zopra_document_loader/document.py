@@ -5,11 +5,11 @@ from __future__ import annotations
 import ctypes
 import os
 import weakref
-from typing import Any, Iterable, Iterator, List, Optional, Union
+from typing import Any, Iterable, Iterator, List, Optional, Sequence, Union
 
-from ._library import GraphicsInfo, TextInfo, library
+from ._library import GraphicsInfo, TextFit as _TextFit, TextInfo, TextStyle as _TextStyle, library
 from .errors import INVALID_ARGUMENT, InvalidArgument, check
-from .records import Graphic, Image, ImageFormat, TextItem
+from .records import Alignment, Graphic, Image, ImageFormat, TextFit, TextItem, TextStyle
 
 PathArg = Union[str, bytes, "os.PathLike[str]", "os.PathLike[bytes]"]
 
@@ -32,6 +32,13 @@ def _encode_text(text: str) -> bytes:
     if b"\0" in encoded:
         raise ValueError("embedded null character in text")
     return encoded
+
+
+def _font_chain(fonts: Union[PathArg, Sequence[PathArg]]) -> Any:
+    """A C array of the encoded paths of a font or a chain of fonts."""
+    paths = [fonts] if isinstance(fonts, (str, bytes, os.PathLike)) else list(fonts)
+    encoded = [_encode_path(path) for path in paths]
+    return (ctypes.c_char_p * max(len(encoded), 1))(*encoded), len(encoded)
 
 
 def _color(kind: int, components: Any) -> tuple:
@@ -313,27 +320,89 @@ class Page:
         self,
         item: Union[int, TextItem],
         text: str,
-        font_path: PathArg,
+        font_path: Union[PathArg, Sequence[PathArg]],
         size: float,
         scaling: float = 1.0,
     ) -> float:
         """Set up ``text`` to be drawn at the place of ``item`` (an index or a
-        record of the last :meth:`items` of this page) in a TrueType font of
-        ``size``, and return its measured width, in the unit of
+        record of the last :meth:`items` of this page) in a TrueType font (or
+        a chain of them, first choice first) of ``size``, and return its
+        measured width, in the unit of
         :attr:`TextItem.width`. Nothing is drawn before :meth:`draw_text`."""
         index = self._item_index(item)
-        self._call(
-            "zopraDocumentLoaderSetTextA",
-            _encode_text(text),
-            self.index,
-            index,
-            _encode_path(font_path),
-            float(size),
-            float(scaling),
-        )
+        if isinstance(font_path, (str, bytes, os.PathLike)):
+            self._call("zopraDocumentLoaderSetTextA", _encode_text(text), self.index, index,
+                       _encode_path(font_path), float(size), float(scaling))
+        else:
+            chain, count = _font_chain(font_path)
+            self._call("zopraDocumentLoaderSetTextChainA", _encode_text(text), self.index, index,
+                       chain, count, float(size), float(scaling))
         width = ctypes.c_double()
         self._call("zopraDocumentLoaderGetTextWidth", ctypes.byref(width))
         return width.value
+
+    def style(self, item: Union[int, TextItem]) -> TextStyle:
+        """The font name, weight, slant, box and shown size of ``item``."""
+        index = self._item_index(item)
+        record = _TextStyle()
+        self._call("zopraDocumentLoaderGetTextStyle", ctypes.byref(record), index)
+        return TextStyle(
+            font_name=(record.fontName or b"").decode("utf-8", "replace"),
+            bold=bool(record.bold),
+            italic=bool(record.italic),
+            serif=bool(record.serif),
+            fixed_pitch=bool(record.fixedPitch),
+            box=(record.x0, record.y0, record.x1, record.y1),
+            shown_size=record.shownSize,
+        )
+
+    def room(self, item: Union[int, TextItem]) -> float:
+        """The width new text may take at ``item``, in the unit of :attr:`TextItem.width`."""
+        index = self._item_index(item)
+        room = ctypes.c_double()
+        self._call("zopraDocumentLoaderGetTextRoom", index, ctypes.byref(room))
+        return room.value
+
+    def alignment(self, item: Union[int, TextItem]) -> Alignment:
+        """Whether ``item`` is left-aligned, centred or right-aligned."""
+        index = self._item_index(item)
+        value = ctypes.c_int32()
+        self._call("zopraDocumentLoaderGetTextAlignment", index, ctypes.byref(value))
+        return Alignment(value.value)
+
+    def fit_text(
+        self,
+        item: Union[int, TextItem],
+        text: str,
+        fonts: Union[PathArg, Sequence[PathArg]],
+        min_size: float = 0.0,
+    ) -> TextFit:
+        """Set ``text`` at ``item`` the way every client of the library does:
+        at the item's size, smaller only when wider than the item's room
+        (never below ``min_size`` points as shown), with the item's alignment
+        kept. ``fonts`` is a TrueType file or a chain of them: each character
+        comes from the first that has it. :meth:`draw_text` draws it."""
+        index = self._item_index(item)
+        chain, count = _font_chain(fonts)
+        record = _TextFit()
+        self._call("zopraDocumentLoaderFitTextA", _encode_text(text), self.index, index, chain, count,
+                   float(min_size), ctypes.byref(record))
+        return TextFit(
+            font_size=record.fontSize,
+            shown_size=record.shownSize,
+            width=record.width,
+            room=record.room,
+            offset=record.offset,
+            alignment=Alignment(record.alignment),
+            missing_characters=record.missingCharacters,
+            overflows=bool(record.overflows),
+        )
+
+    def missing_characters(self) -> int:
+        """Characters of the text set last that no font of its chain has."""
+        count = ctypes.c_uint32()
+        self._call("zopraDocumentLoaderGetMissingCharacterCount", ctypes.byref(count))
+        return count.value
 
     def draw_text(self) -> None:
         """Draw the text of the last :meth:`set_text` (once per call)."""

@@ -49,6 +49,49 @@ class TextItem:
     leading: float
 
 
+class Alignment(enum.IntEnum):
+    """How an item sits in its cell, column or page (ZOPRA_ALIGNMENT_*)."""
+
+    LEFT = 0
+    CENTER = 1
+    RIGHT = 2
+
+
+@dataclass(frozen=True)
+class TextStyle:
+    """The look and place of a text item (:meth:`Page.style`)."""
+
+    #: BaseFont without a subset tag; "" when the font has none.
+    font_name: str
+    bold: bool
+    italic: bool
+    serif: bool
+    fixed_pitch: bool
+    #: The item's box on the page (x0, y0, x1, y1), PDF units, page space.
+    box: Tuple[float, float, float, float]
+    #: The font size in points as the page shows it.
+    shown_size: float
+
+
+@dataclass(frozen=True)
+class TextFit:
+    """What :meth:`Page.fit_text` did. Widths in the unit of :attr:`TextItem.width`."""
+
+    #: The size the text is set at (Tf units) and that size in points as shown.
+    font_size: float
+    shown_size: float
+    width: float
+    #: The item's room (:meth:`Page.room`).
+    room: float
+    #: The distance moved along the baseline for the alignment.
+    offset: float
+    alignment: Alignment
+    #: Characters that no font of the chain has (drawn as spaces).
+    missing_characters: int
+    #: True when the text is wider than the room even at the smallest size.
+    overflows: bool
+
+
 @dataclass(frozen=True)
 class Graphic:
     """One painted piece of a path, or one drawn image, in page space (PDF

@@ -35,8 +35,8 @@ double shownScale(const TextEntry& item) {
   return std::isfinite(scale) ? scale : 0.0;
 }
 
-Error fitText(Document& document, Document::DrawState& state, const TextEntry& item, double room,
-              Alignment alignment, double minimumShownSize, TextFit& fit) {
+Error fitText(Document& document, Document::DrawState& state, const std::string& text, const TextEntry& item,
+              double room, Alignment alignment, double minimumShownSize, TextFit& fit) {
   const double scale = shownScale(item);
   const double ownWidth = std::isfinite(item.width) ? item.width : 0.0;
   if (!std::isfinite(room) || room < ownWidth) room = ownWidth;
@@ -56,6 +56,7 @@ Error fitText(Document& document, Document::DrawState& state, const TextEntry& i
     if (perSize > 0 && budget > spacing) size = std::max(smallest, (budget - spacing) / perSize * kAim);
     if (!std::isfinite(size) || !(size < state.fontSize) || !validFontSize(size)) break;
     state.fontSize = size;
+    state.text = text;
     const Error kind = document.prepareText(state);
     if (kind != Error::None) return kind;
   }

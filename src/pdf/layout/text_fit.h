@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 
 #include "pdf/content/text_entry.h"
 #include "pdf/layout/text_alignment.h"
@@ -39,7 +40,9 @@ double shownScale(const TextEntry& item);
 // shown nor above the size it came with. Then it is moved along its
 // baseline by the alignment's offset. Errors of prepareText are returned
 // with the state as prepareText left it.
-Error fitText(Document& document, Document::DrawState& state, const TextEntry& item, double room,
-              Alignment alignment, double minimumShownSize, TextFit& fit);
+// `text` is the text as the caller gave it: prepareText leaves in the state
+// the text as drawn, with missing characters replaced.
+Error fitText(Document& document, Document::DrawState& state, const std::string& text, const TextEntry& item,
+              double room, Alignment alignment, double minimumShownSize, TextFit& fit);
 
 }  // namespace zopra::pdf
