@@ -1,5 +1,6 @@
 /* zopra-pdf replace: the text of chosen items replaced by new text, drawn at
- * each item's place in its size and colour, fitted to the item's width. */
+ * each item's place in its size and colour, in installed faces that match
+ * its style, fitted to the room the item has on its line. */
 #include <errno.h>
 #include <math.h>
 #include <stdint.h>
@@ -9,24 +10,26 @@
 #include <sys/stat.h>
 
 #include "cli.h"
+#include "font_choice.h"
 #include "text_match.h"
 #include "zopra_document_loader.h"
 
-#define DEFAULT_FONT "/usr/share/fonts/truetype/dejavu/DejaVuSans.ttf"
 /* A map is text written by hand or by a script; anything larger is a
  * mistake, such as a PDF given in its place. */
 #define MAX_MAP_BYTES (64ul << 20)
-/* Shrinking stops after this many tries and keeps the size reached. */
-#define MAX_FIT_STEPS 64
+/* Chains tried for one item when the library refuses one of its fonts; each
+ * try leaves at least one font out. */
+#define MAX_FONT_TRIES 8
 
 typedef struct {
   const char* input;
   const char* output;
   const char* mapPath;
-  const char* fontPath;
+  const char* fontPath; /* --font, or NULL */
+  FontChoice* fonts;
   int shrink;
   int exact; /* object map keys compared byte for byte */
-  double minSize; /* 0: half the item's size */
+  double minSize; /* points as shown; 0: half the item's shown size */
   int plain;      /* written as zopraDocumentLoaderWriteDocumentA writes */
 } ReplaceOptions;
 
@@ -60,6 +63,7 @@ typedef struct {
   unsigned long replaced;
   unsigned long shrunk;
   unsigned long overflowing;
+  unsigned long missing; /* items with characters no font has */
   unsigned long pages;
 } Counts;
 
@@ -299,18 +303,13 @@ static long findText(const ReplaceMap* map, const char* text, int exact) {
 }
 
 /* A font the tool can open; EXIT_OK or an exit code after a report. */
-static int checkFont(const char* fontPath, int isDefault) {
+static int checkFont(const char* fontPath) {
   FILE* file = fopen(fontPath, "rb");
   if (file) {
     fclose(file);
     return EXIT_OK;
   }
-  if (isDefault) {
-    fprintf(stderr, PROGRAM ": the default font DejaVu Sans (" DEFAULT_FONT
-                    ") is missing: install fonts-dejavu-core or give --font FONT.ttf\n");
-  } else {
-    fprintf(stderr, PROGRAM ": %s: cannot read the font file\n", fontPath);
-  }
+  fprintf(stderr, PROGRAM ": %s: cannot read the font file\n", fontPath);
   return EXIT_USAGE;
 }
 
@@ -327,62 +326,104 @@ static double pageLength(const ZOPRADocumentLoaderTextInfo* info, double length)
   return length * sqrt(info->a * info->a + info->b * info->b);
 }
 
-static int fits(double width, double available) { return width <= available * (1 + 1e-9) + 1e-9; }
+static int noInstalledFont(void) {
+  fprintf(stderr, PROGRAM ": no TrueType font is installed: install fonts-dejavu-core or give --font FONT.ttf\n");
+  return EXIT_USAGE;
+}
 
-/* Sets, fits and draws the new text of one item (already removed). */
+/* After the library refused a chain as unusable: tries its fonts one by one
+ * and leaves those it refuses out of later chains. EXIT_OK when one was left
+ * out (the chain can be chosen again), else an exit code after a report. */
+static int dropUnusableFonts(ZOPRADocumentLoader* loader, const ReplaceOptions* options, uint32_t page,
+                             uint32_t index, const char* text, const char* const* chain, uint32_t count) {
+  uint32_t k;
+  int dropped = 0;
+  for (k = 0; k < count; ++k) {
+    int32_t status = zopraDocumentLoaderSetTextChainA(loader, text, page, index, &chain[k], 1, 10, 1);
+    if (status != ZOPRA_STATUS_OTHER_ERROR) continue;
+    if (!fontChoiceReject(options->fonts, chain[k])) return fontFailure(chain[k], status);
+    dropped = 1;
+  }
+  return dropped ? EXIT_OK : fontFailure(chain[0], ZOPRA_STATUS_OTHER_ERROR);
+}
+
+/* Sets the new text of one item as FitTextA does, or at the item's own size
+ * without --fit shrink; fills `fit`. */
+static int32_t setItemText(ZOPRADocumentLoader* loader, const ReplaceOptions* options, uint32_t page,
+                           uint32_t index, const char* text, const char* const* chain, uint32_t count,
+                           double minimum, ZOPRADocumentLoaderTextFit* fit) {
+  ZOPRADocumentLoaderTextInfo info;
+  int32_t status;
+  if (options->shrink) return zopraDocumentLoaderFitTextA(loader, text, page, index, chain, count, minimum, fit);
+  memset(fit, 0, sizeof *fit);
+  status = zopraDocumentLoaderGetText(loader, &info, index);
+  if (status != ZOPRA_STATUS_SUCCESS) return status;
+  fit->fontSize = fabs(info.fontSize);
+  /* The matrix's scale across the baseline. */
+  fit->shownSize = fit->fontSize * fabs(info.a * info.d - info.b * info.c) / (hypot(info.a, info.b) + 1e-300);
+  status = zopraDocumentLoaderSetTextChainA(loader, text, page, index, chain, count, fit->fontSize,
+                                            info.horizontalScaling);
+  if (status == ZOPRA_STATUS_SUCCESS) status = zopraDocumentLoaderGetTextWidth(loader, &fit->width);
+  if (status == ZOPRA_STATUS_SUCCESS) status = zopraDocumentLoaderGetTextRoom(loader, index, &fit->room);
+  if (status == ZOPRA_STATUS_SUCCESS) status = zopraDocumentLoaderGetMissingCharacterCount(loader, &fit->missingCharacters);
+  fit->overflows = fit->width > fit->room * (1 + 1e-9) + 1e-9;
+  return status;
+}
+
+/* Fits and draws the new text of one item (already removed) with the fonts
+ * chosen for its style and characters. Overflow and characters that no font
+ * has are named on stderr and counted; they do not change the exit status. */
 static int drawItem(ZOPRADocumentLoader* loader, const ReplaceOptions* options, uint32_t page, uint32_t index,
                     const char* text, Counts* counts) {
   ZOPRADocumentLoaderTextInfo info;
-  double size;
-  double minimum;
-  double width = 0.0;
-  int steps = 0;
+  ZOPRADocumentLoaderTextStyle style;
+  ZOPRADocumentLoaderTextFit fit;
+  const char* chain[FONT_CHAIN_MAX];
+  uint32_t count = 0;
+  double minimum = options->minSize;
+  int tries;
   int32_t status = zopraDocumentLoaderGetText(loader, &info, index);
   if (status != ZOPRA_STATUS_SUCCESS) return reportFailure(options->input, status);
   /* A negative size mirrors the glyphs; the new text keeps only its extent. */
-  size = fabs(info.fontSize);
-  if (!(size > 0) || size > 1e6) {
+  if (!(fabs(info.fontSize) > 0) || fabs(info.fontSize) > 1e6) {
     fprintf(stderr, PROGRAM ": page %lu item %lu: the item has no usable font size; removed, nothing drawn\n",
             (unsigned long)page + 1, (unsigned long)index + 1);
     return EXIT_OK;
   }
-  minimum = options->minSize > 0 ? options->minSize : size / 2;
-  if (minimum > size) minimum = size;
-  status = zopraDocumentLoaderSetTextA(loader, text, page, index, options->fontPath, size, info.horizontalScaling);
-  if (status != ZOPRA_STATUS_SUCCESS) return fontFailure(options->fontPath, status);
-  if (zopraDocumentLoaderGetTextWidth(loader, &width) != ZOPRA_STATUS_SUCCESS) {
-    fprintf(stderr, PROGRAM ": page %lu item %lu: the font has none of the characters; removed, nothing drawn\n",
-            (unsigned long)page + 1, (unsigned long)index + 1);
-    return EXIT_OK;
+  /* Without a style (an item the library cannot describe) the text is set
+   * in the regular sans face. */
+  if (zopraDocumentLoaderGetTextStyle(loader, &style, index) != ZOPRA_STATUS_SUCCESS) {
+    memset(&style, 0, sizeof style);
   }
-  /* Smaller sizes until the text fits. The width grows with the size, so
-   * the size that would fit exactly is the first guess, rounded down to a
-   * tenth of a point; spacing that does not scale may need more steps. */
-  while (options->shrink && !fits(width, info.width) && size > minimum && steps++ < MAX_FIT_STEPS) {
-    double next = width > 0 && info.width > 0 ? size * info.width / width : minimum;
-    next = floor(next * 10) / 10;
-    if (next >= size) next = size - 0.1;
-    if (next < minimum) next = minimum;
-    size = next;
-    status = zopraDocumentLoaderSetTextA(loader, text, page, index, options->fontPath, size, info.horizontalScaling);
-    if (status == ZOPRA_STATUS_SUCCESS) status = zopraDocumentLoaderGetTextWidth(loader, &width);
-    if (status != ZOPRA_STATUS_SUCCESS) return fontFailure(options->fontPath, status);
+  /* Without --min-size, down to half the item's size as shown. */
+  if (!(minimum > 0)) minimum = style.shownSize > 0 && style.shownSize < 2e6 ? style.shownSize / 2 : 0;
+  for (tries = 0;; ++tries) {
+    count = fontChoiceChain(options->fonts, &style, text, chain);
+    if (count == 0) return noInstalledFont();
+    status = setItemText(loader, options, page, index, text, chain, count, minimum, &fit);
+    if (status != ZOPRA_STATUS_OTHER_ERROR || tries == MAX_FONT_TRIES) break;
+    {
+      int dropped = dropUnusableFonts(loader, options, page, index, text, chain, count);
+      if (dropped != EXIT_OK) return dropped;
+    }
   }
-  if (options->shrink && !fits(width, info.width) && size > minimum) {
-    size = minimum;
-    status = zopraDocumentLoaderSetTextA(loader, text, page, index, options->fontPath, size, info.horizontalScaling);
-    if (status == ZOPRA_STATUS_SUCCESS) status = zopraDocumentLoaderGetTextWidth(loader, &width);
-    if (status != ZOPRA_STATUS_SUCCESS) return fontFailure(options->fontPath, status);
-  }
-  if (size < fabs(info.fontSize)) ++counts->shrunk;
-  if (!fits(width, info.width)) {
+  if (status == ZOPRA_STATUS_OTHER_ERROR) return fontFailure(chain[0], status);
+  if (status != ZOPRA_STATUS_SUCCESS) return reportFailure(options->input, status);
+  if (fit.fontSize < fabs(info.fontSize) * (1 - 1e-9)) ++counts->shrunk;
+  if (fit.overflows) {
     char needed[64], room[64], points[64];
-    formatNumber(pageLength(&info, width), needed, sizeof needed);
-    formatNumber(pageLength(&info, info.width), room, sizeof room);
-    formatNumber(size, points, sizeof points);
-    fprintf(stderr, PROGRAM ": page %lu item %lu does not fit: %s wide at size %s, the item is %s wide\n",
-            (unsigned long)page + 1, (unsigned long)index + 1, needed, points, room);
+    formatNumber(pageLength(&info, fit.width), needed, sizeof needed);
+    formatNumber(pageLength(&info, fit.room), room, sizeof room);
+    formatNumber(fit.shownSize, points, sizeof points);
+    fprintf(stderr, PROGRAM ": %s, page %lu: item %lu overflows its room (%s wide at %s pt, room %s)\n",
+            options->input, (unsigned long)page + 1, (unsigned long)index + 1, needed, points, room);
     ++counts->overflowing;
+  }
+  if (fit.missingCharacters > 0) {
+    fprintf(stderr, PROGRAM ": %s, page %lu: item %lu has %lu character%s no font has\n", options->input,
+            (unsigned long)page + 1, (unsigned long)index + 1, (unsigned long)fit.missingCharacters,
+            fit.missingCharacters == 1 ? "" : "s");
+    ++counts->missing;
   }
   status = zopraDocumentLoaderDrawText(loader);
   return status == ZOPRA_STATUS_SUCCESS ? EXIT_OK : reportFailure(options->input, status);
@@ -518,16 +559,33 @@ static int replaceMatching(ZOPRADocumentLoader* loader, const ReplaceOptions* op
 int runReplace(int argc, char** argv) {
   ReplaceOptions options;
   ReplaceMap map;
-  Counts counts = {0, 0, 0, 0};
+  Counts counts = {0, 0, 0, 0, 0};
   ZOPRADocumentLoader* loader = NULL;
   uint32_t pages = 0;
   struct stat written;
   int result = parseReplaceArguments(argc, argv, &options);
   if (result == EXIT_HELP_SHOWN) return EXIT_OK;
   if (result != EXIT_OK) return result;
-  result = checkFont(options.fontPath ? options.fontPath : DEFAULT_FONT, !options.fontPath);
-  if (result != EXIT_OK) return result;
-  if (!options.fontPath) options.fontPath = DEFAULT_FONT;
+  if (options.fontPath) {
+    result = checkFont(options.fontPath);
+    if (result != EXIT_OK) return result;
+  }
+  options.fonts = fontChoiceCreate(options.fontPath);
+  if (!options.fonts) {
+    fprintf(stderr, PROGRAM ": fontconfig cannot be initialised\n");
+    return EXIT_NO_MEMORY;
+  }
+  if (!options.fontPath) {
+    /* Checked before any work: without an installed TrueType face nothing
+     * can be drawn. */
+    ZOPRADocumentLoaderTextStyle plain;
+    const char* chain[FONT_CHAIN_MAX];
+    memset(&plain, 0, sizeof plain);
+    if (fontChoiceChain(options.fonts, &plain, "", chain) == 0) {
+      fontChoiceDestroy(options.fonts);
+      return noInstalledFont();
+    }
+  }
   result = loadMap(options.mapPath, options.exact, &map);
   if (result == EXIT_OK) result = openForWriting(options.input, options.output, &loader);
   if (result == EXIT_OK) {
@@ -538,17 +596,19 @@ int runReplace(int argc, char** argv) {
      * half a job. Pages that could not be read are named and left as they
      * are, and text that could not be removed is named; the rest is done. */
     if (result == EXIT_OK || result == EXIT_PAGES_UNREAD || result == EXIT_TEXT_LEFT) {
-      int written = writeAndClose(loader, options.input, options.output, options.plain);
-      if (written != EXIT_OK) result = written;
+      int writing = writeAndClose(loader, options.input, options.output, options.plain);
+      if (writing != EXIT_OK) result = writing;
     } else {
       zopraDocumentLoaderDestroy(loader);
     }
   }
   freeMap(&map);
+  fontChoiceDestroy(options.fonts);
   if (result != EXIT_OK && result != EXIT_PAGES_UNREAD && result != EXIT_TEXT_LEFT) return result;
-  printf("replaced %lu item%s on %lu page%s (%lu shrunk, %lu overflowing); wrote %s, %lld bytes\n",
+  printf("replaced %lu item%s on %lu page%s (%lu shrunk, %lu overflowing, %lu with missing characters); "
+         "wrote %s, %lld bytes\n",
          counts.replaced, counts.replaced == 1 ? "" : "s", counts.pages, counts.pages == 1 ? "" : "s",
-         counts.shrunk, counts.overflowing, options.output,
+         counts.shrunk, counts.overflowing, counts.missing, options.output,
          stat(options.output, &written) == 0 ? (long long)written.st_size : -1ll);
   return result != EXIT_OK ? result : finishOutput();
 }

@@ -245,21 +245,23 @@ if [ -f "$dejavu" ]; then
     replace "$work/in.pdf" "$replaced" --map "$work/texts.json" --font "$dejavu"
   grep -q "^replaced 1 item on 1 page " "$work/stdout" || fail "replace: object map summary $(cat "$work/stdout")"
 
-  # Fitting into the 78.32 units of item 2 ("A sample document", size 10).
-  long='{"page":1,"item":2,"text":"A much longer line than the item has room for"}'
-  printf '[%s]' "$long" >"$work/long.json"
-  expect_run "replace, shrink to the minimum" 0 - "page 1 item 2 does not fit: .* at size 5, the item is 78.32 wide" \
+  # Fitting item 2 ("A sample document", size 10) into its room on the line:
+  # six times this line does not fit at half the size.
+  long_text=$(echo "A much longer line than the item has room for" | sed 's/.*/& & & & & &/')
+  printf '[{"page":1,"item":2,"text":"%s"}]' "$long_text" >"$work/long.json"
+  expect_run "replace, shrink to the minimum" 0 - "in.pdf, page 1: item 2 overflows its room (.* at 5 pt, room " \
     replace "$work/in.pdf" "$replaced" --map "$work/long.json"
-  grep -q "(1 shrunk, 1 overflowing)" "$work/stdout" || fail "replace: shrink summary $(cat "$work/stdout")"
+  grep -q "(1 shrunk, 1 overflowing, 0 with missing characters)" "$work/stdout" ||
+    fail "replace: shrink summary $(cat "$work/stdout")"
   expect_run "replace, shrink far enough" 0 - - replace "$work/in.pdf" "$replaced" --map "$work/long.json" --min-size 1
   [ ! -s "$work/stderr" ] || fail "replace --min-size: unexpected stderr $(cat "$work/stderr")"
-  grep -q "(1 shrunk, 0 overflowing)" "$work/stdout" || fail "replace: --min-size summary $(cat "$work/stdout")"
-  size=$(size_of "$replaced" "A much longer line than the item has room for")
+  grep -q "(1 shrunk, 0 overflowing, 0 with missing characters)" "$work/stdout" ||
+    fail "replace: --min-size summary $(cat "$work/stdout")"
+  size=$(size_of "$replaced" "$long_text")
   awk -v s="$size" 'BEGIN { exit !(s >= 1 && s < 5) }' || fail "replace: shrunk to size $size"
-  expect_run "replace, no fitting" 0 - "does not fit: .* at size 10," \
+  expect_run "replace, no fitting" 0 - "item 2 overflows its room (.* at 10 pt," \
     replace "$work/in.pdf" "$replaced" --map "$work/long.json" --fit none
-  [ "$(size_of "$replaced" "A much longer line than the item has room for")" = 10 ] ||
-    fail "replace --fit none changed the size"
+  [ "$(size_of "$replaced" "$long_text")" = 10 ] || fail "replace --fit none changed the size"
 
   printf '[{"page":1,\n' >"$work/bad.json"
   expect_refusal "replace, malformed map" "bad.json:2:0: string or '}' expected" --map "$work/bad.json"
@@ -305,6 +307,57 @@ nfkc 1 "no\u2002break"
 nfkc 1 "cafe\u0301"
 exact 0 "cafe\u0301"
 END
+
+  # Faces follow the item's style, fallbacks give other scripts, and what no
+  # font has is named. Items 1-4 are set in Helvetica-Bold, Courier,
+  # Times-Italic and Helvetica; item 5 at 1 Tf in a matrix that shows 10 pt.
+  # Columns: item, new text (JSON), a fragment of the embedded font names
+  # (pdffonts) or - , the stderr line or - , the text pdftotext reads or - ,
+  # and the fontconfig pattern of the installed fonts the row needs (a file
+  # name holding the fragment), without which it is skipped.
+  start_pdf "$work/styles.pdf"
+  content='BT /F1 12 Tf 20 170 Td (Bold) Tj /F2 12 Tf 0 -30 Td (Code) Tj /F3 12 Tf 0 -30 Td (Slanted) Tj /F4 12 Tf 0 -30 Td (Plain) Tj ET BT /F4 1 Tf 10 0 0 10 20 40 Tm (Scaled) Tj ET'
+  add_object 1 "<< /Type /Catalog /Pages 2 0 R >>"
+  add_object 2 "<< /Type /Pages /Kids [3 0 R] /Count 1 >>"
+  add_object 3 "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 200 200] /Contents 4 0 R /Resources << /Font << /F1 5 0 R /F2 6 0 R /F3 7 0 R /F4 8 0 R >> >> >>"
+  add_object 4 "$(printf '<< /Length %d >>\nstream\n%s\nendstream' ${#content} "$content")"
+  add_object 5 "<< /Type /Font /Subtype /Type1 /BaseFont /Helvetica-Bold >>"
+  add_object 6 "<< /Type /Font /Subtype /Type1 /BaseFont /Courier >>"
+  add_object 7 "<< /Type /Font /Subtype /Type1 /BaseFont /Times-Italic >>"
+  add_object 8 "<< /Type /Font /Subtype /Type1 /BaseFont /Helvetica >>"
+  end_pdf
+  styles=$pdf
+  while read -r item text face error reads needs; do
+    [ "$needs" = - ] || fc-list "$needs" file 2>/dev/null | grep -q -- "${face#-}" || continue
+    printf '[{"page":1,"item":%s,"text":%s}]' "$item" "$text" >"$work/style.json"
+    expect_run "replace item $item with $text" 0 - "$(echo "$error" | tr _ ' ')" \
+      replace "$styles" "$replaced" --map "$work/style.json"
+    [ "$error" != - ] || [ ! -s "$work/stderr" ] || fail "replace item $item: unexpected stderr $(cat "$work/stderr")"
+    if [ "$face" != - ] && command -v pdffonts >/dev/null 2>&1; then
+      fonts=$(pdffonts "$replaced" | tail -n +3 | cut -d' ' -f1 | tr '\n' ' ')
+      case $fonts in *"$face"*) ;; *) fail "replace item $item: fonts $fonts, expected a $face face" ;; esac
+    fi
+    if [ "$reads" != - ] && command -v pdftotext >/dev/null 2>&1; then
+      pdftotext -enc UTF-8 "$replaced" - | grep -q "^$reads\$" || fail "replace item $item: pdftotext does not read $reads"
+    fi
+  done <<'END'
+1 "Fett" Bold - Fett :weight=bold:fontformat=TrueType
+2 "Kode" Mono - Kode :spacing=mono:fontformat=TrueType
+3 "Schräg" Serif-Italic - Schräg :slant=100:fontformat=TrueType
+4 "日本語の文" - - 日本語の文 :lang=ja:fontformat=TrueType
+4 "Fehlt\u0378\udbff\udffd" - styles.pdf,_page_1:_item_4_has_2_characters_no_font_has - -
+END
+  grep -q "(1 shrunk, 0 overflowing, 1 with missing characters)" "$work/stdout" ||
+    fail "replace: missing characters not counted: $(cat "$work/stdout")"
+  # --min-size counts in points as shown: the 1 Tf item shrinks to 1/2.5 Tf,
+  # 4 pt on the page, and overflows its room there.
+  printf '[{"page":1,"item":5,"text":"%s"}]' "$(printf 'Far too long %.0s' 1 2 3 4 5 6 7 8 9 10)" >"$work/style.json"
+  expect_run "replace --min-size 4 at 1 Tf" 0 - "styles.pdf, page 1: item 5 overflows its room (.* at 4 pt," \
+    replace "$styles" "$replaced" --map "$work/style.json" --min-size 4
+  "$tool" items "$replaced" --page 1 | awk -F '\t' '$8 ~ /^Far too long/ { print $5, $6 }' >"$work/sizes"
+  [ "$(cat "$work/sizes")" = "0.4 4" ] || fail "replace --min-size 4: size and shown size $(cat "$work/sizes"), expected 0.4 4"
+  grep -q "(1 shrunk, 1 overflowing, 0 with missing characters)" "$work/stdout" ||
+    fail "replace --min-size: summary $(cat "$work/stdout")"
 fi
 
 # Failures: one stderr line naming the file, one exit code per status.

@@ -108,7 +108,10 @@ static const Subcommand kSubcommands[] = {
     {"replace", "IN OUT --map MAP.json [OPTIONS]",
      "write IN as OUT with the text of items replaced, fitted to each item",
      "Writes IN to OUT with the text of items replaced: each item is removed and\n"
-     "its new text drawn at its place, in its size and colour, fitted to its width.\n",
+     "its new text drawn at its place, in its size and colour, in an installed\n"
+     "face of its style (serif, sans or mono; bold; italic) with fallback faces for\n"
+     "characters that face lacks, fitted to the room on its line and kept centred\n"
+     "or right-aligned like the item. Faces are found through fontconfig.\n",
      "  --map F        a JSON file, either [{\"page\":P,\"item\":I,\"text\":\"new\"},...]\n"
      "                 with items numbered as items prints them, or\n"
      "                 {\"old text\":\"new text\",...} for every item that reads\n"
@@ -118,14 +121,17 @@ static const Subcommand kSubcommands[] = {
      "                 read as letters, fullwidth forms and no-break spaces as\n"
      "                 plain ones) with runs of white space made one space and\n"
      "                 none at either end; exact compares them byte for byte\n"
-     "  --font F       TrueType font of the new text (default DejaVu Sans,\n"
-     "                 /usr/share/fonts/truetype/dejavu/DejaVuSans.ttf)\n"
-     "  --fit M        shrink (default) draws a text wider than its item smaller,\n"
-     "                 size by size down to --min-size; none keeps the item's size\n"
-     "  --min-size PT  the smallest size to shrink to (default half the item's)\n" PLAIN_OPTION,
-     "One line: \"replaced N items on P pages (S shrunk, O overflowing); wrote OUT,\n"
-     "B bytes\". Texts that still do not fit, keys of an object map that match no\n"
-     "item, and pages that cannot be read are reported on standard error.\n"
+     "  --font F       TrueType font of every new text, instead of a face chosen\n"
+     "                 by style; fallback faces still give what it lacks\n"
+     "  --fit M        shrink (default) draws a text wider than its room smaller,\n"
+     "                 down to --min-size; none keeps the item's size\n"
+     "  --min-size PT  the smallest size to shrink to, in points as the page shows\n"
+     "                 them (default half the item's shown size)\n" PLAIN_OPTION,
+     "One line: \"replaced N items on P pages (S shrunk, O overflowing, M with\n"
+     "missing characters); wrote OUT, B bytes\". Each item that still overflows\n"
+     "its room, each item with characters no installed font has, keys of an\n"
+     "object map that match no item, and pages that cannot be read get a line on\n"
+     "standard error; overflow and missing characters leave the exit status 0.\n"
      NEVER_THE_INPUT,
      runReplace},
 };
