@@ -9,6 +9,7 @@
 #include <sys/stat.h>
 
 #include "cli.h"
+#include "segments.h"
 #include "text_match.h"
 #include "zopra_document_loader.h"
 
@@ -28,6 +29,8 @@ typedef struct {
   int exact; /* object map keys compared byte for byte */
   double minSize; /* 0: half the item's size */
   int plain;      /* written as zopraDocumentLoaderWriteDocumentA writes */
+  const char* segmentsPath; /* --segments: blocks replaced (segments_command.c) */
+  SegmentFormat segmentFormat;
 } ReplaceOptions;
 
 /* One entry of an array map; page and item from 0, entry from 1. */
@@ -77,6 +80,10 @@ static int parseReplaceArguments(int argc, char** argv, ReplaceOptions* options)
       return EXIT_HELP_SHOWN;
     } else if (strcmp(argument, "--map") == 0 && value) {
       options->mapPath = argv[++i];
+    } else if (strcmp(argument, "--segments") == 0 && value) {
+      options->segmentsPath = argv[++i];
+    } else if (strcmp(argument, "--format") == 0 && value) {
+      if (!parseSegmentFormat(argv[++i], &options->segmentFormat)) return usageError("--format takes json or xliff", value);
     } else if (strcmp(argument, "--plain") == 0) {
       options->plain = 1;
     } else if (strcmp(argument, "--font") == 0 && value) {
@@ -105,7 +112,9 @@ static int parseReplaceArguments(int argc, char** argv, ReplaceOptions* options)
     }
   }
   if (pathCount < 2) return usageError("replace needs an input and an output file", NULL);
-  if (!options->mapPath) return usageError("replace needs a map (--map MAP.json)", NULL);
+  if (!options->mapPath == !options->segmentsPath) {
+    return usageError("replace needs a map (--map MAP.json) or segments (--segments FILE), not both", NULL);
+  }
   options->input = paths[0];
   options->output = paths[1];
   return EXIT_OK;
@@ -528,6 +537,11 @@ int runReplace(int argc, char** argv) {
   result = checkFont(options.fontPath ? options.fontPath : DEFAULT_FONT, !options.fontPath);
   if (result != EXIT_OK) return result;
   if (!options.fontPath) options.fontPath = DEFAULT_FONT;
+  if (options.segmentsPath) {
+    SegmentReplace job = {options.input, options.output, options.segmentsPath, options.fontPath,
+                          options.minSize, options.plain, options.segmentFormat};
+    return replaceSegments(&job);
+  }
   result = loadMap(options.mapPath, options.exact, &map);
   if (result == EXIT_OK) result = openForWriting(options.input, options.output, &loader);
   if (result == EXIT_OK) {

@@ -7,6 +7,7 @@
 
 #include "pdf/content/graphics_entry.h"
 #include "pdf/content/text_entry.h"
+#include "pdf/layout/text_blocks.h"
 #include "pdf/model/document.h"
 
 // Named in the global namespace because the C header declares it there.
@@ -28,6 +29,12 @@ struct ZOPRADocumentLoader {
   // after the extraction numbered roomExtraction.
   std::vector<double> textRoom;
   std::uint64_t roomExtraction = 0;
+  // Blocks of the page of the last zopraDocumentLoaderExtractPageBlocks,
+  // valid while `extraction` is still blocksExtraction, and the page's
+  // graphics they were made from.
+  std::vector<zopra::pdf::TextBlock> blocks;
+  std::vector<zopra::pdf::GraphicsEntry> blockGraphics;
+  std::uint64_t blocksExtraction = 0;
   // Chosen items left on the page by the last removal (item indices).
   std::vector<std::uint32_t> unremovedText;
   // Entries of the last zopraDocumentLoaderExtractPageGraphics, whatever page

@@ -1,0 +1,222 @@
+#include "pdf/layout/block_flow.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "pdf/edit/text_drawing.h"
+#include "pdf/edit/true_type.h"
+#include "pdf/fonts/unicode.h"
+#include "pdf/layout/block_text.h"
+#include "pdf/layout/item_geometry.h"
+#include "pdf/layout/page_rules.h"
+#include "pdf/layout/text_flow.h"
+
+namespace zopra::pdf {
+
+namespace {
+
+constexpr std::uint32_t kSpace = 0x20;
+// Below a fifth of its size a block's text is unreadable.
+constexpr double kDefaultMinimumScale = 0.2;
+
+double overlapOf(double a0, double a1, double b0, double b1) { return std::min(a1, b1) - std::max(a0, b0); }
+
+// The lowest baseline extra lines may take: above the first block, rule,
+// box or image below the block across its width, inside the box holding
+// it, and above the bottom of the page's text.
+double floorBelow(const FlowPage& page, const TextBlock& block, double left, double right, double size) {
+  const std::vector<TextBlock>& blocks = *page.blocks;
+  double floor = block.box.y0;
+  for (const TextBlock& other : blocks) floor = std::min(floor, other.box.y0);
+  floor = std::max(floor, page.pageBox.y);
+  const auto raise = [&](double top) { floor = std::max(floor, top); };
+  for (const TextBlock& other : blocks) {
+    if (&other == &block || other.box.y1 > block.box.y0 + 0.3 * size) continue;
+    if (overlapOf(left, right, other.box.x0, other.box.x1) > 0) raise(other.box.y1);
+  }
+  const PageRules rules = pageRules(*page.graphics);
+  for (const Rule& rule : rules.horizontal) {
+    if (rule.at < block.box.y0 && overlapOf(left, right, rule.from, rule.to) > 0) raise(rule.at);
+  }
+  for (const ItemBox& box : rules.boxes) {
+    const bool holds = box.x0 <= block.box.x0 + 1 && box.x1 >= block.box.x1 - 1 && box.y0 <= block.box.y0 + 1 &&
+                       box.y1 >= block.box.y1 - 1;
+    if (holds) {
+      raise(box.y0);
+    } else if (box.y1 <= block.box.y0 + 1 && overlapOf(left, right, box.x0, box.x1) > 0) {
+      raise(box.y1);
+    }
+  }
+  // The descent of the new line stays above the obstacle.
+  return floor + 0.22 * size;
+}
+
+// The item giving matrix, size, spacing and colour: the longest of the
+// block's first line.
+const TextEntry& referenceItem(const FlowPage& page, const TextBlock& block) {
+  const TextEntry* best = nullptr;
+  for (std::uint32_t index : block.lines[0].items) {
+    const TextEntry& item = (*page.items)[index];
+    if (!best || item.text.size() > best->text.size()) best = &item;
+  }
+  return *best;
+}
+
+FlowFrame frameOf(const FlowPage& page, const TextBlock& block, double size) {
+  FlowFrame frame;
+  frame.alignment = block.alignment;
+  frame.leading = block.leading > 0 ? block.leading : 1.2 * size;
+  const double bodyLeft = block.lines.size() >= 2 ? block.lines[1].left : block.lines[0].left;
+  double right = block.box.x1;
+  if (block.lines.size() == 1 && block.alignment == BlockAlignment::Left && page.room) {
+    // One line: it may run as far as its room.
+    const TextLine& line = block.lines[0];
+    for (std::uint32_t index : line.items) {
+      const TextEntry& item = (*page.items)[index];
+      if (index < page.room->size()) right = std::max(right, item.startX + (*page.room)[index] * std::hypot(item.a, item.b));
+    }
+  }
+  double left = block.box.x0;
+  if (block.lines.size() == 1 && block.alignment == BlockAlignment::Center) {
+    // One centred line may widen evenly on both sides, within the page's
+    // text area.
+    double areaLeft = block.box.x0, areaRight = block.box.x1;
+    for (const TextBlock& other : *page.blocks) {
+      areaLeft = std::min(areaLeft, other.box.x0);
+      areaRight = std::max(areaRight, other.box.x1);
+    }
+    const double centre = (block.box.x0 + block.box.x1) / 2;
+    const double half = std::max(block.box.x1 - centre, std::min(centre - areaLeft, areaRight - centre));
+    left = centre - half;
+    right = centre + half;
+  }
+  const bool flushLeft = block.alignment == BlockAlignment::Left || block.alignment == BlockAlignment::Justified;
+  for (std::size_t k = 0; k < block.lines.size(); ++k) {
+    const TextLine& line = block.lines[k];
+    // The first line keeps its indent (or its hanging list marker).
+    frame.slots.push_back({flushLeft ? (k == 0 ? line.left : bodyLeft) : left, right, line.baseline});
+  }
+  frame.left = flushLeft ? bodyLeft : left;
+  frame.right = right;
+  frame.floor = floorBelow(page, block, frame.left, frame.right, size);
+  return frame;
+}
+
+Document::DrawState stateFor(const TextEntry& item, std::uint32_t page, const std::string& fontPath, double fontSize) {
+  Document::DrawState state;
+  state.fontPath = fontPath;
+  state.fontSize = fontSize;
+  state.horizontalScaling = item.horizontalScale;
+  state.charSpacing = item.charSpacing;
+  state.matrix = {item.a, item.b, item.c, item.d, item.e, item.f};
+  state.fill = item.fillColor;
+  state.page = page;
+  return state;
+}
+
+}  // namespace
+
+Error flowBlock(Document& document, std::uint32_t page, const FlowPage& context, std::size_t blockIndex,
+                const std::string& text, const std::string& fontPath, double minimumShownSize, BlockFlow& result) {
+  result = BlockFlow();
+  if (!context.items || !context.blocks || !context.graphics || blockIndex >= context.blocks->size()) {
+    return Error::InvalidArgument;
+  }
+  const TextBlock& block = (*context.blocks)[blockIndex];
+  bool valid = false;
+  const std::vector<std::uint32_t> decoded = decodeUtf8(text, &valid);
+  const std::string plain = plainText(text);
+  if (!valid || plain.empty() || block.lines.empty() || block.lines[0].items.empty()) return Error::InvalidArgument;
+  const TextEntry& item = referenceItem(context, block);
+  const double fontSize = std::fabs(item.fontSize);
+  const double along = std::hypot(item.a, item.b);
+  if (!validFontSize(fontSize) || !(along > 0) || !std::isfinite(along)) return Error::InvalidArgument;
+  // Measured once at the block's size; each line is measured again as drawn.
+  Document::DrawState measure = stateFor(item, page, fontPath, fontSize);
+  measure.text = plain;
+  const Error prepared = document.prepareText(measure);
+  if (prepared != Error::None) return prepared;
+  for (std::uint32_t c : decoded) {
+    if (c != kSpace && c != '\n' && c != '\t' && c != '\r' && measure.font && measure.font->glyph(c) == 0) {
+      ++result.missingCharacters;
+    }
+  }
+  // Words, their widths in page units, and their text.
+  const double unit = fontSize / std::max<double>(1, measure.unitsPerEm) * item.horizontalScale * along;
+  const double spacing = item.charSpacing * item.horizontalScale * along;
+  std::vector<FlowWord> words;
+  std::vector<std::vector<std::uint32_t>> wordText;
+  double space = 0.25 * fontSize * along;
+  for (std::size_t i = 0; i < measure.codePoints.size(); ++i) {
+    if (measure.codePoints[i] == kSpace) {
+      space = measure.advances[i] * unit + spacing;
+      if (!wordText.empty() && !wordText.back().empty()) {
+        wordText.emplace_back();
+        words.emplace_back();
+      }
+      continue;
+    }
+    if (wordText.empty()) {
+      wordText.emplace_back();
+      words.emplace_back();
+    }
+    wordText.back().push_back(measure.codePoints[i]);
+    words.back().glyphs += measure.advances[i] * unit;
+    words.back().spacing += spacing;
+  }
+  if (!wordText.empty() && wordText.back().empty()) {
+    wordText.pop_back();
+    words.pop_back();
+  }
+  if (words.empty()) return Error::InvalidArgument;
+
+  const double size = block.size > 0 ? block.size : shownSize(item);
+  const FlowFrame frame = frameOf(context, block, size);
+  const double minimumScale =
+      minimumShownSize > 0 && size > 0 ? std::min(1.0, minimumShownSize / size) : kDefaultMinimumScale;
+  const FlowResult flow = flowText(words, space, frame, minimumScale);
+  result.scale = flow.scale;
+  result.shownSize = size * flow.scale;
+  result.overflows = flow.overflows;
+  result.blockLines = static_cast<std::uint32_t>(block.lines.size());
+  result.linesUsed = static_cast<std::uint32_t>(flow.lines.size());
+  bool first = true;
+  for (const FlowLine& line : flow.lines) {
+    // A justified line is drawn word by word at stretched positions: the
+    // word spacing operator does not act on the two-byte codes of the
+    // embedded font.
+    const bool byWord = line.extraSpace > 0;
+    double x = line.x;
+    for (std::size_t w = line.firstWord; w < line.endWord;) {
+      const std::size_t end = byWord ? w + 1 : line.endWord;
+      std::vector<std::uint32_t> codePoints;
+      for (std::size_t k = w; k < end; ++k) {
+        if (k > w) codePoints.push_back(kSpace);
+        codePoints.insert(codePoints.end(), wordText[k].begin(), wordText[k].end());
+      }
+      Document::DrawState state = stateFor(item, page, fontPath, fontSize * flow.scale);
+      state.text = encodeUtf8(codePoints);
+      state.matrix.e = x;
+      state.matrix.f = line.baseline;
+      Error step = document.prepareText(state);
+      if (step == Error::None) step = document.drawText(page, state);
+      if (step != Error::None) return step;
+      x += state.width * along + (byWord ? space * flow.scale + line.extraSpace : 0);
+      w = end;
+    }
+    const ItemBox drawn{line.x, line.baseline - 0.25 * result.shownSize, std::max(x, line.x + line.width),
+                        line.baseline + result.shownSize};
+    if (first) {
+      result.box = drawn;
+      first = false;
+    } else {
+      result.box.x0 = std::min(result.box.x0, drawn.x0);
+      result.box.y0 = std::min(result.box.y0, drawn.y0);
+      result.box.x1 = std::max(result.box.x1, drawn.x1);
+      result.box.y1 = std::max(result.box.y1, drawn.y1);
+    }
+  }
+  return Error::None;
+}
+
+}  // namespace zopra::pdf
