@@ -127,7 +127,10 @@ Error flowBlock(Document& document, std::uint32_t page, const FlowPage& context,
   const std::vector<std::uint32_t> decoded = decodeUtf8(text, &valid);
   const std::string plain = plainText(text);
   if (!valid || plain.empty() || block.lines.empty() || block.lines[0].items.empty()) return Error::InvalidArgument;
-  const TextEntry& item = referenceItem(context, block);
+  TextEntry item = referenceItem(context, block);
+  // The character spacing of a justified line stretched that line; the new
+  // lines are stretched between words instead.
+  if (block.alignment == BlockAlignment::Justified) item.charSpacing = 0;
   const double fontSize = std::fabs(item.fontSize);
   const double along = std::hypot(item.a, item.b);
   if (!validFontSize(fontSize) || !(along > 0) || !std::isfinite(along)) return Error::InvalidArgument;

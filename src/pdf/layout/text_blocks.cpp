@@ -153,7 +153,7 @@ bool aligned(const std::vector<double>& values, double tolerance) {
   return *high - *low <= tolerance;
 }
 
-BlockAlignment alignmentOf(const TextBlock& block, double areaLeft, double areaRight) {
+BlockAlignment alignmentOf(const TextBlock& block, double areaLeft, double areaRight, bool listItem) {
   const double tolerance = kEdgeTolerance * block.size;
   const std::size_t n = block.lines.size();
   if (n == 1) {
@@ -176,7 +176,7 @@ BlockAlignment alignmentOf(const TextBlock& block, double areaLeft, double areaR
   if (leftsEqual && n >= 3 && aligned(rights, tolerance)) return BlockAlignment::Justified;
   // Two lines, the first reaching the right edge of the page's text: a
   // short paragraph of a justified page.
-  if (leftsEqual && n == 2 && std::fabs(block.lines[0].right - areaRight) <= tolerance &&
+  if (leftsEqual && n == 2 && !listItem && std::fabs(block.lines[0].right - areaRight) <= tolerance &&
       block.lines[1].right < areaRight - tolerance) {
     return BlockAlignment::Justified;
   }
@@ -187,11 +187,14 @@ BlockAlignment alignmentOf(const TextBlock& block, double areaLeft, double areaR
   return BlockAlignment::Left;
 }
 
-bool insideCell(const TextBlock& block, const PageRules& rules, double areaWidth) {
+bool insideCell(const TextBlock& block, const PageRules& rules) {
   const double midY = (block.box.y0 + block.box.y1) / 2;
+  // A box holding the block closely from above and below is its cell; one
+  // much taller is a frame or a background.
+  const double height = block.box.y1 - block.box.y0;
   for (const ItemBox& box : rules.boxes) {
     if (box.x0 <= block.box.x0 + 1 && box.x1 >= block.box.x1 - 1 && box.y0 <= block.box.y0 + 1 &&
-        box.y1 >= block.box.y1 - 1 && box.x1 - box.x0 < 0.6 * areaWidth) {
+        box.y1 >= block.box.y1 - 1 && box.y1 - box.y0 <= 2 * height + 2 * block.size) {
       return true;
     }
   }
@@ -298,7 +301,7 @@ std::vector<TextBlock> textBlocks(const std::vector<TextEntry>& items, const std
       }
     }
     block.style = longest ? longest->style : nullptr;
-    block.alignment = alignmentOf(block, areaLeft, areaRight);
+    block.alignment = alignmentOf(block, areaLeft, areaRight, startsListItem(block.text));
     const std::size_t words = std::count(block.text.begin(), block.text.end(), ' ') + 1;
     const bool figure = besideFigure(block, rules);
     const bool heading = block.size > bodySize * (1 + kSizeTolerance) ||
@@ -310,7 +313,7 @@ std::vector<TextBlock> textBlocks(const std::vector<TextEntry>& items, const std
       block.kind = BlockKind::Caption;
       // A caption of one line centred under its figure is centred.
       if (figure && block.lines.size() == 1) block.alignment = BlockAlignment::Center;
-    } else if (insideCell(block, rules, areaRight - areaLeft)) {
+    } else if (insideCell(block, rules)) {
       block.kind = BlockKind::TableCell;
     } else if (heading) {
       block.kind = BlockKind::Heading;
