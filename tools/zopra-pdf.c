@@ -107,7 +107,7 @@ static const Subcommand kSubcommands[] = {
      "Nothing on standard output.\n" NEVER_THE_INPUT,
      runErase},
     {"segments", "[-f FIRST] [-l LAST] [--format json|xliff] IN [OUTPUT]",
-     "write the paragraphs, headings, list items, cells and captions to translate",
+     "write the paragraphs, headings, list items and cells to translate",
      "Writes the blocks of the pages FIRST to LAST of IN (paragraphs, headings, list\n"
      "items, table cells and captions, in reading order) to OUTPUT as segments to\n"
      "translate. Without OUTPUT they go to IN with .pdf replaced by .segments.json\n"
