@@ -182,7 +182,9 @@ BlockAlignment alignmentOf(const TextBlock& block, double areaLeft, double areaR
   }
   std::vector<double> allLefts = lefts;
   allLefts.push_back(block.lines[0].left);
-  if (!aligned(allLefts, tolerance) && aligned(centres, tolerance)) return BlockAlignment::Center;
+  // Centred lines start at clearly different places (a hanging indent of
+  // an em or so is no sign of centring).
+  if (!aligned(allLefts, 2 * tolerance) && aligned(centres, tolerance)) return BlockAlignment::Center;
   if (!aligned(allLefts, tolerance) && aligned(allRights, tolerance)) return BlockAlignment::Right;
   return BlockAlignment::Left;
 }

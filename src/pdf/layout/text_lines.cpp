@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <map>
 
 #include "pdf/layout/item_geometry.h"
 
@@ -15,6 +16,10 @@ constexpr double kBaselineTolerance = 0.3;
 // A gap wider than this (in em of the larger size) between two items of a
 // baseline separates columns or table cells; word spaces are far narrower.
 constexpr double kColumnGap = 1.2;
+// A gap of more than this (em) is a gutter when at least kGutterLines
+// lines of the page resume at the same x after such a gap.
+constexpr double kNarrowGutter = 0.6;
+constexpr int kGutterLines = 3;
 
 struct Placed {
   std::uint32_t index = 0;
@@ -99,27 +104,55 @@ std::vector<TextLine> textLines(const std::vector<TextEntry>& items, const PageR
   }
   // Top to bottom, then left to right; equal baselines keep content order.
   std::stable_sort(placed.begin(), placed.end(), [](const Placed& l, const Placed& r) { return l.y > r.y; });
-  std::size_t begin = 0;
-  std::vector<Placed> band;
-  while (begin < placed.size()) {
-    // A band: items whose baselines lie within the tolerance of its first.
-    const double y = placed[begin].y;
+  // Bands: items whose baselines lie within the tolerance of the band's
+  // first, left to right.
+  std::vector<std::vector<Placed>> bands;
+  for (std::size_t begin = 0; begin < placed.size();) {
     std::size_t end = begin + 1;
     while (end < placed.size() &&
-           y - placed[end].y <= kBaselineTolerance * std::min(placed[begin].size, placed[end].size)) {
+           placed[begin].y - placed[end].y <= kBaselineTolerance * std::min(placed[begin].size, placed[end].size)) {
       ++end;
     }
-    band.assign(placed.begin() + static_cast<std::ptrdiff_t>(begin), placed.begin() + static_cast<std::ptrdiff_t>(end));
-    std::stable_sort(band.begin(), band.end(), [](const Placed& l, const Placed& r) { return l.x0 < r.x0; });
+    bands.emplace_back(placed.begin() + static_cast<std::ptrdiff_t>(begin),
+                       placed.begin() + static_cast<std::ptrdiff_t>(end));
+    std::stable_sort(bands.back().begin(), bands.back().end(),
+                     [](const Placed& l, const Placed& r) { return l.x0 < r.x0; });
+    begin = end;
+  }
+  // A narrow gutter (as narrow as an em) is told from a wide word space by
+  // the lines it separates: several lines of the page resume at the same x
+  // after a gap of that size.
+  std::map<long, int> resumes;
+  const auto gapOf = [](const std::vector<Placed>& band, std::size_t k, double reach) {
+    return (band[k].x0 - reach) / std::max(band[k].size, band[k - 1].size);
+  };
+  for (const std::vector<Placed>& band : bands) {
+    double reach = band[0].x1;
+    for (std::size_t k = 1; k < band.size(); ++k) {
+      const double gap = gapOf(band, k, reach);
+      if (gap > kNarrowGutter && gap <= kColumnGap) ++resumes[std::lround(band[k].x0)];
+      reach = std::max(reach, band[k].x1);
+    }
+  }
+  const auto gutter = [&](double x) {
+    int count = 0;
+    for (long key = std::lround(x) - 1; key <= std::lround(x) + 1; ++key) {
+      auto found = resumes.find(key);
+      if (found != resumes.end()) count += found->second;
+    }
+    return count >= kGutterLines;
+  };
+  for (const std::vector<Placed>& band : bands) {
     std::size_t first = 0;
     double reach = band[0].x1;
     for (std::size_t k = 1; k <= band.size(); ++k) {
       bool split = k == band.size();
       if (!split) {
-        const double gap = band[k].x0 - reach;
+        const double gap = gapOf(band, k, reach);
         const double em = std::max(band[k].size, band[k - 1].size);
         const double low = std::min(band[k].y, band[k - 1].y) - 0.2 * em;
-        split = gap > kColumnGap * em || ruleAcross(rules, low, low + em, reach - 0.1 * em, band[k].x0 + 0.1 * em);
+        split = gap > kColumnGap || (gap > kNarrowGutter && gutter(band[k].x0)) ||
+                ruleAcross(rules, low, low + em, reach - 0.1 * em, band[k].x0 + 0.1 * em);
       }
       if (split) {
         lines.push_back(lineOf(band, first, k));
@@ -127,7 +160,6 @@ std::vector<TextLine> textLines(const std::vector<TextEntry>& items, const PageR
       }
       if (k < band.size()) reach = std::max(reach, band[k].x1);
     }
-    begin = end;
   }
   std::stable_sort(lines.begin(), lines.end(), [](const TextLine& l, const TextLine& r) {
     if (l.baseline != r.baseline) return l.baseline > r.baseline;
