@@ -18,10 +18,11 @@ from ._library import ENVIRONMENT_VARIABLE, LibraryNotFoundError
 from .document import Document, Page
 from .matching import MATCH_MODES, match_key
 from .errors import BrokenStream, InvalidArgument, OutOfMemory, PasswordRequired, PdfError
-from .records import Graphic, Image, ImageFormat, TextItem
+from .records import BlockFlowResult, Graphic, Image, ImageFormat, TextBlock, TextItem
 
 __all__ = [
     "ENVIRONMENT_VARIABLE",
+    "BlockFlowResult",
     "BrokenStream",
     "Document",
     "Graphic",
@@ -34,6 +35,7 @@ __all__ = [
     "Page",
     "PasswordRequired",
     "PdfError",
+    "TextBlock",
     "TextItem",
     "match_key",
 ]
