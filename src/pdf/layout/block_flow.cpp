@@ -133,7 +133,13 @@ Error flowBlock(Document& document, std::uint32_t page, const FlowPage& context,
   if (block.alignment == BlockAlignment::Justified) item.charSpacing = 0;
   const double fontSize = std::fabs(item.fontSize);
   const double along = std::hypot(item.a, item.b);
-  if (!validFontSize(fontSize) || !(along > 0) || !std::isfinite(along)) return Error::InvalidArgument;
+  result.blockLines = static_cast<std::uint32_t>(block.lines.size());
+  if (!validFontSize(fontSize) || !(along > 0) || !std::isfinite(along)) {
+    // Text set at no usable size shows nothing; nothing can stand in its
+    // place.
+    result.overflows = true;
+    return Error::None;
+  }
   // Measured once at the block's size; each line is measured again as drawn.
   Document::DrawState measure = stateFor(item, page, fontPath, fontSize);
   measure.text = plain;
@@ -171,17 +177,38 @@ Error flowBlock(Document& document, std::uint32_t page, const FlowPage& context,
     wordText.pop_back();
     words.pop_back();
   }
-  if (words.empty()) return Error::InvalidArgument;
+  // The font has none of the characters: nothing to draw.
+  if (words.empty()) return Error::None;
 
   const double size = block.size > 0 ? block.size : shownSize(item);
-  const FlowFrame frame = frameOf(context, block, size);
   const double minimumScale =
       minimumShownSize > 0 && size > 0 ? std::min(1.0, minimumShownSize / size) : kDefaultMinimumScale;
-  const FlowResult flow = flowText(words, space, frame, minimumScale);
+  FlowResult flow;
+  if (block.lines[0].upright) {
+    flow = flowText(words, space, frameOf(context, block, size), minimumScale);
+  } else {
+    // Text in any other direction (rotated, mirrored) keeps the item's own
+    // matrix and place: one line, shrunk to the item's length.
+    double glyphs = 0, fixed = 0;
+    for (const FlowWord& word : words) {
+      glyphs += word.glyphs;
+      fixed += word.spacing;
+    }
+    glyphs += space * static_cast<double>(words.size() - 1);
+    const double room = std::fabs(item.width) * along;
+    const double fitting = glyphs > 0 ? (room - fixed) / glyphs : 1.0;
+    flow.scale = std::clamp(fitting, std::min(minimumScale, 1.0), 1.0);
+    flow.overflows = fitting < flow.scale - 1e-9;
+    FlowLine line;
+    line.endWord = words.size();
+    line.x = item.e;
+    line.baseline = item.f;
+    line.width = glyphs * flow.scale + fixed;
+    flow.lines.push_back(line);
+  }
   result.scale = flow.scale;
   result.shownSize = size * flow.scale;
   result.overflows = flow.overflows;
-  result.blockLines = static_cast<std::uint32_t>(block.lines.size());
   result.linesUsed = static_cast<std::uint32_t>(flow.lines.size());
   bool first = true;
   for (const FlowLine& line : flow.lines) {
