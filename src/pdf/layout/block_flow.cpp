@@ -23,13 +23,21 @@ double overlapOf(double a0, double a1, double b0, double b1) { return std::min(a
 
 // The lowest baseline extra lines may take: above the first block, rule,
 // box or image below the block across its width, inside the box holding
-// it, and above the bottom of the page's text.
+// it, and above the page's bottom margin.
 double floorBelow(const FlowPage& page, const TextBlock& block, double left, double right, double size) {
   const std::vector<TextBlock>& blocks = *page.blocks;
+  // The bottom of the page's text, or a bottom margin as wide as the top
+  // one when the text ends higher (the last paragraph of a short page).
   double floor = block.box.y0;
-  for (const TextBlock& other : blocks) floor = std::min(floor, other.box.y0);
+  double top = block.box.y1;
+  for (const TextBlock& other : blocks) {
+    floor = std::min(floor, other.box.y0);
+    top = std::max(top, other.box.y1);
+  }
+  const double pageTop = page.pageBox.y + page.pageBox.height;
+  floor = std::min(floor, page.pageBox.y + std::max(pageTop - top, 36.0));
   floor = std::max(floor, page.pageBox.y);
-  const auto raise = [&](double top) { floor = std::max(floor, top); };
+  const auto raise = [&](double obstacle) { floor = std::max(floor, obstacle); };
   for (const TextBlock& other : blocks) {
     if (&other == &block || other.box.y1 > block.box.y0 + 0.3 * size) continue;
     if (overlapOf(left, right, other.box.x0, other.box.x1) > 0) raise(other.box.y1);
@@ -217,6 +225,7 @@ Error flowBlock(Document& document, std::uint32_t page, const FlowPage& context,
     // embedded font.
     const bool byWord = line.extraSpace > 0;
     double x = line.x;
+    double lineEnd = line.x;
     for (std::size_t w = line.firstWord; w < line.endWord;) {
       const std::size_t end = byWord ? w + 1 : line.endWord;
       std::vector<std::uint32_t> codePoints;
@@ -231,10 +240,11 @@ Error flowBlock(Document& document, std::uint32_t page, const FlowPage& context,
       Error step = document.prepareText(state);
       if (step == Error::None) step = document.drawText(page, state);
       if (step != Error::None) return step;
-      x += state.width * along + (byWord ? space * flow.scale + line.extraSpace : 0);
+      lineEnd = x + state.width * along;
+      x = lineEnd + (byWord ? space * flow.scale + line.extraSpace : 0);
       w = end;
     }
-    const ItemBox drawn{line.x, line.baseline - 0.25 * result.shownSize, std::max(x, line.x + line.width),
+    const ItemBox drawn{line.x, line.baseline - 0.25 * result.shownSize, lineEnd,
                         line.baseline + result.shownSize};
     if (first) {
       result.box = drawn;
