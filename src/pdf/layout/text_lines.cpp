@@ -14,12 +14,17 @@ namespace {
 // sit farther off and make short lines of their own.
 constexpr double kBaselineTolerance = 0.3;
 // A gap wider than this (in em of the larger size) between two items of a
-// baseline separates columns or table cells; word spaces are far narrower.
-constexpr double kColumnGap = 1.2;
+// baseline separates columns or table cells; the word spaces of even a
+// badly stretched justified line are narrower.
+constexpr double kColumnGap = 2.0;
 // A gap of more than this (em) is a gutter when at least kGutterLines
-// lines of the page resume at the same x after such a gap.
+// lines of the page start at the same x (within a point), at the start of
+// their band or after such a gap: the left edge of a column.
 constexpr double kNarrowGutter = 0.6;
-constexpr int kGutterLines = 3;
+constexpr int kGutterLines = 5;
+// Gaps remembered for that comparison; a page with more is a table or a
+// picture, and its lines split at the wide gaps alone.
+constexpr std::size_t kMaxGutterSpans = 4000;
 
 struct Placed {
   std::uint32_t index = 0;
@@ -120,27 +125,41 @@ std::vector<TextLine> textLines(const std::vector<TextEntry>& items, const PageR
     begin = end;
   }
   // A narrow gutter (as narrow as an em) is told from a wide word space by
-  // the lines it separates: several lines of the page resume at the same x
-  // after a gap of that size.
+  // the other lines of the page: many of them start at the x after it, or
+  // have a gap as wide across the same stretch of the page.
   std::map<long, int> resumes;
+  std::vector<std::pair<double, double>> spans;
   const auto gapOf = [](const std::vector<Placed>& band, std::size_t k, double reach) {
     return (band[k].x0 - reach) / std::max(band[k].size, band[k - 1].size);
   };
+  // Half-point buckets: the lines of a column start at one x.
+  const auto bucket = [](double x) { return std::lround(x * 2); };
   for (const std::vector<Placed>& band : bands) {
+    ++resumes[bucket(band[0].x0)];
     double reach = band[0].x1;
     for (std::size_t k = 1; k < band.size(); ++k) {
       const double gap = gapOf(band, k, reach);
-      if (gap > kNarrowGutter && gap <= kColumnGap) ++resumes[std::lround(band[k].x0)];
+      if (gap > kNarrowGutter) {
+        ++resumes[bucket(band[k].x0)];
+        if (spans.size() < kMaxGutterSpans) spans.emplace_back(reach, band[k].x0);
+      }
       reach = std::max(reach, band[k].x1);
     }
   }
   const auto gutter = [&](double x) {
     int count = 0;
-    for (long key = std::lround(x) - 1; key <= std::lround(x) + 1; ++key) {
+    for (long key = bucket(x) - 1; key <= bucket(x) + 1; ++key) {
       auto found = resumes.find(key);
       if (found != resumes.end()) count += found->second;
     }
     return count >= kGutterLines;
+  };
+  const auto sharedGap = [&](double from, double to, double em) {
+    int count = 0;
+    for (const auto& [start, end] : spans) {
+      if (std::min(to, end) - std::max(from, start) >= 0.4 * em && ++count >= kGutterLines) return true;
+    }
+    return false;
   };
   for (const std::vector<Placed>& band : bands) {
     std::size_t first = 0;
@@ -151,7 +170,8 @@ std::vector<TextLine> textLines(const std::vector<TextEntry>& items, const PageR
         const double gap = gapOf(band, k, reach);
         const double em = std::max(band[k].size, band[k - 1].size);
         const double low = std::min(band[k].y, band[k - 1].y) - 0.2 * em;
-        split = gap > kColumnGap || (gap > kNarrowGutter && gutter(band[k].x0)) ||
+        split = gap > kColumnGap ||
+                (gap > kNarrowGutter && (gutter(band[k].x0) || sharedGap(reach, band[k].x0, em))) ||
                 ruleAcross(rules, low, low + em, reach - 0.1 * em, band[k].x0 + 0.1 * em);
       }
       if (split) {
