@@ -120,7 +120,7 @@ int runSegments(int argc, char** argv) {
   json_t* document = NULL;
   json_t* segments = NULL;
   FILE* out = NULL;
-  uint32_t first, last, page;
+  uint32_t first = 0, last = 0, page;
   int result = EXIT_OK;
   int i;
   for (i = 0; i < argc; ++i) {
