@@ -974,7 +974,11 @@ ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderGetBlockItems(ZOPRADocument
  *   minimumShownSize. Left, centred and right blocks keep their alignment;
  *   the lines of a justified block but its last are stretched to the
  *   block's width (drawn word by word). A block of one line may run as far
- *   as its room (zopraDocumentLoaderGetTextRoom). Drawn as
+ *   as its room (zopraDocumentLoaderGetTextRoom); a block of rotated or
+ *   mirrored text is drawn as one line on its first item's baseline, shrunk
+ *   to that item's length. A text of which the font has no character draws
+ *   nothing (linesUsed 0, missingCharacters set); a block set at no usable
+ *   size draws nothing either (overflows 1). Drawn as
  *   zopraDocumentLoaderDrawText draws (same content stream session); the
  *   text set by zopraDocumentLoaderSetTextA is left as it was.
  * Parameters

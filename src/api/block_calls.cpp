@@ -42,6 +42,7 @@ ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderExtractPageBlocks(ZOPRADocu
       return statusFor(kind);
     }
     loader->blocks = zopra::pdf::textBlocks(loader->textEntries, loader->blockGraphics);
+    loader->blockRules = zopra::pdf::pageRules(loader->blockGraphics);
     loader->blocksExtraction = loader->extraction;
     *count = static_cast<uint32_t>(loader->blocks.size());
     return ZOPRA_STATUS_SUCCESS;
@@ -109,6 +110,7 @@ ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderFlowBlockA(ZOPRADocumentLoa
     context.graphics = &loader->blockGraphics;
     context.room = &loader->textRoom;
     context.pageBox = pageBox;
+    context.rules = &loader->blockRules;
     zopra::pdf::BlockFlow result;
     const Error kind = zopra::pdf::flowBlock(loader->document, loader->extractedPage, context, index, text,
                                              fontPath, minimumShownSize, result);

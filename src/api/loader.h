@@ -7,6 +7,7 @@
 
 #include "pdf/content/graphics_entry.h"
 #include "pdf/content/text_entry.h"
+#include "pdf/layout/page_rules.h"
 #include "pdf/layout/text_blocks.h"
 #include "pdf/model/document.h"
 
@@ -34,6 +35,7 @@ struct ZOPRADocumentLoader {
   // graphics they were made from.
   std::vector<zopra::pdf::TextBlock> blocks;
   std::vector<zopra::pdf::GraphicsEntry> blockGraphics;
+  zopra::pdf::PageRules blockRules;
   std::uint64_t blocksExtraction = 0;
   // Chosen items left on the page by the last removal (item indices).
   std::vector<std::uint32_t> unremovedText;

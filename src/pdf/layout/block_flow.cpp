@@ -42,7 +42,9 @@ double floorBelow(const FlowPage& page, const TextBlock& block, double left, dou
     if (&other == &block || other.box.y1 > block.box.y0 + 0.3 * size) continue;
     if (overlapOf(left, right, other.box.x0, other.box.x1) > 0) raise(other.box.y1);
   }
-  const PageRules rules = pageRules(*page.graphics);
+  PageRules own;
+  if (!page.rules) own = pageRules(*page.graphics);
+  const PageRules& rules = page.rules ? *page.rules : own;
   for (const Rule& rule : rules.horizontal) {
     if (rule.at < block.box.y0 && overlapOf(left, right, rule.from, rule.to) > 0) raise(rule.at);
   }

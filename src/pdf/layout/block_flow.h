@@ -8,6 +8,7 @@
 
 #include "pdf/content/graphics_entry.h"
 #include "pdf/content/text_entry.h"
+#include "pdf/layout/page_rules.h"
 #include "pdf/layout/text_blocks.h"
 #include "pdf/model/document.h"
 
@@ -39,6 +40,9 @@ struct FlowPage {
   const std::vector<GraphicsEntry>* graphics = nullptr;
   const std::vector<double>* room = nullptr;
   Rectangle pageBox;
+  // pageRules of the graphics, when the caller keeps them; else worked out
+  // at each call.
+  const PageRules* rules = nullptr;
 };
 
 // Draws `text` over block `blockIndex` on page `page` with the font file at

@@ -117,8 +117,7 @@ bool accepts(const Building& b, const TextLine& line, bool bold, const std::stri
       std::fabs(line.right - block.box.x1) < kEdgeTolerance * em && line.left < bodyLeft(block) + 4 * em) {
     return false;
   }
-  // A line that starts left of a one-line heading-like block is fine; a
-  // line far left of a centred block is not checked further.
+  // Nothing between them: no rule, no cell border.
   if (ruleBetween(rules, line.baseline + 0.5 * line.size, last.baseline - 0.25 * last.size, line.left, line.right)) {
     return false;
   }
