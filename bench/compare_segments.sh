@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Times paragraph translation of one document in one run, beside the plain
-# item listing: `zopra-pdf items`, `zopra-pdf segments`, and the round trip
-# (`segments`, then `replace --segments` with every segment's own text), in
+# item listing: `zopra-pdf items`, `zopra-pdf segments`, `replace
+# --segments` with every segment's own text (the whole document written
+# again), and the round trip (`segments`, then that `replace`), in
 # pages per second, with the round trip's ratio to `items` (target: at most
 # 3). The default file is the corpus's deb-source2e.pdf.
 #   bench/compare_segments.sh [FILE] [ROUNDS] [ZOPRA_PDF]
@@ -30,9 +31,10 @@ round_trip() {
 }
 items_ns=$(elapsed "$zopra" items "$file")
 segments_ns=$(elapsed "$zopra" segments "$file" "$work/only.json")
+replace_ns=$(elapsed "$zopra" replace "$file" "$work/out.pdf" --segments "$work/only.json")
 trip_ns=$(elapsed round_trip)
 echo "$file: $pages pages, $rounds round(s)"
-for row in "items:$items_ns" "segments:$segments_ns" "round trip:$trip_ns"; do
+for row in "items:$items_ns" "segments:$segments_ns" "replace:$replace_ns" "round trip:$trip_ns"; do
   name=${row%%:*} ns=${row##*:}
   awk -v name="$name" -v ns="$ns" -v pages="$pages" -v base="$items_ns" 'BEGIN {
     printf "  %-12s %8.2f s  %8.1f pages/s  %5.2f x items\n", name, ns / 1e9, pages / (ns / 1e9), ns / base }'
