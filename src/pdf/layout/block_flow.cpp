@@ -103,8 +103,16 @@ FlowFrame frameOf(const FlowPage& page, const TextBlock& block, double size) {
   const bool flushLeft = block.alignment == BlockAlignment::Left || block.alignment == BlockAlignment::Justified;
   for (std::size_t k = 0; k < block.lines.size(); ++k) {
     const TextLine& line = block.lines[k];
-    // The first line keeps its indent (or its hanging list marker).
-    frame.slots.push_back({flushLeft ? (k == 0 ? line.left : bodyLeft) : left, right, line.baseline});
+    // The first line keeps its indent (or its hanging list marker), and no
+    // line runs into another block beside it (the code beside a column of
+    // line numbers, a cell of a table without rules).
+    const double start = flushLeft ? (k == 0 ? line.left : bodyLeft) : left;
+    double end = right;
+    for (const TextBlock& other : *page.blocks) {
+      if (&other == &block || other.box.y0 >= line.top || other.box.y1 <= line.bottom) continue;
+      if (other.box.x0 >= line.right - 1 && other.box.x0 < end) end = std::max(line.right, other.box.x0 - 0.2 * size);
+    }
+    frame.slots.push_back({start, end, line.baseline});
   }
   frame.left = flushLeft ? bodyLeft : left;
   frame.right = right;
