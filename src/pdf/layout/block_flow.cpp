@@ -18,6 +18,8 @@ namespace {
 constexpr std::uint32_t kSpace = 0x20;
 // Below a fifth of its size a block's text is unreadable.
 constexpr double kDefaultMinimumScale = 0.2;
+// Blocks of a page compared with the block being flowed.
+constexpr std::size_t kMaxNeighbourBlocks = 3000;
 
 double overlapOf(double a0, double a1, double b0, double b1) { return std::min(a1, b1) - std::max(a0, b0); }
 
@@ -26,6 +28,9 @@ double overlapOf(double a0, double a1, double b0, double b1) { return std::min(a
 // it, and above the page's bottom margin.
 double floorBelow(const FlowPage& page, const TextBlock& block, double left, double right, double size) {
   const std::vector<TextBlock>& blocks = *page.blocks;
+  // A page of more blocks than the budget gets no room below its blocks:
+  // looking for their neighbours would cost the square of their number.
+  if (blocks.size() > kMaxNeighbourBlocks) return block.box.y0 + 0.22 * size;
   // The bottom of the page's text, or a bottom margin as wide as the top
   // one when the text ends higher (the last paragraph of a short page).
   double floor = block.box.y0;
@@ -108,7 +113,8 @@ FlowFrame frameOf(const FlowPage& page, const TextBlock& block, double size) {
     // line numbers, a cell of a table without rules).
     const double start = flushLeft ? (k == 0 ? line.left : bodyLeft) : left;
     double end = right;
-    for (const TextBlock& other : *page.blocks) {
+    for (std::size_t n = 0; n < page.blocks->size() && page.blocks->size() <= kMaxNeighbourBlocks; ++n) {
+      const TextBlock& other = (*page.blocks)[n];
       if (&other == &block || other.box.y0 >= line.top || other.box.y1 <= line.bottom) continue;
       if (other.box.x0 >= line.right - 1 && other.box.x0 < end) end = std::max(line.right, other.box.x0 - 0.2 * size);
     }

@@ -22,6 +22,8 @@ constexpr double kSizeTolerance = 0.12;
 constexpr double kMaxFirstGap = 1.7;
 // Edges this close (em) are aligned.
 constexpr double kEdgeTolerance = 0.6;
+// Rule and box comparisons made while grouping one page.
+constexpr std::size_t kMaxRuleWork = 50000000;
 
 struct Building {
   TextBlock block;
@@ -96,7 +98,8 @@ double overlap(double a0, double a1, double b0, double b1) { return std::min(a1,
 // indented, or hang out with a list marker).
 double bodyLeft(const TextBlock& block) { return block.lines.size() >= 2 ? block.lines[1].left : block.lines[0].left; }
 
-bool accepts(const Building& b, const TextLine& line, bool bold, const std::string& text, const PageRules& rules) {
+bool accepts(const Building& b, const TextLine& line, bool bold, const std::string& text, const PageRules& rules,
+             std::size_t& work) {
   const TextBlock& block = b.block;
   const TextLine& last = block.lines.back();
   const double em = std::max(line.size, last.size);
@@ -117,7 +120,11 @@ bool accepts(const Building& b, const TextLine& line, bool bold, const std::stri
       std::fabs(line.right - block.box.x1) < kEdgeTolerance * em && line.left < bodyLeft(block) + 4 * em) {
     return false;
   }
-  // Nothing between them: no rule, no cell border.
+  // Nothing between them: no rule, no cell border. The comparisons with the
+  // page's rules and boxes have a budget: past it (a page of thousands of
+  // lines and strokes) lines are grouped by their geometry alone.
+  work += rules.horizontal.size() + rules.boxes.size();
+  if (work > kMaxRuleWork) return true;
   if (ruleBetween(rules, line.baseline + 0.5 * line.size, last.baseline - 0.25 * last.size, line.left, line.right)) {
     return false;
   }
@@ -230,6 +237,7 @@ std::vector<TextBlock> textBlocks(const std::vector<TextEntry>& items, const std
   const std::vector<TextLine> lines = textLines(items, rules, budget);
   std::vector<Building> building;
   std::vector<std::size_t> open;
+  std::size_t work = 0;
   for (const TextLine& line : lines) {
     std::string text = lineText(items, line);
     const bool bold = lineBold(items, line);
@@ -238,7 +246,7 @@ std::vector<TextBlock> textBlocks(const std::vector<TextEntry>& items, const std
       double bestGap = 0;
       for (std::size_t k : open) {
         const Building& candidate = building[k];
-        if (!accepts(candidate, line, bold, text, rules)) continue;
+        if (!accepts(candidate, line, bold, text, rules, work)) continue;
         const double gap = candidate.block.lines.back().baseline - line.baseline;
         if (chosen == building.size() || gap < bestGap) {
           chosen = k;
