@@ -9,7 +9,10 @@
 #include <vector>
 
 #include "pdf/content/content_lexer.h"
+#include "pdf/content/graphics_entry.h"
 #include "pdf/content/text_entry.h"
+#include "pdf/layout/text_blocks.h"
+#include "pdf/layout/text_flow.h"
 #include "pdf/model/document.h"
 #include "content_page.h"
 #include "temp_file.h"
@@ -49,6 +52,8 @@ void lex(const zopra::pdf::Bytes& data) {
   }
 }
 
+void blocks(zopra::pdf::Document& loaded, const std::vector<zopra::pdf::TextEntry>& entries);
+
 // Content is never a reason for an extraction to fail: what the interpreter
 // cannot use, it skips.
 void extract(const std::string& content) {
@@ -61,6 +66,35 @@ void extract(const std::string& content) {
   std::vector<zopra::pdf::TextEntry> entries;
   std::vector<std::uint32_t> images;
   require(loaded.extractText(0, entries, &images) == zopra::pdf::Error::None);
+  blocks(loaded, entries);
+}
+
+// Blocks take each item once at most, and a text flows over any block's
+// lines in a bounded number of lines.
+void blocks(zopra::pdf::Document& loaded, const std::vector<zopra::pdf::TextEntry>& entries) {
+  std::vector<zopra::pdf::GraphicsEntry> graphics;
+  require(loaded.extractGraphics(0, 0.0, graphics) == zopra::pdf::Error::None);
+  const std::vector<zopra::pdf::TextBlock> found = zopra::pdf::textBlocks(entries, graphics);
+  std::vector<bool> taken(entries.size(), false);
+  const std::vector<zopra::pdf::FlowWord> words(40, zopra::pdf::FlowWord{20.0, 0.5});
+  for (const zopra::pdf::TextBlock& block : found) {
+    require(!block.lines.empty());
+    zopra::pdf::FlowFrame frame;
+    for (const zopra::pdf::TextLine& line : block.lines) {
+      for (std::uint32_t item : line.items) {
+        require(item < entries.size() && !taken[item]);
+        taken[item] = true;
+      }
+      frame.slots.push_back({line.left, line.right, line.baseline});
+    }
+    frame.left = block.box.x0;
+    frame.right = block.box.x1;
+    frame.leading = block.leading;
+    frame.floor = block.box.y0 - 100;
+    frame.alignment = block.alignment;
+    const zopra::pdf::FlowResult flow = zopra::pdf::flowText(words, 5.0, frame, 0.2);
+    require(flow.lines.size() <= words.size());
+  }
 }
 
 }  // namespace

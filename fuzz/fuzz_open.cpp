@@ -135,6 +135,30 @@ void drawOnFirstItem(ZOPRADocumentLoader* loader) {
   require(zopraDocumentLoaderDrawText(loader) != ZOPRA_STATUS_INVALID_ARGUMENT);
 }
 
+// Groups page 0 into blocks, checks that their items are items of the page,
+// and flows a new text over the first block.
+void flowFirstBlock(ZOPRADocumentLoader* loader) {
+  static const char* const kFont = "/usr/share/fonts/truetype/dejavu/DejaVuSans.ttf";
+  static const bool haveFont = std::ifstream(kFont).good();
+  std::uint32_t blocks = 0, items = 0;
+  if (zopraDocumentLoaderExtractPageBlocks(loader, 0, &blocks) != ZOPRA_STATUS_SUCCESS) return;
+  require(zopraDocumentLoaderGetPageTextCount(loader, &items, 0) == ZOPRA_STATUS_SUCCESS);
+  for (std::uint32_t index = 0; index < blocks; ++index) {
+    ZOPRADocumentLoaderBlockInfo block;
+    require(zopraDocumentLoaderGetBlock(loader, index, &block) == ZOPRA_STATUS_SUCCESS);
+    std::vector<std::uint32_t> chosen(block.itemCount);
+    std::uint32_t count = 0;
+    require(zopraDocumentLoaderGetBlockItems(loader, index, chosen.data(), block.itemCount, &count) ==
+            ZOPRA_STATUS_SUCCESS);
+    require(count == block.itemCount && count > 0);
+    for (std::uint32_t item : chosen) require(item < items);
+  }
+  if (!haveFont || blocks == 0) return;
+  ZOPRADocumentLoaderBlockFlow flow;
+  require(zopraDocumentLoaderFlowBlockA(loader, 0, "Ein neuer Absatz, l\xC3\xA4nger als der alte, \xE2\x80\x93 mit \xF0\x9F\x98\x80",
+                                        &kFont, 1, 0.0, &flow) != ZOPRA_STATUS_INVALID_ARGUMENT);
+}
+
 // Removes some items of the first page (which ones, the input decides), all
 // text of the second, writes the document and opens the copy again.
 void editAndWrite(ZOPRADocumentLoader* loader, std::uint32_t pages, std::uint8_t choice) {
@@ -158,6 +182,7 @@ void editAndWrite(ZOPRADocumentLoader* loader, std::uint32_t pages, std::uint8_t
     require(zopraDocumentLoaderRemoveOriginalText(loader, 1) != ZOPRA_STATUS_INVALID_ARGUMENT);
   }
   drawOnFirstItem(loader);
+  flowFirstBlock(loader);
   if (zopraDocumentLoaderWriteDocumentA(loader, copy.path().c_str()) != ZOPRA_STATUS_SUCCESS) return;
   ZOPRADocumentLoader* reader = nullptr;
   require(zopraDocumentLoaderCreate(&reader) == ZOPRA_STATUS_SUCCESS);

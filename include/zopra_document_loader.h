@@ -988,6 +988,183 @@ ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderFitTextA(ZOPRADocumentLoade
 ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderWriteDocumentA(ZOPRADocumentLoader* loader,
                                                                    const char* path);
 
+/* Kinds of block (ZOPRADocumentLoaderBlockInfo.kind). */
+#define ZOPRA_BLOCK_PARAGRAPH 0
+#define ZOPRA_BLOCK_HEADING 1
+#define ZOPRA_BLOCK_LIST_ITEM 2
+#define ZOPRA_BLOCK_TABLE_CELL 3
+#define ZOPRA_BLOCK_CAPTION 4
+
+/* A block's lines are stretched to its width, but its last (blocks only;
+ * the other alignments are ZOPRA_ALIGNMENT_LEFT, _CENTER and _RIGHT). */
+#define ZOPRA_ALIGNMENT_JUSTIFIED 3
+
+/* One block of the last zopraDocumentLoaderExtractPageBlocks: a paragraph,
+ * heading, list item, table cell or caption, made of consecutive lines. */
+typedef struct ZOPRADocumentLoaderBlockInfo {
+  /* The block's text, UTF-8, NUL-terminated: its lines joined by a space, a
+   * word hyphenated at a line end joined back (the hyphen of a compound such
+   * as "state-of-the-art" stays), ligatures spelled out ("ffi" for U+FB03),
+   * runs of white space made one space. Owned by the handle; valid until the
+   * next extraction (ExtractPageText or ExtractPageBlocks) or OpenFileA on
+   * the handle, or until it is destroyed. */
+  const char* text;
+  /* The union of the glyph boxes of its items, PDF units, page space (the
+   * space of ZOPRADocumentLoaderTextStyle's box). x0 <= x1, y0 <= y1. */
+  double x0, y0, x1, y1;
+  /* ZOPRA_BLOCK_* and ZOPRA_ALIGNMENT_* values. A block of one line is
+   * left-aligned unless it is centred in the page's text area or under
+   * its figure. */
+  int32_t kind;
+  int32_t alignment;
+  /* The shown size (points) of most of its text, and the distance between
+   * its baselines (the median; 1.2 times the size for a block of one line). */
+  double shownSize;
+  double leading;
+  uint32_t lineCount;
+  /* The number of its items (zopraDocumentLoaderGetBlockItems lists them). */
+  uint32_t itemCount;
+  /* The font of its longest item, as ZOPRADocumentLoaderTextStyle gives
+   * it: name (owned by the handle, valid as long as `text`; "" when unknown),
+   * bold and italic (1 or 0). */
+  const char* fontName;
+  uint32_t bold, italic;
+} ZOPRADocumentLoaderBlockInfo;
+
+/* What zopraDocumentLoaderFlowBlockA drew. */
+typedef struct ZOPRADocumentLoaderBlockFlow {
+  /* Lines drawn, and the lines the block had. */
+  uint32_t linesUsed;
+  uint32_t blockLines;
+  /* The one size of the whole new text, as shown on the page (points), and
+   * as a factor of the block's own size (1 when it was not shrunk). */
+  double shownSize;
+  double scale;
+  /* 1 when the text needs more room than the block and the free room below
+   * it give even at the smallest size: it is drawn at that size anyway, its
+   * last lines below the room. */
+  int32_t overflows;
+  /* Characters of the text the font has no glyph for (drawn as a space). */
+  uint32_t missingCharacters;
+  /* The box of the drawn lines, page space. */
+  double x0, y0, x1, y1;
+} ZOPRADocumentLoaderBlockFlow;
+
+/*
+ * zopraDocumentLoaderExtractPageBlocks
+ *   Extracts the text of one page as zopraDocumentLoaderExtractPageText does
+ *   (the items, addressed by the same indices, replace those of any earlier
+ *   extraction) and groups the items into blocks, kept in the handle in
+ *   reading order. Items on one baseline without a wide gap or a rule
+ *   between them form a line; consecutive lines with a regular leading, the
+ *   same size and weight and overlapping extents form a block, split at
+ *   rules, cell borders and frames from the page's graphics, at list
+ *   markers and at an indented first line. Blocks that cross the middle of
+ *   the text area (a full-width title) cut the page into bands read top to
+ *   bottom; within a band the left column is read before the right one.
+ *   Items that are not upright, and every item past the first 20000 upright
+ *   ones, make a block of one line each.
+ * Parameters
+ *   loader  [in] the handle.
+ *   page    [in] page index, below the page count.
+ *   count   [out] receives the number of blocks; must not be NULL.
+ * Returns
+ *   As zopraDocumentLoaderExtractPageText (INVALID_ARGUMENT also for a NULL
+ *   count). After a failure the block calls answer
+ *   ZOPRA_STATUS_INVALID_ARGUMENT until a later extraction succeeds.
+ */
+ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderExtractPageBlocks(ZOPRADocumentLoader* loader, uint32_t page,
+                                                                      uint32_t* count);
+
+/*
+ * zopraDocumentLoaderGetBlock
+ *   Describes one block of the last zopraDocumentLoaderExtractPageBlocks.
+ * Parameters
+ *   loader  [in] the handle.
+ *   index   [in] block index, below the count it gave.
+ *   info    [out] filled on success; must not be NULL.
+ * Returns
+ *   ZOPRA_STATUS_SUCCESS, or ZOPRA_STATUS_INVALID_ARGUMENT when loader or
+ *   info is NULL, no document is open, the last extraction was not a
+ *   successful zopraDocumentLoaderExtractPageBlocks or index is out of range.
+ */
+ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderGetBlock(ZOPRADocumentLoader* loader, uint32_t index,
+                                                             ZOPRADocumentLoaderBlockInfo* info);
+
+/*
+ * zopraDocumentLoaderGetBlockItems
+ *   The item indices of one block (the indices of zopraDocumentLoaderGetText
+ *   and zopraDocumentLoaderRemoveOriginalTextByIndex), line by line from the
+ *   top, each line left to right.
+ * Parameters
+ *   loader    [in] the handle.
+ *   index     [in] block index.
+ *   items     [out, may be NULL when capacity is 0] receives up to capacity
+ *             indices.
+ *   capacity  [in] the room in items.
+ *   count     [out] receives the block's item count (even when it is larger
+ *             than capacity); must not be NULL.
+ * Returns
+ *   ZOPRA_STATUS_SUCCESS (min(count, capacity) indices written), or
+ *   ZOPRA_STATUS_INVALID_ARGUMENT as zopraDocumentLoaderGetBlock, and when
+ *   items is NULL with a capacity above 0.
+ */
+ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderGetBlockItems(ZOPRADocumentLoader* loader, uint32_t index,
+                                                                  uint32_t* items, uint32_t capacity,
+                                                                  uint32_t* count);
+
+/*
+ * zopraDocumentLoaderFlowBlockA
+ *   Draws a new text over one block of the last
+ *   zopraDocumentLoaderExtractPageBlocks, on that page, in a chain of
+ *   TrueType fonts (each character from the first font that has it, as
+ *   zopraDocumentLoaderSetTextChainA sets it), in the colour, spacing
+ *   and matrix of the block's longest first-line item. Removes nothing:
+ *   remove the block's items first (zopraDocumentLoaderGetBlockItems,
+ *   zopraDocumentLoaderRemoveOriginalTextByIndex). White space runs in the
+ *   text are one space; ligatures are spelled out.
+ *   The words are broken greedily over the block's lines at their own
+ *   baselines, each as wide as the block (the first line keeps its indent);
+ *   when they need more lines, lines are added below at the block's leading
+ *   while the room down to the next block, rule, frame or image below (or
+ *   the bottom of the page's text) is free; when that is not enough, the
+ *   whole text is set at the largest smaller size that fits, one size for
+ *   the whole block, its lines closer by the same factor, never below
+ *   minimumShownSize. Left, centred and right blocks keep their alignment;
+ *   the lines of a justified block but its last are stretched to the
+ *   block's width (drawn word by word). A block of one line may run as far
+ *   as its room (zopraDocumentLoaderGetTextRoom); a block of rotated or
+ *   mirrored text is drawn as one line on its first item's baseline, shrunk
+ *   to that item's length. A text of which no font has a character draws
+ *   nothing (linesUsed 0, missingCharacters set); a block set at no usable
+ *   size draws nothing either (overflows 1). Drawn as
+ *   zopraDocumentLoaderDrawText draws (same content stream session); the
+ *   text set by zopraDocumentLoaderSetTextA is left as it was.
+ * Parameters
+ *   loader            [in] the handle.
+ *   index             [in] block index.
+ *   text              [in] NUL-terminated UTF-8 text with something other
+ *                     than white space.
+ *   fontPaths         [in] fontCount NUL-terminated paths of TrueType font
+ *                     files, none NULL or empty.
+ *   fontCount         [in] 1 to 16.
+ *   minimumShownSize  [in] the smallest size in points as shown on the page;
+ *                     0 for a fifth of the block's size; finite, not
+ *                     negative.
+ *   flow              [out, may be NULL] what was drawn.
+ * Returns
+ *   ZOPRA_STATUS_SUCCESS (also when the text overflows: see flow);
+ *   ZOPRA_STATUS_INVALID_ARGUMENT as zopraDocumentLoaderGetBlock, and for a
+ *   NULL or empty text, a bad chain, text that is not UTF-8 or only white
+ *   space, or a bad minimumShownSize; ZOPRA_STATUS_OTHER_ERROR when a font
+ *   cannot be read or used, or the page is damaged;
+ *   ZOPRA_STATUS_MEMORY_INSUFFICIENT.
+ */
+ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderFlowBlockA(ZOPRADocumentLoader* loader, uint32_t index,
+                                                               const char* text, const char* const* fontPaths,
+                                                               uint32_t fontCount, double minimumShownSize,
+                                                               ZOPRADocumentLoaderBlockFlow* flow);
+
 /* Flags of zopraDocumentLoaderWriteDocumentCompactA; combine with |. */
 /* Fonts embedded by zopraDocumentLoaderDrawText keep only the glyphs drawn. */
 #define ZOPRA_COMPACT_SUBSET_FONTS 0x1u

@@ -25,4 +25,4 @@ ensure_packages() {
 }
 
 # Packages needed to build the library, its tool and its tests.
-BUILD_PACKAGES="cmake g++ make pkg-config zlib1g-dev libfribidi-dev libharfbuzz-dev libjansson-dev libutf8proc-dev libfontconfig-dev googletest libgtest-dev poppler-data qpdf poppler-utils"
+BUILD_PACKAGES="cmake g++ make pkg-config zlib1g-dev libfribidi-dev libharfbuzz-dev libjansson-dev libutf8proc-dev libfontconfig-dev libxml2-dev googletest libgtest-dev poppler-data qpdf poppler-utils"

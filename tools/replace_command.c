@@ -11,6 +11,7 @@
 
 #include "cli.h"
 #include "font_choice.h"
+#include "segments.h"
 #include "text_match.h"
 #include "zopra_document_loader.h"
 
@@ -31,6 +32,8 @@ typedef struct {
   int exact; /* object map keys compared byte for byte */
   double minSize; /* points as shown; 0: half the item's shown size */
   int plain;      /* written as zopraDocumentLoaderWriteDocumentA writes */
+  const char* segmentsPath; /* --segments: blocks replaced (segments_command.c) */
+  SegmentFormat segmentFormat;
 } ReplaceOptions;
 
 /* One entry of an array map; page and item from 0, entry from 1. */
@@ -81,6 +84,10 @@ static int parseReplaceArguments(int argc, char** argv, ReplaceOptions* options)
       return EXIT_HELP_SHOWN;
     } else if (strcmp(argument, "--map") == 0 && value) {
       options->mapPath = argv[++i];
+    } else if (strcmp(argument, "--segments") == 0 && value) {
+      options->segmentsPath = argv[++i];
+    } else if (strcmp(argument, "--format") == 0 && value) {
+      if (!parseSegmentFormat(argv[++i], &options->segmentFormat)) return usageError("--format takes json or xliff", value);
     } else if (strcmp(argument, "--plain") == 0) {
       options->plain = 1;
     } else if (strcmp(argument, "--font") == 0 && value) {
@@ -109,7 +116,9 @@ static int parseReplaceArguments(int argc, char** argv, ReplaceOptions* options)
     }
   }
   if (pathCount < 2) return usageError("replace needs an input and an output file", NULL);
-  if (!options->mapPath) return usageError("replace needs a map (--map MAP.json)", NULL);
+  if (!options->mapPath == !options->segmentsPath) {
+    return usageError("replace needs a map (--map MAP.json) or segments (--segments FILE), not both", NULL);
+  }
   options->input = paths[0];
   options->output = paths[1];
   return EXIT_OK;
@@ -585,6 +594,13 @@ int runReplace(int argc, char** argv) {
       fontChoiceDestroy(options.fonts);
       return noInstalledFont();
     }
+  }
+  if (options.segmentsPath) {
+    SegmentReplace job = {options.input, options.output, options.segmentsPath, options.fonts,
+                          options.minSize, options.plain, options.segmentFormat};
+    result = replaceSegments(&job);
+    fontChoiceDestroy(options.fonts);
+    return result;
   }
   result = loadMap(options.mapPath, options.exact, &map);
   if (result == EXIT_OK) result = openForWriting(options.input, options.output, &loader);

@@ -451,6 +451,64 @@ expect_usage() {
 expect_usage "no arguments" "no command given"
 expect_usage "no file" "no file given" info
 expect_usage "two files" "more than one file" info "$pdf" "$pdf"
+# Segments: blocks out, translations in. The sample's paragraphs come out
+# whole, and a pseudo-translation (each word doubled) comes back complete.
+if [ -f "$dejavu" ] && command -v python3 >/dev/null 2>&1; then
+  expect_run "segments" 0 - - segments "$work/in.pdf"
+  segments="$work/in.segments.json"
+  python3 - "$segments" "$work/long-segments.json" <<'END' || fail "segments: unexpected JSON"
+import json, sys
+document = json.load(open(sys.argv[1]))
+segments = document["segments"]
+ids = [s["id"] for s in segments]
+assert len(ids) == len(set(ids)) and ids[0] == "p1-b1"
+assert any(s["kind"] == "paragraph" and s["alignment"] == "justified" and s["lines"] == 3 and
+           s["text"].startswith("libzopra_document_loader is a shared library") for s in segments)
+for s in segments:
+    s["text"] = " ".join(w + " " + w.upper() for w in s["text"].split()[:12])
+json.dump(document, open(sys.argv[2], "w"))
+END
+  expect_run "replace --segments" 0 - - replace "$work/in.pdf" "$replaced" --segments "$work/long-segments.json"
+  grep -q "^replaced 15 segments on 2 pages (.* 0 overflowing)" "$work/stdout" ||
+    fail "replace --segments: unexpected summary $(cat "$work/stdout")"
+  expect_run "segments of the result" 0 - - segments "$replaced" "$work/back.json"
+  python3 - "$work/long-segments.json" "$work/back.json" <<'END' || fail "replace --segments: words lost"
+import json, sys
+wanted = [w for s in json.load(open(sys.argv[1]))["segments"] for w in s["text"].split()]
+found = [w for s in json.load(open(sys.argv[2]))["segments"] for w in s["text"].split()]
+assert sorted(wanted) == sorted(found), (len(wanted), len(found))
+END
+  # XLIFF out, a target added with python3's xml module, XLIFF in.
+  expect_run "segments --format xliff" 0 - - segments "$work/in.pdf" "$work/in.xlf" --format xliff
+  python3 - "$work/in.xlf" <<'END' || fail "segments --format xliff: not XLIFF 2.1"
+import sys, xml.etree.ElementTree as ET
+ns = {"x": "urn:oasis:names:tc:xliff:document:2.0"}
+tree = ET.parse(sys.argv[1])
+assert tree.getroot().get("version") == "2.1"
+unit = tree.find(".//x:unit[@id='p1-b2']", ns)
+segment = unit.find("x:segment", ns)
+assert segment.find("x:source", ns).text == "A sample document"
+ET.SubElement(segment, "{urn:oasis:names:tc:xliff:document:2.0}target").text = "Ein Beispieldokument"
+ET.register_namespace("", ns["x"])
+tree.write(sys.argv[1], encoding="UTF-8", xml_declaration=True)
+END
+  expect_run "replace --segments --format xliff" 0 - - \
+    replace "$work/in.pdf" "$replaced" --segments "$work/in.xlf" --format xliff
+  "$tool" text "$replaced" - | grep -q "Ein Beispieldokument" || fail "replace from XLIFF: the target is not there"
+  # Refusals: one line, exit status 2, no output.
+  while read -r pattern json; do
+    printf '%s' "$json" >"$work/bad-segments.json"
+    expect_refusal "replace --segments $json" "$pattern" --segments "$work/bad-segments.json"
+  done <<'END'
+unknown.segment.id.p9-b1 {"segments":[{"id":"p9-b1","text":"x"}]}
+unknown.segment.id.p1-b99 {"segments":[{"id":"p1-b99","text":"x"}]}
+unknown.segment.id.b1 {"segments":[{"id":"b1","text":"x"}]}
+given.twice {"segments":[{"id":"p1-b1","text":"x"},{"id":"p1-b1","text":"y"}]}
+is.not.a.string {"segments":[{"id":"p1-b1","text":3}]}
+no.string."id" {"segments":[{"text":"x"}]}
+no."segments".array {"segment":[]}
+END
+fi
 expect_usage "unknown command" "unknown command: frobnicate" frobnicate
 expect_usage "unknown option" "unknown option: --frob" info --frob "$pdf"
 expect_usage "bad page number" "not a page number: x" text "$sample" -f x
@@ -467,7 +525,7 @@ MANWIDTH=80 man --warnings -l "$manual" >"$work/manual.txt" 2>"$work/manual.err"
   fail "man -l $manual: $(cat "$work/manual.err")"
 sed -n '/^EXIT STATUS/,/^[A-Z]/p' "$work/manual.txt" | grep -o '^ *[0-9][0-9]*  ' | tr -d ' ' >"$work/manual-codes"
 [ "$(wc -l <"$work/manual-codes")" -ge 14 ] || fail "the manual page lists $(wc -l <"$work/manual-codes") exit statuses"
-for command in "" info text items graphics images rewrite erase replace; do
+for command in "" info text items segments graphics images rewrite erase replace; do
   # shellcheck disable=SC2086
   expect_run "$command --help" 0 - - $command --help
   grep -o '^ *[0-9][0-9]*  ' "$work/stdout" | tr -d ' ' | cmp -s - "$work/manual-codes" ||

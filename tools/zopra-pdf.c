@@ -10,6 +10,7 @@
 #include <string.h>
 
 #include "cli.h"
+#include "segments.h"
 #include "zopra_document_loader.h"
 
 #define RANGE_OPTIONS                                                              \
@@ -105,7 +106,23 @@ static const Subcommand kSubcommands[] = {
      "                 items prints them for the input\n" PLAIN_OPTION,
      "Nothing on standard output.\n" NEVER_THE_INPUT,
      runErase},
-    {"replace", "IN OUT --map MAP.json [OPTIONS]",
+    {"segments", "[-f FIRST] [-l LAST] [--format json|xliff] IN [OUTPUT]",
+     "write the paragraphs, headings, list items and cells to translate",
+     "Writes the blocks of the pages FIRST to LAST of IN (paragraphs, headings, list\n"
+     "items, table cells and captions, in reading order) to OUTPUT as segments to\n"
+     "translate. Without OUTPUT they go to IN with .pdf replaced by .segments.json\n"
+     "(.xlf with --format xliff); OUTPUT - is standard output. replace --segments\n"
+     "reads them back.\n",
+     RANGE_OPTIONS
+     "  --format F     json (default) or xliff (XLIFF 2.1, one unit per segment)\n",
+     "JSON: {\"file\":IN,\"segments\":[{\"id\":\"p1-b1\",\"page\":1,\"box\":[x0,y0,x1,y1],\n"
+     "\"text\":T,\"kind\":K,\"alignment\":A,\"size\":S,\"lines\":N,\"font\":F,\"bold\":B,\n"
+     "\"italic\":I},...]}: ids are pP-bB (page and block from 1), the same for the same\n"
+     "input; boxes in PDF units; kind paragraph, heading, list-item, table-cell or\n"
+     "caption; alignment left, center, right or justified. Lines are joined by a\n"
+     "space, words hyphenated at a line end joined back, ligatures spelled out.\n",
+     runSegments},
+    {"replace", "IN OUT --map MAP.json | --segments FILE [OPTIONS]",
      "write IN as OUT with the text of items replaced, fitted to each item",
      "Writes IN to OUT with the text of items replaced: each item is removed and\n"
      "its new text drawn at its place, in its size and colour, in an installed\n"
@@ -126,7 +143,14 @@ static const Subcommand kSubcommands[] = {
      "  --fit M        shrink (default) draws a text wider than its room smaller,\n"
      "                 down to --min-size; none keeps the item's size\n"
      "  --min-size PT  the smallest size to shrink to, in points as the page shows\n"
-     "                 them (default half the item's shown size)\n" PLAIN_OPTION,
+     "                 them (default half the item's shown size, a fifth of a\n"
+     "                 block's with --segments)\n"
+     "  --segments F   segments as segments writes them (other members ignored): the\n"
+     "                 text of each replaces its block, flowed over the block's lines\n"
+     "                 and the free room below, the block shrunk evenly when needed;\n"
+     "                 an unknown or repeated id or a text that is not a string\n"
+     "                 stops the job\n"
+     "  --format F     the form of --segments: json (default) or xliff\n" PLAIN_OPTION,
      "One line: \"replaced N items on P pages (S shrunk, O overflowing, M with\n"
      "missing characters); wrote OUT, B bytes\". Each item that still overflows\n"
      "its room, each item with characters no installed font has, keys of an\n"

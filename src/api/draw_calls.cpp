@@ -15,18 +15,21 @@ using zopra::pdf::TextEntry;
 
 namespace zopra::api {
 
+bool copyFontChain(const char* const* fontPaths, std::uint32_t fontCount, std::vector<std::string>& out) {
+  if (!fontPaths || fontCount == 0 || fontCount > kMaxFontChain) return false;
+  for (std::uint32_t k = 0; k < fontCount; ++k) {
+    if (!fontPaths[k] || fontPaths[k][0] == '\0') return false;
+  }
+  out.assign(fontPaths, fontPaths + fontCount);
+  return true;
+}
+
 std::int32_t setTextChain(ZOPRADocumentLoader* loader, const char* text, std::uint32_t page, std::uint32_t index,
                           const char* const* fontPaths, std::uint32_t fontCount, double fontSize,
                           double horizontalScaling) {
-  if (!fontPaths || fontCount == 0 || fontCount > kMaxFontChain) return ZOPRA_STATUS_INVALID_ARGUMENT;
-  for (std::uint32_t k = 0; k < fontCount; ++k) {
-    if (!fontPaths[k]) return ZOPRA_STATUS_INVALID_ARGUMENT;
-  }
   return guarded([&] {
-    std::vector<std::string> paths(fontPaths, fontPaths + fontCount);
-    bool emptyPath = false;
-    for (const std::string& path : paths) emptyPath = emptyPath || path.empty();
-    if (!loader || !text || !loader->opened || text[0] == '\0' || emptyPath) {
+    std::vector<std::string> paths;
+    if (!copyFontChain(fontPaths, fontCount, paths) || !loader || !text || !loader->opened || text[0] == '\0') {
       return ZOPRA_STATUS_INVALID_ARGUMENT;
     }
     // Sizes that are not finite, not above 0 or absurdly large are refused.

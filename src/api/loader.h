@@ -8,6 +8,8 @@
 #include "pdf/content/graphics_entry.h"
 #include "pdf/content/text_entry.h"
 #include "pdf/layout/text_alignment.h"
+#include "pdf/layout/page_rules.h"
+#include "pdf/layout/text_blocks.h"
 #include "pdf/model/document.h"
 
 // Named in the global namespace because the C header declares it there.
@@ -31,6 +33,13 @@ struct ZOPRADocumentLoader {
   // Alignment of every item, worked out with the room.
   std::vector<zopra::pdf::AlignedItem> textAlignment;
   std::uint64_t roomExtraction = 0;
+  // Blocks of the page of the last zopraDocumentLoaderExtractPageBlocks,
+  // valid while `extraction` is still blocksExtraction, and the page's
+  // graphics they were made from.
+  std::vector<zopra::pdf::TextBlock> blocks;
+  std::vector<zopra::pdf::GraphicsEntry> blockGraphics;
+  zopra::pdf::PageRules blockRules;
+  std::uint64_t blocksExtraction = 0;
   // Chosen items left on the page by the last removal (item indices).
   std::vector<std::uint32_t> unremovedText;
   // Entries of the last zopraDocumentLoaderExtractPageGraphics, whatever page
@@ -48,6 +57,10 @@ namespace zopra::api {
 
 // Fonts a chain may name.
 constexpr std::uint32_t kMaxFontChain = 16;
+
+// Copies a caller's font chain: 1 to kMaxFontChain paths, none NULL or
+// empty. False (out untouched) otherwise. May throw std::bad_alloc.
+bool copyFontChain(const char* const* fontPaths, std::uint32_t fontCount, std::vector<std::string>& out);
 
 // What zopraDocumentLoaderSetTextChainA does (and SetTextA with a chain of
 // one): checks the arguments, sets the handle's draw state from item

@@ -119,6 +119,15 @@ static void checkWithoutDocument(ZOPRADocumentLoader* loader) {
   EXPECT(BAD, zopraDocumentLoaderDrawText(loader));
   EXPECT(BAD, zopraDocumentLoaderWriteDocumentA(loader, paths[1]));
   EXPECT(BAD, zopraDocumentLoaderWriteDocumentCompactA(loader, paths[1], ZOPRA_COMPACT_ALL));
+  {
+    ZOPRADocumentLoaderBlockInfo block;
+    ZOPRADocumentLoaderBlockFlow flow;
+    const char* fonts[1] = {"f.ttf"};
+    EXPECT(BAD, zopraDocumentLoaderExtractPageBlocks(loader, 0, &value));
+    EXPECT(BAD, zopraDocumentLoaderGetBlock(loader, 0, &block));
+    EXPECT(BAD, zopraDocumentLoaderGetBlockItems(loader, 0, NULL, 0, &value));
+    EXPECT(BAD, zopraDocumentLoaderFlowBlockA(loader, 0, "x", fonts, 1, 0.0, &flow));
+  }
   if (!loader) {
     EXPECT(BAD, zopraDocumentLoaderGetGraphics(NULL, infos, 0));
     EXPECT(BAD, zopraDocumentLoaderGetPageText(NULL, chars, sizeof chars));
@@ -145,7 +154,40 @@ static void checkDocument(ZOPRADocumentLoader* loader, ZOPRADocumentLoader* read
   /* Chosen items need an extraction of that very page, and indexes in range. */
   EXPECT(BAD, zopraDocumentLoaderRemoveOriginalText(loader, 2));
   EXPECT(BAD, zopraDocumentLoaderRemoveOriginalTextByIndex(loader, 0, NULL, 0));
+  {
+    /* The page's one line is one block; the blocks go with the next text
+     * extraction. */
+    ZOPRADocumentLoaderBlockInfo block;
+    ZOPRADocumentLoaderBlockFlow flow;
+    const char* fonts[1] = {"f.ttf"};
+    uint32_t blocks = 0, items[2] = {99, 99};
+    EXPECT(BAD, zopraDocumentLoaderExtractPageBlocks(loader, 0, NULL));
+    EXPECT(BAD, zopraDocumentLoaderExtractPageBlocks(loader, 2, &blocks));
+    EXPECT(OK, zopraDocumentLoaderExtractPageBlocks(loader, 0, &blocks));
+    CHECK(blocks == 1);
+    EXPECT(BAD, zopraDocumentLoaderGetBlock(loader, 1, &block));
+    EXPECT(BAD, zopraDocumentLoaderGetBlock(loader, 0, NULL));
+    EXPECT(OK, zopraDocumentLoaderGetBlock(loader, 0, &block));
+    CHECK(strcmp(block.text, "Hello") == 0 && block.kind == ZOPRA_BLOCK_PARAGRAPH &&
+          block.alignment == ZOPRA_ALIGNMENT_LEFT && block.lineCount == 1 && block.itemCount == 1 &&
+          near(block.x0, 72.0) && near(block.shownSize, 12.0) && strcmp(block.fontName, "Helvetica") == 0);
+    EXPECT(BAD, zopraDocumentLoaderGetBlockItems(loader, 0, NULL, 1, &blocks));
+    EXPECT(BAD, zopraDocumentLoaderGetBlockItems(loader, 0, items, 2, NULL));
+    EXPECT(OK, zopraDocumentLoaderGetBlockItems(loader, 0, items, 2, &blocks));
+    CHECK(blocks == 1 && items[0] == 0 && items[1] == 99);
+    EXPECT(BAD, zopraDocumentLoaderFlowBlockA(loader, 0, "", fonts, 1, 0.0, &flow));
+    EXPECT(BAD, zopraDocumentLoaderFlowBlockA(loader, 0, "  ", fonts, 1, 0.0, &flow));
+    EXPECT(BAD, zopraDocumentLoaderFlowBlockA(loader, 0, "x", NULL, 1, 0.0, &flow));
+    EXPECT(BAD, zopraDocumentLoaderFlowBlockA(loader, 0, "x", fonts, 1, NAN, &flow));
+    EXPECT(BAD, zopraDocumentLoaderFlowBlockA(loader, 1, "x", fonts, 1, 0.0, &flow));
+    fonts[0] = paths[3];
+    EXPECT(OTHER, zopraDocumentLoaderFlowBlockA(loader, 0, "x", fonts, 1, 0.0, NULL));
+  }
   EXPECT(OK, zopraDocumentLoaderExtractPageText(loader, 0));
+  {
+    ZOPRADocumentLoaderBlockInfo block;
+    EXPECT(BAD, zopraDocumentLoaderGetBlock(loader, 0, &block));
+  }
   {
     /* "Hello" in Helvetica 12 at (72, 700), alone on the page: its box is
      * 0.8 em above and 0.2 em below the baseline, and its room runs to the

@@ -18,11 +18,13 @@ from ._library import ENVIRONMENT_VARIABLE, LibraryNotFoundError
 from .document import Document, Page
 from .matching import MATCH_MODES, match_key
 from .errors import BrokenStream, InvalidArgument, OutOfMemory, PasswordRequired, PdfError
-from .records import Alignment, Graphic, Image, ImageFormat, TextFit, TextItem, TextStyle
+from .records import (Alignment, BlockFlowResult, Graphic, Image, ImageFormat, TextBlock, TextFit, TextItem,
+                      TextStyle)
 
 __all__ = [
     "Alignment",
     "ENVIRONMENT_VARIABLE",
+    "BlockFlowResult",
     "BrokenStream",
     "Document",
     "Graphic",
@@ -35,6 +37,7 @@ __all__ = [
     "Page",
     "PasswordRequired",
     "PdfError",
+    "TextBlock",
     "TextFit",
     "TextItem",
     "TextStyle",

@@ -109,6 +109,44 @@ class GraphicsInfo(ctypes.Structure):
     ]
 
 
+class BlockInfo(ctypes.Structure):
+    """ZOPRADocumentLoaderBlockInfo."""
+
+    _fields_ = [
+        ("text", ctypes.c_char_p),
+        ("x0", ctypes.c_double),
+        ("y0", ctypes.c_double),
+        ("x1", ctypes.c_double),
+        ("y1", ctypes.c_double),
+        ("kind", ctypes.c_int32),
+        ("alignment", ctypes.c_int32),
+        ("shownSize", ctypes.c_double),
+        ("leading", ctypes.c_double),
+        ("lineCount", ctypes.c_uint32),
+        ("itemCount", ctypes.c_uint32),
+        ("fontName", ctypes.c_char_p),
+        ("bold", ctypes.c_uint32),
+        ("italic", ctypes.c_uint32),
+    ]
+
+
+class BlockFlow(ctypes.Structure):
+    """ZOPRADocumentLoaderBlockFlow."""
+
+    _fields_ = [
+        ("linesUsed", ctypes.c_uint32),
+        ("blockLines", ctypes.c_uint32),
+        ("shownSize", ctypes.c_double),
+        ("scale", ctypes.c_double),
+        ("overflows", ctypes.c_int32),
+        ("missingCharacters", ctypes.c_uint32),
+        ("x0", ctypes.c_double),
+        ("y0", ctypes.c_double),
+        ("x1", ctypes.c_double),
+        ("y1", ctypes.c_double),
+    ]
+
+
 _handle = ctypes.c_void_p
 _u32 = ctypes.c_uint32
 _u32_p = ctypes.POINTER(ctypes.c_uint32)
@@ -164,6 +202,13 @@ _PROTOTYPES = {
     "zopraDocumentLoaderDrawText": (_status, [_handle]),
     "zopraDocumentLoaderWriteDocumentA": (_status, [_handle, _text]),
     "zopraDocumentLoaderWriteDocumentCompactA": (_status, [_handle, _text, _u32]),
+    "zopraDocumentLoaderExtractPageBlocks": (_status, [_handle, _u32, _u32_p]),
+    "zopraDocumentLoaderGetBlock": (_status, [_handle, _u32, ctypes.POINTER(BlockInfo)]),
+    "zopraDocumentLoaderGetBlockItems": (_status, [_handle, _u32, _u32_p, _u32, _u32_p]),
+    "zopraDocumentLoaderFlowBlockA": (
+        _status,
+        [_handle, _u32, _text, ctypes.POINTER(_text), _u32, _double, ctypes.POINTER(BlockFlow)],
+    ),
 }
 
 

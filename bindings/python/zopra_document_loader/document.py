@@ -7,9 +7,12 @@ import os
 import weakref
 from typing import Any, Iterable, Iterator, List, Optional, Sequence, Union
 
-from ._library import GraphicsInfo, TextFit as _TextFit, TextInfo, TextStyle as _TextStyle, library
+from ._library import BlockFlow, BlockInfo, GraphicsInfo, TextFit as _TextFit, TextInfo, TextStyle as _TextStyle, library
 from .errors import INVALID_ARGUMENT, InvalidArgument, check
-from .records import Alignment, Graphic, Image, ImageFormat, TextFit, TextItem, TextStyle
+from .records import Alignment, BlockFlowResult, Graphic, Image, ImageFormat, TextBlock, TextFit, TextItem, TextStyle
+
+_KINDS = ("paragraph", "heading", "list-item", "table-cell", "caption")
+_ALIGNMENTS = ("left", "center", "right", "justified")
 
 PathArg = Union[str, bytes, "os.PathLike[str]", "os.PathLike[bytes]"]
 
@@ -66,6 +69,8 @@ class Document:
         # The page whose items the handle holds (None: no extraction yet, or
         # the last one failed).
         self._text_page: Optional[int] = None
+        # The page whose blocks the handle holds (a text extraction drops them).
+        self._block_page: Optional[int] = None
         self.path = path
         try:
             self._call(
@@ -144,6 +149,12 @@ class Document:
 
     # -- output -----------------------------------------------------------
 
+    def replace_block(
+        self, block: TextBlock, text: str, fonts: Union[PathArg, Sequence[PathArg]], min_size: float = 0.0
+    ) -> BlockFlowResult:
+        """:meth:`Page.replace_block` on the block's own page."""
+        return self.page(block.page).replace_block(block, text, fonts, min_size)
+
     def save(self, path: PathArg, compact: bool = True) -> None:
         """Write the document with every change made so far to a new,
         unencrypted PDF file (replaced whole, or left untouched on failure).
@@ -200,6 +211,7 @@ class Page:
         ``items()`` is called on another page of the document."""
         document = self.document
         document._text_page = None
+        document._block_page = None
         self._call("zopraDocumentLoaderExtractPageText", self.index)
         document._text_page = self.index
         count = ctypes.c_uint32()
@@ -407,3 +419,91 @@ class Page:
     def draw_text(self) -> None:
         """Draw the text of the last :meth:`set_text` (once per call)."""
         self._call("zopraDocumentLoaderDrawText")
+
+    # -- blocks -----------------------------------------------------------
+
+    def blocks(self) -> List[TextBlock]:
+        """The page's blocks in reading order. Extracts the page's items too
+        (as :meth:`items` does): the blocks' item indices are theirs, and
+        :meth:`replace_block` takes these blocks until the next extraction."""
+        document = self.document
+        document._text_page = None
+        document._block_page = None
+        count = ctypes.c_uint32()
+        self._call("zopraDocumentLoaderExtractPageBlocks", self.index, ctypes.byref(count))
+        document._text_page = self.index
+        document._block_page = self.index
+        info = BlockInfo()
+        blocks = []
+        for index in range(count.value):
+            self._call("zopraDocumentLoaderGetBlock", index, ctypes.byref(info))
+            items = (ctypes.c_uint32 * max(info.itemCount, 1))()
+            n = ctypes.c_uint32()
+            self._call("zopraDocumentLoaderGetBlockItems", index, items, info.itemCount, ctypes.byref(n))
+            blocks.append(
+                TextBlock(
+                    page=self.index,
+                    index=index,
+                    text=(info.text or b"").decode("utf-8", "replace"),
+                    box=(info.x0, info.y0, info.x1, info.y1),
+                    kind=_KINDS[info.kind] if 0 <= info.kind < len(_KINDS) else "paragraph",
+                    alignment=_ALIGNMENTS[info.alignment] if 0 <= info.alignment < len(_ALIGNMENTS) else "left",
+                    size=info.shownSize,
+                    leading=info.leading,
+                    line_count=info.lineCount,
+                    items=tuple(items[: n.value]),
+                    font_name=(info.fontName or b"").decode("utf-8", "replace"),
+                    bold=bool(info.bold),
+                    italic=bool(info.italic),
+                )
+            )
+        return blocks
+
+    def replace_block(
+        self, block: Union[int, TextBlock], text: str, fonts: Union[PathArg, Sequence[PathArg]],
+        min_size: float = 0.0,
+    ) -> BlockFlowResult:
+        """Remove the text of ``block`` (an index or a record of the last
+        :meth:`blocks` of this page) and draw ``text`` over its lines, in
+        ``fonts`` (a TrueType file or a chain of them: each character comes
+        from the first that has it): broken
+        at the block's baselines, continued below while the room is free, else
+        set smaller, one size for the whole block (not below ``min_size``
+        points; 0 for a fifth of the block's size). An empty text only
+        removes the block."""
+        if self.document._block_page != self.index:
+            raise InvalidArgument(
+                INVALID_ARGUMENT,
+                f"page {self.index}",
+                "its blocks are not the current ones: call blocks() on this page first",
+            )
+        index = block.index if isinstance(block, TextBlock) else int(block)
+        if index < 0:
+            raise InvalidArgument(INVALID_ARGUMENT, f"page {self.index}", f"block {index}")
+        n = ctypes.c_uint32()
+        self._call("zopraDocumentLoaderGetBlockItems", index, None, 0, ctypes.byref(n))
+        items = (ctypes.c_uint32 * max(n.value, 1))()
+        self._call("zopraDocumentLoaderGetBlockItems", index, items, n.value, ctypes.byref(n))
+        if n.value:
+            self._call("zopraDocumentLoaderRemoveOriginalTextByIndex", self.index, items, n.value)
+        flow = BlockFlow()
+        if text.strip():
+            chain, count = _font_chain(fonts)
+            self._call(
+                "zopraDocumentLoaderFlowBlockA",
+                index,
+                _encode_text(text),
+                chain,
+                count,
+                float(min_size),
+                ctypes.byref(flow),
+            )
+        return BlockFlowResult(
+            lines_used=flow.linesUsed,
+            block_lines=flow.blockLines,
+            size=flow.shownSize,
+            scale=flow.scale,
+            overflows=bool(flow.overflows),
+            missing_characters=flow.missingCharacters,
+            box=(flow.x0, flow.y0, flow.x1, flow.y1),
+        )

@@ -136,3 +136,52 @@ class Image:
     format: ImageFormat
     #: The stream data as stored, decrypted, with no filter undone.
     data: bytes
+
+
+@dataclass(frozen=True)
+class TextBlock:
+    """One block of a page: a paragraph, heading, list item, table cell or
+    caption, as :meth:`Page.blocks` found it."""
+
+    #: The page (from 0) and the block's position in the page's reading order.
+    page: int
+    index: int
+    #: Lines joined by a space, words hyphenated at a line end joined back,
+    #: ligatures spelled out.
+    text: str
+    #: (x0, y0, x1, y1) in page space, PDF units.
+    box: Tuple[float, float, float, float]
+    #: "paragraph", "heading", "list-item", "table-cell" or "caption".
+    kind: str
+    #: "left", "center", "right" or "justified".
+    alignment: str
+    #: Shown size (points) of most of its text, and its baseline distance.
+    size: float
+    leading: float
+    line_count: int
+    #: Indices of its items (those of :meth:`Page.items`), line by line.
+    items: Tuple[int, ...]
+    font_name: str
+    bold: bool
+    italic: bool
+
+    @property
+    def id(self) -> str:
+        """The id ``zopra-pdf segments`` gives the block: pPAGE-bBLOCK from 1."""
+        return f"p{self.page + 1}-b{self.index + 1}"
+
+
+@dataclass(frozen=True)
+class BlockFlowResult:
+    """What :meth:`Page.replace_block` drew."""
+
+    lines_used: int
+    block_lines: int
+    #: The one size of the new text in points, and as a factor of the block's.
+    size: float
+    scale: float
+    #: True when even the smallest size needed more room than there is.
+    overflows: bool
+    #: Characters the font has no glyph for (drawn as spaces).
+    missing_characters: int
+    box: Tuple[float, float, float, float]

@@ -1,0 +1,282 @@
+#include "pdf/layout/block_flow.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "pdf/edit/text_drawing.h"
+#include "pdf/edit/true_type.h"
+#include "pdf/fonts/unicode.h"
+#include "pdf/layout/block_text.h"
+#include "pdf/layout/item_geometry.h"
+#include "pdf/layout/page_rules.h"
+#include "pdf/layout/text_flow.h"
+
+namespace zopra::pdf {
+
+namespace {
+
+constexpr std::uint32_t kSpace = 0x20;
+// Below a fifth of its size a block's text is unreadable.
+constexpr double kDefaultMinimumScale = 0.2;
+// Blocks of a page compared with the block being flowed.
+constexpr std::size_t kMaxNeighbourBlocks = 3000;
+
+double overlapOf(double a0, double a1, double b0, double b1) { return std::min(a1, b1) - std::max(a0, b0); }
+
+// The lowest baseline extra lines may take: above the first block, rule,
+// box or image below the block across its width, inside the box holding
+// it, and above the page's bottom margin.
+double floorBelow(const FlowPage& page, const TextBlock& block, double left, double right, double size) {
+  const std::vector<TextBlock>& blocks = *page.blocks;
+  // A page of more blocks than the budget gets no room below its blocks:
+  // looking for their neighbours would cost the square of their number.
+  if (blocks.size() > kMaxNeighbourBlocks) return block.box.y0 + 0.22 * size;
+  // The bottom of the page's text, or a bottom margin as wide as the top
+  // one when the text ends higher (the last paragraph of a short page).
+  double floor = block.box.y0;
+  double top = block.box.y1;
+  for (const TextBlock& other : blocks) {
+    floor = std::min(floor, other.box.y0);
+    top = std::max(top, other.box.y1);
+  }
+  const double pageTop = page.pageBox.y + page.pageBox.height;
+  floor = std::min(floor, page.pageBox.y + std::max(pageTop - top, 36.0));
+  floor = std::max(floor, page.pageBox.y);
+  const auto raise = [&](double obstacle) { floor = std::max(floor, obstacle); };
+  for (const TextBlock& other : blocks) {
+    if (&other == &block || other.box.y1 > block.box.y0 + 0.3 * size) continue;
+    if (overlapOf(left, right, other.box.x0, other.box.x1) > 0) raise(other.box.y1);
+  }
+  PageRules own;
+  if (!page.rules) own = pageRules(*page.graphics);
+  const PageRules& rules = page.rules ? *page.rules : own;
+  for (const Rule& rule : rules.horizontal) {
+    if (rule.at < block.box.y0 && overlapOf(left, right, rule.from, rule.to) > 0) raise(rule.at);
+  }
+  for (const ItemBox& box : rules.boxes) {
+    const bool holds = box.x0 <= block.box.x0 + 1 && box.x1 >= block.box.x1 - 1 && box.y0 <= block.box.y0 + 1 &&
+                       box.y1 >= block.box.y1 - 1;
+    if (holds) {
+      raise(box.y0);
+    } else if (box.y1 <= block.box.y0 + 1 && overlapOf(left, right, box.x0, box.x1) > 0) {
+      raise(box.y1);
+    }
+  }
+  // The descent of the new line stays above the obstacle.
+  return floor + 0.22 * size;
+}
+
+// The item giving matrix, size, spacing and colour: the longest of the
+// block's first line.
+const TextEntry& referenceItem(const FlowPage& page, const TextBlock& block) {
+  const TextEntry* best = nullptr;
+  for (std::uint32_t index : block.lines[0].items) {
+    const TextEntry& item = (*page.items)[index];
+    if (!best || item.text.size() > best->text.size()) best = &item;
+  }
+  return *best;
+}
+
+FlowFrame frameOf(const FlowPage& page, const TextBlock& block, double size) {
+  FlowFrame frame;
+  frame.alignment = block.alignment;
+  frame.leading = block.leading > 0 ? block.leading : 1.2 * size;
+  const double bodyLeft = block.lines.size() >= 2 ? block.lines[1].left : block.lines[0].left;
+  double right = block.box.x1;
+  if (block.lines.size() == 1 && block.alignment == BlockAlignment::Left && page.room) {
+    // One line: it may run as far as its room.
+    const TextLine& line = block.lines[0];
+    for (std::uint32_t index : line.items) {
+      const TextEntry& item = (*page.items)[index];
+      if (index < page.room->size()) right = std::max(right, item.startX + (*page.room)[index] * std::hypot(item.a, item.b));
+    }
+  }
+  double left = block.box.x0;
+  if (block.lines.size() == 1 && block.alignment == BlockAlignment::Center) {
+    // One centred line may widen evenly on both sides, within the page's
+    // text area.
+    double areaLeft = block.box.x0, areaRight = block.box.x1;
+    for (const TextBlock& other : *page.blocks) {
+      areaLeft = std::min(areaLeft, other.box.x0);
+      areaRight = std::max(areaRight, other.box.x1);
+    }
+    const double centre = (block.box.x0 + block.box.x1) / 2;
+    const double half = std::max(block.box.x1 - centre, std::min(centre - areaLeft, areaRight - centre));
+    left = centre - half;
+    right = centre + half;
+  }
+  const bool flushLeft = block.alignment == BlockAlignment::Left || block.alignment == BlockAlignment::Justified;
+  for (std::size_t k = 0; k < block.lines.size(); ++k) {
+    const TextLine& line = block.lines[k];
+    // The first line keeps its indent (or its hanging list marker), and no
+    // line runs into another block beside it (the code beside a column of
+    // line numbers, a cell of a table without rules).
+    const double start = flushLeft ? (k == 0 ? line.left : bodyLeft) : left;
+    double end = right;
+    for (std::size_t n = 0; n < page.blocks->size() && page.blocks->size() <= kMaxNeighbourBlocks; ++n) {
+      const TextBlock& other = (*page.blocks)[n];
+      if (&other == &block || other.box.y0 >= line.top || other.box.y1 <= line.bottom) continue;
+      if (other.box.x0 >= line.right - 1 && other.box.x0 < end) end = std::max(line.right, other.box.x0 - 0.2 * size);
+    }
+    frame.slots.push_back({start, end, line.baseline});
+  }
+  frame.left = flushLeft ? bodyLeft : left;
+  frame.right = right;
+  frame.floor = floorBelow(page, block, frame.left, frame.right, size);
+  return frame;
+}
+
+Document::DrawState stateFor(const TextEntry& item, std::uint32_t page, const std::vector<std::string>& fontPaths,
+                             double fontSize) {
+  Document::DrawState state;
+  state.fontPaths = fontPaths;
+  state.fontSize = fontSize;
+  state.horizontalScaling = item.horizontalScale;
+  state.charSpacing = item.charSpacing;
+  state.matrix = {item.a, item.b, item.c, item.d, item.e, item.f};
+  state.fill = item.fillColor;
+  state.page = page;
+  return state;
+}
+
+}  // namespace
+
+Error flowBlock(Document& document, std::uint32_t page, const FlowPage& context, std::size_t blockIndex,
+                const std::string& text, const std::vector<std::string>& fontPaths, double minimumShownSize,
+                BlockFlow& result) {
+  result = BlockFlow();
+  if (fontPaths.empty() || !context.items || !context.blocks || !context.graphics || blockIndex >= context.blocks->size()) {
+    return Error::InvalidArgument;
+  }
+  const TextBlock& block = (*context.blocks)[blockIndex];
+  bool valid = false;
+  decodeUtf8(text, &valid);
+  const std::string plain = plainText(text);
+  if (!valid || plain.empty() || block.lines.empty() || block.lines[0].items.empty()) return Error::InvalidArgument;
+  TextEntry item = referenceItem(context, block);
+  // The character spacing of a justified line stretched that line; the new
+  // lines are stretched between words instead.
+  if (block.alignment == BlockAlignment::Justified) item.charSpacing = 0;
+  const double fontSize = std::fabs(item.fontSize);
+  const double along = std::hypot(item.a, item.b);
+  result.blockLines = static_cast<std::uint32_t>(block.lines.size());
+  if (!validFontSize(fontSize) || !(along > 0) || !std::isfinite(along)) {
+    // Text set at no usable size shows nothing; nothing can stand in its
+    // place.
+    result.overflows = true;
+    return Error::None;
+  }
+  // Measured once at the block's size; each line is measured again as drawn.
+  Document::DrawState measure = stateFor(item, page, fontPaths, fontSize);
+  measure.text = plain;
+  const Error prepared = document.prepareText(measure);
+  if (prepared != Error::None) return prepared;
+  result.missingCharacters = measure.missingCharacters;
+  // Words, their widths in page units, and their text. Each character's
+  // advance is in the units of the font of the chain that has it.
+  const auto unitOf = [&](std::size_t i) {
+    const std::size_t font = i < measure.fontIndices.size() ? measure.fontIndices[i] : 0;
+    const double perEm = font < measure.fonts.size() && measure.fonts[font] ? measure.fonts[font]->unitsPerEm
+                                                                           : measure.unitsPerEm;
+    return fontSize / std::max(1.0, perEm) * item.horizontalScale * along;
+  };
+  const double spacing = item.charSpacing * item.horizontalScale * along;
+  std::vector<FlowWord> words;
+  std::vector<std::vector<std::uint32_t>> wordText;
+  double space = 0.25 * fontSize * along;
+  for (std::size_t i = 0; i < measure.codePoints.size(); ++i) {
+    if (measure.codePoints[i] == kSpace) {
+      space = measure.advances[i] * unitOf(i) + spacing;
+      if (!wordText.empty() && !wordText.back().empty()) {
+        wordText.emplace_back();
+        words.emplace_back();
+      }
+      continue;
+    }
+    if (wordText.empty()) {
+      wordText.emplace_back();
+      words.emplace_back();
+    }
+    wordText.back().push_back(measure.codePoints[i]);
+    words.back().glyphs += measure.advances[i] * unitOf(i);
+    words.back().spacing += spacing;
+  }
+  if (!wordText.empty() && wordText.back().empty()) {
+    wordText.pop_back();
+    words.pop_back();
+  }
+  // The font has none of the characters: nothing to draw.
+  if (words.empty()) return Error::None;
+
+  const double size = block.size > 0 ? block.size : shownSize(item);
+  const double minimumScale =
+      minimumShownSize > 0 && size > 0 ? std::min(1.0, minimumShownSize / size) : kDefaultMinimumScale;
+  FlowResult flow;
+  if (block.lines[0].upright) {
+    flow = flowText(words, space, frameOf(context, block, size), minimumScale);
+  } else {
+    // Text in any other direction (rotated, mirrored) keeps the item's own
+    // matrix and place: one line, shrunk to the item's length.
+    double glyphs = 0, fixed = 0;
+    for (const FlowWord& word : words) {
+      glyphs += word.glyphs;
+      fixed += word.spacing;
+    }
+    glyphs += space * static_cast<double>(words.size() - 1);
+    const double room = std::fabs(item.width) * along;
+    const double fitting = glyphs > 0 ? (room - fixed) / glyphs : 1.0;
+    flow.scale = std::clamp(fitting, std::min(minimumScale, 1.0), 1.0);
+    flow.overflows = fitting < flow.scale - 1e-9;
+    FlowLine line;
+    line.endWord = words.size();
+    line.x = item.e;
+    line.baseline = item.f;
+    line.width = glyphs * flow.scale + fixed;
+    flow.lines.push_back(line);
+  }
+  result.scale = flow.scale;
+  result.shownSize = size * flow.scale;
+  result.overflows = flow.overflows;
+  result.linesUsed = static_cast<std::uint32_t>(flow.lines.size());
+  bool first = true;
+  for (const FlowLine& line : flow.lines) {
+    // A justified line is drawn word by word at stretched positions: the
+    // word spacing operator does not act on the two-byte codes of the
+    // embedded font.
+    const bool byWord = line.extraSpace > 0;
+    double x = line.x;
+    double lineEnd = line.x;
+    for (std::size_t w = line.firstWord; w < line.endWord;) {
+      const std::size_t end = byWord ? w + 1 : line.endWord;
+      std::vector<std::uint32_t> codePoints;
+      for (std::size_t k = w; k < end; ++k) {
+        if (k > w) codePoints.push_back(kSpace);
+        codePoints.insert(codePoints.end(), wordText[k].begin(), wordText[k].end());
+      }
+      Document::DrawState state = stateFor(item, page, fontPaths, fontSize * flow.scale);
+      state.text = encodeUtf8(codePoints);
+      state.matrix.e = x;
+      state.matrix.f = line.baseline;
+      Error step = document.prepareText(state);
+      if (step == Error::None) step = document.drawText(page, state);
+      if (step != Error::None) return step;
+      lineEnd = x + state.width * along;
+      x = lineEnd + (byWord ? space * flow.scale + line.extraSpace : 0);
+      w = end;
+    }
+    const ItemBox drawn{line.x, line.baseline - 0.25 * result.shownSize, lineEnd,
+                        line.baseline + result.shownSize};
+    if (first) {
+      result.box = drawn;
+      first = false;
+    } else {
+      result.box.x0 = std::min(result.box.x0, drawn.x0);
+      result.box.y0 = std::min(result.box.y0, drawn.y0);
+      result.box.x1 = std::max(result.box.x1, drawn.x1);
+      result.box.y1 = std::max(result.box.y1, drawn.y1);
+    }
+  }
+  return Error::None;
+}
+
+}  // namespace zopra::pdf

@@ -1,0 +1,90 @@
+#include "pdf/layout/block_text.h"
+
+#include <cstdint>
+
+#include "pdf/fonts/unicode.h"
+
+namespace zopra::pdf {
+
+namespace {
+
+constexpr double kSpaceGap = 0.2;
+
+bool isSpace(std::uint32_t c) { return c == 0x20 || c == 0x09 || c == 0x0A || c == 0x0D || c == 0xA0 || c == 0x3000; }
+
+// Letters by their case, for Latin, Greek and Cyrillic text; anything else
+// (digits, CJK, symbols) has no case.
+bool isLower(std::uint32_t c) {
+  if (c >= 'a' && c <= 'z') return true;
+  if (c >= 0xDF && c <= 0xFF && c != 0xF7) return true;
+  if (c >= 0x100 && c <= 0x17F) return (c & 1) == 1 || c == 0x138;
+  if (c >= 0x3B1 && c <= 0x3C9) return true;
+  if (c >= 0x430 && c <= 0x45F) return true;
+  return c >= 0xFB00 && c <= 0xFB06;
+}
+
+bool isHyphen(std::uint32_t c) { return c == '-' || c == 0xAD || c == 0x2010; }
+
+}  // namespace
+
+std::string lineText(const std::vector<TextEntry>& items, const TextLine& line) {
+  std::string text;
+  const TextEntry* previous = nullptr;
+  for (std::uint32_t index : line.items) {
+    const TextEntry& item = items[index];
+    if (previous && !text.empty() && text.back() != ' ' && !item.text.empty() && item.text.front() != ' ') {
+      const double gap = item.startX - previous->endX;
+      const double em = line.size > 0 ? line.size : 1;
+      if (gap > kSpaceGap * em || previous->trailingSpace || item.leadingSpace) text += ' ';
+    }
+    text += item.text;
+    previous = &item;
+  }
+  return text;
+}
+
+std::string joinLines(const std::vector<std::string>& lines) {
+  std::vector<std::uint32_t> out;
+  for (const std::string& raw : lines) {
+    const std::vector<std::uint32_t> line = decodeUtf8(plainText(raw), nullptr);
+    if (line.empty()) continue;
+    if (!out.empty()) {
+      const std::size_t n = out.size();
+      if (isHyphen(out[n - 1])) {
+        // A word that already holds a hyphen ("state-of-the-") is a
+        // compound: its hyphen at the line end is one of its own.
+        bool compound = false;
+        for (std::size_t k = n - 1; k > 0 && out[k - 1] != ' '; --k) compound = compound || isHyphen(out[k - 1]);
+        const bool broken = n >= 2 && isLower(out[n - 2]) && isLower(line.front()) && !compound;
+        // A soft hyphen is never part of the word.
+        if (broken || out[n - 1] == 0xAD) out.pop_back();
+      } else {
+        out.push_back(' ');
+      }
+    }
+    out.insert(out.end(), line.begin(), line.end());
+  }
+  return encodeUtf8(out);
+}
+
+std::string plainText(const std::string& text) {
+  static const char* const kLigatures[] = {"ff", "fi", "fl", "ffi", "ffl", "st", "st"};
+  std::string out;
+  bool pendingSpace = false;
+  for (std::uint32_t c : decodeUtf8(text, nullptr)) {
+    if (isSpace(c)) {
+      pendingSpace = !out.empty();
+      continue;
+    }
+    if (pendingSpace) out += ' ';
+    pendingSpace = false;
+    if (c >= 0xFB00 && c <= 0xFB06) {
+      out += kLigatures[c - 0xFB00];
+    } else {
+      out += encodeUtf8(c);
+    }
+  }
+  return out;
+}
+
+}  // namespace zopra::pdf

@@ -1,0 +1,336 @@
+#include "pdf/layout/text_blocks.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "pdf/fonts/unicode.h"
+#include "pdf/layout/block_text.h"
+#include "pdf/layout/page_rules.h"
+#include "pdf/layout/reading_order.h"
+
+namespace zopra::pdf {
+
+namespace {
+
+// Blocks still open to a next line; the oldest are closed past this many
+// (lines are visited top to bottom, so only recent blocks can take one).
+constexpr std::size_t kMaxOpenBlocks = 64;
+// Sizes within this fraction of each other are one size.
+constexpr double kSizeTolerance = 0.12;
+// A line farther below a block than this (em), with no leading yet to go
+// by, starts a new block.
+constexpr double kMaxFirstGap = 1.7;
+// Edges this close (em) are aligned.
+constexpr double kEdgeTolerance = 0.6;
+// Rule and box comparisons made while grouping one page.
+constexpr std::size_t kMaxRuleWork = 50000000;
+
+struct Building {
+  TextBlock block;
+  std::vector<std::string> texts;
+  bool bold = false;
+  bool closed = false;
+};
+
+const FontStyle* lineStyle(const std::vector<TextEntry>& items, const TextLine& line) {
+  const TextEntry* longest = nullptr;
+  for (std::uint32_t index : line.items) {
+    if (!longest || items[index].text.size() > longest->text.size()) longest = &items[index];
+  }
+  return longest ? longest->style.get() : nullptr;
+}
+
+bool lineBold(const std::vector<TextEntry>& items, const TextLine& line) {
+  const FontStyle* style = lineStyle(items, line);
+  return style && style->bold;
+}
+
+// A bullet, a dash, or a short number or letter with "." or ")" and a
+// space: the start of a list item.
+bool startsListItem(const std::string& text) {
+  const std::vector<std::uint32_t> c = decodeUtf8(text, nullptr);
+  if (c.empty()) return false;
+  static const std::uint32_t kBullets[] = {0x2022, 0x25E6, 0x25AA, 0x25CF, 0x2023, 0x2013, 0x2014, '-', '*', 0xB7, 0x25A0};
+  for (std::uint32_t bullet : kBullets) {
+    if (c[0] == bullet) return c.size() == 1 || c[1] == ' ';
+  }
+  std::size_t i = c[0] == '(' ? 1 : 0;
+  const std::size_t start = i;
+  while (i < c.size() && i < start + 3 && ((c[i] >= '0' && c[i] <= '9') || (c[i] >= 'a' && c[i] <= 'z'))) ++i;
+  if (i == start || i >= c.size()) return false;
+  // One letter only: "a." or "(b)", not a word such as "in."
+  bool digits = true;
+  for (std::size_t k = start; k < i; ++k) digits = digits && c[k] >= '0' && c[k] <= '9';
+  if (!digits && i - start > 1) return false;
+  if (c[i] != '.' && c[i] != ')') return false;
+  return i + 1 < c.size() && c[i + 1] == ' ';
+}
+
+bool startsCaption(const std::string& text) {
+  static const char* const kWords[] = {"Figure ", "Fig. ", "Table ", "Tab. ", "Abbildung ", "Tabelle ", "Listing "};
+  for (const char* word : kWords) {
+    const std::string prefix(word);
+    if (text.compare(0, prefix.size(), prefix) == 0 && text.size() > prefix.size() &&
+        ((text[prefix.size()] >= '0' && text[prefix.size()] <= '9') || text[prefix.size()] == 'I' ||
+         text[prefix.size()] == 'V' || text[prefix.size()] == 'X')) {
+      return true;
+    }
+  }
+  return false;
+}
+
+bool contains(const ItemBox& box, double x, double y) { return x >= box.x0 && x <= box.x1 && y >= box.y0 && y <= box.y1; }
+
+// True when a box holds one of the two lines and not the other: they sit
+// in different cells or frames.
+bool boxBetween(const PageRules& rules, const TextLine& a, const TextLine& b) {
+  const double ax = (a.left + a.right) / 2, ay = (a.bottom + a.top) / 2;
+  const double bx = (b.left + b.right) / 2, by = (b.bottom + b.top) / 2;
+  for (const ItemBox& box : rules.boxes) {
+    if (contains(box, ax, ay) != contains(box, bx, by)) return true;
+  }
+  return false;
+}
+
+double overlap(double a0, double a1, double b0, double b1) { return std::min(a1, b1) - std::max(a0, b0); }
+
+// The left edge of a block's body: its second line's (the first may be
+// indented, or hang out with a list marker).
+double bodyLeft(const TextBlock& block) { return block.lines.size() >= 2 ? block.lines[1].left : block.lines[0].left; }
+
+bool accepts(const Building& b, const TextLine& line, bool bold, const std::string& text, const PageRules& rules,
+             std::size_t& work) {
+  const TextBlock& block = b.block;
+  const TextLine& last = block.lines.back();
+  const double em = std::max(line.size, last.size);
+  const double gap = last.baseline - line.baseline;
+  if (gap < 0.5 * em) return false;
+  const double maxGap = block.lines.size() >= 2 ? block.leading + 0.35 * em : kMaxFirstGap * em;
+  if (gap > maxGap) return false;
+  if (std::fabs(line.size - block.size) > kSizeTolerance * std::max(line.size, block.size)) return false;
+  if (bold != b.bold) return false;
+  // Overlapping by half the narrower, or a short line (the last of a
+  // paragraph) starting at the block's left edge.
+  const double width = std::min(line.right - line.left, block.box.x1 - block.box.x0);
+  const double shared = overlap(line.left, line.right, block.box.x0, block.box.x1);
+  if (shared <= 0 || (shared < 0.5 * width && std::fabs(line.left - block.box.x0) > 3 * em)) return false;
+  // A new list item, or an indented first line of a new paragraph.
+  if (startsListItem(text)) return false;
+  if (block.lines.size() >= 2 && line.left > bodyLeft(block) + 0.8 * em &&
+      std::fabs(line.right - block.box.x1) < kEdgeTolerance * em && line.left < bodyLeft(block) + 4 * em) {
+    return false;
+  }
+  // Nothing between them: no rule, no cell border. The comparisons with the
+  // page's rules and boxes have a budget: past it (a page of thousands of
+  // lines and strokes) lines are grouped by their geometry alone.
+  work += rules.horizontal.size() + rules.boxes.size();
+  if (work > kMaxRuleWork) return true;
+  if (ruleBetween(rules, line.baseline + 0.5 * line.size, last.baseline - 0.25 * last.size, line.left, line.right)) {
+    return false;
+  }
+  return !boxBetween(rules, last, line);
+}
+
+void addLine(Building& b, const TextLine& line, std::string text) {
+  TextBlock& block = b.block;
+  if (block.lines.empty()) {
+    block.box = {line.left, line.bottom, line.right, line.top};
+    block.size = line.size;
+  } else {
+    block.box.x0 = std::min(block.box.x0, line.left);
+    block.box.x1 = std::max(block.box.x1, line.right);
+    block.box.y0 = std::min(block.box.y0, line.bottom);
+    block.box.y1 = std::max(block.box.y1, line.top);
+  }
+  block.lines.push_back(line);
+  b.texts.push_back(std::move(text));
+  // The median baseline distance.
+  if (block.lines.size() >= 2) {
+    std::vector<double> gaps;
+    for (std::size_t i = 1; i < block.lines.size(); ++i) gaps.push_back(block.lines[i - 1].baseline - block.lines[i].baseline);
+    std::nth_element(gaps.begin(), gaps.begin() + static_cast<std::ptrdiff_t>(gaps.size() / 2), gaps.end());
+    block.leading = gaps[gaps.size() / 2];
+  }
+}
+
+bool aligned(const std::vector<double>& values, double tolerance) {
+  if (values.empty()) return true;
+  const auto [low, high] = std::minmax_element(values.begin(), values.end());
+  return *high - *low <= tolerance;
+}
+
+BlockAlignment alignmentOf(const TextBlock& block, double areaLeft, double areaRight, bool listItem) {
+  const double tolerance = kEdgeTolerance * block.size;
+  const std::size_t n = block.lines.size();
+  if (n == 1) {
+    const TextLine& line = block.lines[0];
+    const double centre = (line.left + line.right) / 2;
+    if (line.left > areaLeft + 3 * block.size && std::fabs(centre - (areaLeft + areaRight) / 2) < block.size) {
+      return BlockAlignment::Center;
+    }
+    return BlockAlignment::Left;
+  }
+  std::vector<double> lefts, rights, allRights, centres;
+  for (std::size_t i = 0; i < n; ++i) {
+    const TextLine& line = block.lines[i];
+    if (i > 0) lefts.push_back(line.left);
+    if (i + 1 < n) rights.push_back(line.right);
+    allRights.push_back(line.right);
+    centres.push_back((line.left + line.right) / 2);
+  }
+  const bool leftsEqual = aligned(lefts, tolerance) && block.lines[0].left >= block.lines[1].left - 4 * block.size;
+  if (leftsEqual && n >= 3 && aligned(rights, tolerance)) return BlockAlignment::Justified;
+  // Two lines, the first reaching the right edge of the page's text: a
+  // short paragraph of a justified page.
+  if (leftsEqual && n == 2 && !listItem && std::fabs(block.lines[0].right - areaRight) <= tolerance &&
+      block.lines[1].right < areaRight - tolerance) {
+    return BlockAlignment::Justified;
+  }
+  std::vector<double> allLefts = lefts;
+  allLefts.push_back(block.lines[0].left);
+  // Centred lines start at clearly different places (a hanging indent of
+  // an em or so is no sign of centring).
+  if (!aligned(allLefts, 2 * tolerance) && aligned(centres, tolerance)) return BlockAlignment::Center;
+  if (!aligned(allLefts, tolerance) && aligned(allRights, tolerance)) return BlockAlignment::Right;
+  return BlockAlignment::Left;
+}
+
+bool insideCell(const TextBlock& block, const PageRules& rules) {
+  const double midY = (block.box.y0 + block.box.y1) / 2;
+  // A box holding the block closely from above and below is its cell; one
+  // much taller is a frame or a background.
+  const double height = block.box.y1 - block.box.y0;
+  for (const ItemBox& box : rules.boxes) {
+    if (box.x0 <= block.box.x0 + 1 && box.x1 >= block.box.x1 - 1 && box.y0 <= block.box.y0 + 1 &&
+        box.y1 >= block.box.y1 - 1 && box.y1 - box.y0 <= 2 * height + 2 * block.size) {
+      return true;
+    }
+  }
+  // Vertical rules close on both sides.
+  const double reach = 3 * block.size;
+  bool left = false, right = false;
+  for (const Rule& rule : rules.vertical) {
+    if (rule.from > midY || rule.to < midY) continue;
+    left = left || (rule.at <= block.box.x0 + 1 && rule.at >= block.box.x0 - reach);
+    right = right || (rule.at >= block.box.x1 - 1 && rule.at <= block.box.x1 + reach);
+  }
+  return left && right;
+}
+
+// An image or frame just above or below the block, whose centre the block
+// shares: the block describes it.
+bool besideFigure(const TextBlock& block, const PageRules& rules) {
+  const double centre = (block.box.x0 + block.box.x1) / 2;
+  for (const ItemBox& box : rules.boxes) {
+    const bool below = block.box.y1 <= box.y0 + 1 && box.y0 - block.box.y1 < 3 * block.size;
+    const bool above = block.box.y0 >= box.y1 - 1 && block.box.y0 - box.y1 < 3 * block.size;
+    if ((below || above) && std::fabs(centre - (box.x0 + box.x1) / 2) < 2 * block.size) return true;
+  }
+  return false;
+}
+
+}  // namespace
+
+std::vector<TextBlock> textBlocks(const std::vector<TextEntry>& items, const std::vector<GraphicsEntry>& graphics,
+                                  std::size_t budget) {
+  const PageRules rules = pageRules(graphics);
+  const std::vector<TextLine> lines = textLines(items, rules, budget);
+  std::vector<Building> building;
+  std::vector<std::size_t> open;
+  std::size_t work = 0;
+  for (const TextLine& line : lines) {
+    std::string text = lineText(items, line);
+    const bool bold = lineBold(items, line);
+    std::size_t chosen = building.size();
+    if (line.upright) {
+      double bestGap = 0;
+      for (std::size_t k : open) {
+        const Building& candidate = building[k];
+        if (!accepts(candidate, line, bold, text, rules, work)) continue;
+        const double gap = candidate.block.lines.back().baseline - line.baseline;
+        if (chosen == building.size() || gap < bestGap) {
+          chosen = k;
+          bestGap = gap;
+        }
+      }
+    }
+    if (chosen == building.size()) {
+      building.emplace_back();
+      building.back().bold = bold;
+      if (line.upright) {
+        open.push_back(chosen);
+        if (open.size() > kMaxOpenBlocks) open.erase(open.begin());
+      }
+    }
+    addLine(building[chosen], line, std::move(text));
+    // Blocks far above this line can take no more lines.
+    std::erase_if(open, [&](std::size_t k) {
+      const TextBlock& block = building[k].block;
+      return block.lines.back().baseline - line.baseline > 4 * std::max(block.size, line.size) + block.leading;
+    });
+  }
+  // The text area and the body size: the size that covers the most width.
+  double areaLeft = 0, areaRight = 0;
+  bool first = true;
+  std::vector<std::pair<double, double>> sizes;
+  for (const Building& b : building) {
+    for (const TextLine& line : b.block.lines) {
+      areaLeft = first ? line.left : std::min(areaLeft, line.left);
+      areaRight = first ? line.right : std::max(areaRight, line.right);
+      first = false;
+      bool known = false;
+      for (auto& [size, width] : sizes) {
+        if (std::fabs(size - line.size) <= kSizeTolerance * size) {
+          width += line.right - line.left;
+          known = true;
+          break;
+        }
+      }
+      if (!known && sizes.size() < 64) sizes.emplace_back(line.size, line.right - line.left);
+    }
+  }
+  double bodySize = 0, bodyWidth = -1;
+  for (const auto& [size, width] : sizes) {
+    if (width > bodyWidth) {
+      bodyWidth = width;
+      bodySize = size;
+    }
+  }
+  std::vector<TextBlock> blocks;
+  blocks.reserve(building.size());
+  for (Building& b : building) {
+    TextBlock& block = b.block;
+    if (block.lines.size() < 2) block.leading = 1.2 * block.size;
+    block.text = joinLines(b.texts);
+    if (block.text.empty()) continue;
+    const TextEntry* longest = nullptr;
+    for (const TextLine& line : block.lines) {
+      for (std::uint32_t index : line.items) {
+        if (!longest || items[index].text.size() > longest->text.size()) longest = &items[index];
+      }
+    }
+    block.style = longest ? longest->style : nullptr;
+    block.alignment = alignmentOf(block, areaLeft, areaRight, startsListItem(block.text));
+    const std::size_t words = std::count(block.text.begin(), block.text.end(), ' ') + 1;
+    const bool figure = besideFigure(block, rules);
+    const bool heading = block.size > bodySize * (1 + kSizeTolerance) ||
+                         (b.bold && block.lines.size() <= 2 && words <= 15 && bodySize > 0);
+    // A numbered heading ("2. Results") is a heading, not a list item.
+    if (startsListItem(block.text) && !heading) {
+      block.kind = BlockKind::ListItem;
+    } else if (startsCaption(block.text) || (figure && block.lines.size() <= 3)) {
+      block.kind = BlockKind::Caption;
+      // A caption of one line centred under its figure is centred.
+      if (figure && block.lines.size() == 1) block.alignment = BlockAlignment::Center;
+    } else if (insideCell(block, rules)) {
+      block.kind = BlockKind::TableCell;
+    } else if (heading) {
+      block.kind = BlockKind::Heading;
+    }
+    blocks.push_back(std::move(block));
+  }
+  sortReadingOrder(blocks);
+  return blocks;
+}
+
+}  // namespace zopra::pdf

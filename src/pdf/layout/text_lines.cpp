@@ -1,0 +1,191 @@
+#include "pdf/layout/text_lines.h"
+
+#include <algorithm>
+#include <cmath>
+#include <map>
+
+#include "pdf/layout/item_geometry.h"
+
+namespace zopra::pdf {
+
+namespace {
+
+// Baselines this close (in em) are one line; superscripts and subscripts
+// sit farther off and make short lines of their own.
+constexpr double kBaselineTolerance = 0.3;
+// A gap wider than this (in em of the larger size) between two items of a
+// baseline separates columns or table cells; the word spaces of even a
+// badly stretched justified line are narrower.
+constexpr double kColumnGap = 2.0;
+// A gap of more than this (em) is a gutter when at least kGutterLines
+// lines of the page start at the same x (within a point), at the start of
+// their band or after such a gap: the left edge of a column.
+constexpr double kNarrowGutter = 0.6;
+constexpr int kGutterLines = 5;
+// Gaps remembered for that comparison; a page with more is a table or a
+// picture, and its lines split at the wide gaps alone.
+constexpr std::size_t kMaxGutterSpans = 4000;
+
+struct Placed {
+  std::uint32_t index = 0;
+  double x0 = 0, x1 = 0, y = 0, size = 0;
+  ItemBox box;
+};
+
+TextLine lineOf(const std::vector<Placed>& run, std::size_t begin, std::size_t end) {
+  TextLine line;
+  line.left = run[begin].x0;
+  line.right = run[begin].x1;
+  line.bottom = run[begin].box.y0;
+  line.top = run[begin].box.y1;
+  double bestWeight = -1;
+  double weightedBaseline = 0, totalWeight = 0;
+  // Sizes by the width they cover.
+  std::vector<std::pair<double, double>> sizes;
+  for (std::size_t i = begin; i < end; ++i) {
+    const Placed& p = run[i];
+    line.items.push_back(p.index);
+    line.left = std::min(line.left, p.x0);
+    line.right = std::max(line.right, p.x1);
+    line.bottom = std::min(line.bottom, p.box.y0);
+    line.top = std::max(line.top, p.box.y1);
+    const double weight = std::max(p.x1 - p.x0, 1e-3);
+    weightedBaseline += p.y * weight;
+    totalWeight += weight;
+    bool known = false;
+    for (auto& [size, covered] : sizes) {
+      if (std::fabs(size - p.size) < 0.05 * p.size) {
+        covered += weight;
+        known = true;
+      }
+    }
+    if (!known && sizes.size() < 16) sizes.emplace_back(p.size, weight);
+  }
+  for (const auto& [size, covered] : sizes) {
+    if (covered > bestWeight) {
+      bestWeight = covered;
+      line.size = size;
+    }
+  }
+  line.baseline = weightedBaseline / totalWeight;
+  return line;
+}
+
+}  // namespace
+
+bool uprightItem(const TextEntry& item) {
+  const double scale = std::hypot(item.a, item.b);
+  return item.a > 0 && item.d > 0 && std::fabs(item.b) <= 1e-3 * scale && std::fabs(item.c) <= 1e-3 * scale &&
+         std::isfinite(item.startX) && std::isfinite(item.startY) && std::isfinite(item.endX) &&
+         item.endX >= item.startX;
+}
+
+std::vector<TextLine> textLines(const std::vector<TextEntry>& items, const PageRules& rules,
+                                std::size_t budget) {
+  std::vector<TextLine> lines;
+  std::vector<Placed> placed;
+  for (std::uint32_t i = 0; i < items.size(); ++i) {
+    const TextEntry& item = items[i];
+    const double size = shownSize(item);
+    const ItemBox box = itemBox(item);
+    if (!uprightItem(item) || !(size > 0) || !std::isfinite(size) || placed.size() >= budget) {
+      TextLine alone;
+      alone.items.push_back(i);
+      alone.left = box.x0;
+      alone.right = box.x1;
+      alone.bottom = box.y0;
+      alone.top = box.y1;
+      alone.baseline = item.startY;
+      alone.size = std::isfinite(size) ? size : 0;
+      // Damaged numbers must not reach the sorting below.
+      for (double* value : {&alone.left, &alone.right, &alone.bottom, &alone.top, &alone.baseline}) {
+        if (!std::isfinite(*value)) *value = 0;
+      }
+      alone.upright = uprightItem(item) && size > 0 && std::isfinite(size);
+      lines.push_back(std::move(alone));
+      continue;
+    }
+    placed.push_back({i, item.startX, item.endX, item.startY, size, box});
+  }
+  // Top to bottom, then left to right; equal baselines keep content order.
+  std::stable_sort(placed.begin(), placed.end(), [](const Placed& l, const Placed& r) { return l.y > r.y; });
+  // Bands: items whose baselines lie within the tolerance of the band's
+  // first, left to right.
+  std::vector<std::vector<Placed>> bands;
+  for (std::size_t begin = 0; begin < placed.size();) {
+    std::size_t end = begin + 1;
+    while (end < placed.size() &&
+           placed[begin].y - placed[end].y <= kBaselineTolerance * std::min(placed[begin].size, placed[end].size)) {
+      ++end;
+    }
+    bands.emplace_back(placed.begin() + static_cast<std::ptrdiff_t>(begin),
+                       placed.begin() + static_cast<std::ptrdiff_t>(end));
+    std::stable_sort(bands.back().begin(), bands.back().end(),
+                     [](const Placed& l, const Placed& r) { return l.x0 < r.x0; });
+    begin = end;
+  }
+  // A narrow gutter (as narrow as an em) is told from a wide word space by
+  // the other lines of the page: many of them start at the x after it, or
+  // have a gap as wide across the same stretch of the page.
+  std::map<long, int> resumes;
+  std::vector<std::pair<double, double>> spans;
+  const auto gapOf = [](const std::vector<Placed>& band, std::size_t k, double reach) {
+    return (band[k].x0 - reach) / std::max(band[k].size, band[k - 1].size);
+  };
+  // Half-point buckets: the lines of a column start at one x.
+  const auto bucket = [](double x) { return std::lround(x * 2); };
+  for (const std::vector<Placed>& band : bands) {
+    ++resumes[bucket(band[0].x0)];
+    double reach = band[0].x1;
+    for (std::size_t k = 1; k < band.size(); ++k) {
+      const double gap = gapOf(band, k, reach);
+      if (gap > kNarrowGutter) {
+        ++resumes[bucket(band[k].x0)];
+        if (spans.size() < kMaxGutterSpans) spans.emplace_back(reach, band[k].x0);
+      }
+      reach = std::max(reach, band[k].x1);
+    }
+  }
+  const auto gutter = [&](double x) {
+    int count = 0;
+    for (long key = bucket(x) - 1; key <= bucket(x) + 1; ++key) {
+      auto found = resumes.find(key);
+      if (found != resumes.end()) count += found->second;
+    }
+    return count >= kGutterLines;
+  };
+  const auto sharedGap = [&](double from, double to, double em) {
+    int count = 0;
+    for (const auto& [start, end] : spans) {
+      if (std::min(to, end) - std::max(from, start) >= 0.4 * em && ++count >= kGutterLines) return true;
+    }
+    return false;
+  };
+  for (const std::vector<Placed>& band : bands) {
+    std::size_t first = 0;
+    double reach = band[0].x1;
+    for (std::size_t k = 1; k <= band.size(); ++k) {
+      bool split = k == band.size();
+      if (!split) {
+        const double gap = gapOf(band, k, reach);
+        const double em = std::max(band[k].size, band[k - 1].size);
+        const double low = std::min(band[k].y, band[k - 1].y) - 0.2 * em;
+        split = gap > kColumnGap ||
+                (gap > kNarrowGutter && (gutter(band[k].x0) || sharedGap(reach, band[k].x0, em))) ||
+                ruleAcross(rules, low, low + em, reach - 0.1 * em, band[k].x0 + 0.1 * em);
+      }
+      if (split) {
+        lines.push_back(lineOf(band, first, k));
+        first = k;
+      }
+      if (k < band.size()) reach = std::max(reach, band[k].x1);
+    }
+  }
+  std::stable_sort(lines.begin(), lines.end(), [](const TextLine& l, const TextLine& r) {
+    if (l.baseline != r.baseline) return l.baseline > r.baseline;
+    return l.left < r.left;
+  });
+  return lines;
+}
+
+}  // namespace zopra::pdf

@@ -1,0 +1,288 @@
+// Blocks of hand-made pages (columns, a justified paragraph, a list, a
+// ruled table, a caption) and new text flowed over them, judged by the
+// words poppler finds in the written file.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <iterator>
+#include <map>
+#include <memory>
+#include <set>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "pdf/content/graphics_entry.h"
+#include "pdf/content/text_entry.h"
+#include "pdf/layout/block_flow.h"
+#include "pdf/layout/block_text.h"
+#include "pdf/layout/text_blocks.h"
+#include "pdf/layout/text_room.h"
+#include "support/load_helpers.h"
+#include "support/pdf_builder.h"
+#include "support/test_files.h"
+
+namespace zopra::pdf {
+namespace {
+
+const char* const kFont = "/usr/share/fonts/truetype/dejavu/DejaVuSans.ttf";
+
+struct Page {
+  test::Loaded document;
+  std::vector<TextEntry> items;
+  std::vector<GraphicsEntry> graphics;
+  std::vector<TextBlock> blocks;
+};
+
+std::unique_ptr<Page> laidOut(const std::string& content, const std::string& name) {
+  auto page = std::make_unique<Page>();
+  test::PdfBuilder b = test::PdfBuilder::simple({content});
+  b.finishWithTable("/Root 1 0 R");
+  page->document = test::loadBuilder(b, name);
+  EXPECT_EQ(page->document.result, Error::None);
+  EXPECT_EQ(page->document->extractText(0, page->items, nullptr), Error::None);
+  EXPECT_EQ(page->document->extractGraphics(0, 0.0, page->graphics), Error::None);
+  page->blocks = textBlocks(page->items, page->graphics);
+  return page;
+}
+
+std::string escaped(const std::string& text) {
+  std::string out;
+  for (char c : text) {
+    if (c == '(' || c == ')' || c == '\\') out += '\\';
+    out += c;
+  }
+  return out;
+}
+
+// Lines of Helvetica from (x, y) down, one Tj each, with per-line
+// character spacing (none when `spacing` is shorter).
+std::string lines(double x, double y, double size, double leading, const std::vector<std::string>& texts,
+                  const std::vector<double>& spacing = {}) {
+  std::ostringstream out;
+  out << "BT /F1 " << size << " Tf " << x << ' ' << y << " Td ";
+  for (std::size_t i = 0; i < texts.size(); ++i) {
+    if (i > 0) out << "0 " << -leading << " Td ";
+    out << (i < spacing.size() ? spacing[i] : 0.0) << " Tc (" << escaped(texts[i]) << ") Tj ";
+  }
+  out << "0 Tc ET\n";
+  return out.str();
+}
+
+// The lines justified to `width` by character spacing, all but the last:
+// each line's natural width is read from a first layout.
+std::string justified(double x, double y, double size, double leading, const std::vector<std::string>& texts,
+                      double width) {
+  auto plain = laidOut(lines(x, y, size, leading, texts), "justify-measure.pdf");
+  std::vector<double> spacing;
+  for (std::size_t i = 0; i + 1 < texts.size(); ++i) {
+    const TextEntry& item = plain->items.at(i);
+    spacing.push_back((width - (item.endX - item.startX)) / static_cast<double>(texts[i].size()));
+  }
+  return lines(x, y, size, leading, texts, spacing);
+}
+
+struct ExpectedBlock {
+  BlockKind kind;
+  BlockAlignment alignment;
+  std::string text;
+};
+
+struct PageCase {
+  std::string name;
+  std::string content;
+  std::vector<ExpectedBlock> blocks;
+  // The block given new text, a longer and a shorter one (words that are
+  // not on the page, so that poppler's words tell them apart).
+  std::size_t flowed;
+  std::string longer, shorter;
+};
+
+std::vector<PageCase> pageCases() {
+  using K = BlockKind;
+  using A = BlockAlignment;
+  return {
+      {"two columns and a title",
+       lines(200, 720, 18, 22, {"A Study of Columns"}) +
+           lines(72, 680, 10, 12, {"Left column words are read", "first from top to the", "bottom of the column."}) +
+           lines(330, 680, 10, 12, {"Right column words come", "after all of the left", "column has been read."}),
+       {{K::Heading, A::Left, "A Study of Columns"},
+        {K::Paragraph, A::Left, "Left column words are read first from top to the bottom of the column."},
+        {K::Paragraph, A::Left, "Right column words come after all of the left column has been read."}},
+       1,
+       "Linke Spaltenwoerter werden zuerst gelesen, von oben nach unten bis zum Ende der Spalte, "
+       "und erst danach kommt die rechte Spalte dran.",
+       "Linke Spalte zuerst."},
+      {"justified paragraph with a hyphen",
+       justified(72, 700, 10, 12,
+                 {"Translators work on whole paragraphs and", "never on single lines, because a sentence",
+                  "runs over several lines and its infor-", "mation moves when it is translated."},
+                 240),
+       {{K::Paragraph, A::Justified,
+         "Translators work on whole paragraphs and never on single lines, because a sentence runs over several "
+         "lines and its information moves when it is translated."}},
+       0,
+       "Uebersetzer arbeiten an ganzen Absaetzen und niemals an einzelnen Zeilen, weil ein Satz ueber mehrere "
+       "Zeilen laeuft und seine Information wandert, wenn er uebersetzt wird, manchmal sogar recht weit.",
+       "Uebersetzer arbeiten an Absaetzen und nie an Zeilen."},
+      {"list",
+       lines(72, 700, 10, 14, {"1. First item of the list", "2. Second item of the list, which runs"}) +
+           lines(86, 672, 10, 14, {"over two lines"}) + lines(72, 658, 10, 14, {"3. Third item"}),
+       {{K::ListItem, A::Left, "1. First item of the list"},
+        {K::ListItem, A::Left, "2. Second item of the list, which runs over two lines"},
+        {K::ListItem, A::Left, "3. Third item"}},
+       1, "2. Zweiter Punkt der Liste, der ueber zwei Zeilen laeuft und noch etwas laenger wird", "2. Zweiter"},
+      {"ruled table",
+       "72 600 120 20 re 192 600 120 20 re 72 580 120 20 re 192 580 120 20 re S\n" +
+           lines(76, 606, 10, 20, {"Name", "Colour"}) + lines(196, 606, 10, 20, {"Value", "Blue"}),
+       {{K::TableCell, A::Left, "Name"},
+        {K::TableCell, A::Left, "Colour"},
+        {K::TableCell, A::Left, "Value"},
+        {K::TableCell, A::Left, "Blue"}},
+       1, "Farbe der Oberflaeche und der Kanten", "Farbe"},
+      {"caption under a figure",
+       lines(72, 760, 10, 12, {"A paragraph of body text stands above the", "figure and sets the body size."}) +
+           "0.8 g 200 600 200 100 re f 0 g\n" + lines(250, 585, 10, 12, {"Figure 1: A grey box"}),
+       {{K::Paragraph, A::Left, "A paragraph of body text stands above the figure and sets the body size."},
+        {K::Caption, A::Center, "Figure 1: A grey box"}},
+       1, "Abbildung 1: Ein grauer Kasten ohne Rand", "Abb. 1"},
+  };
+}
+
+TEST(TextBlocks, GroupsHandMadePages) {
+  for (const PageCase& c : pageCases()) {
+    SCOPED_TRACE(c.name);
+    auto page = laidOut(c.content, "blocks.pdf");
+    ASSERT_EQ(page->blocks.size(), c.blocks.size());
+    for (std::size_t i = 0; i < c.blocks.size(); ++i) {
+      SCOPED_TRACE(i);
+      EXPECT_EQ(page->blocks[i].text, c.blocks[i].text);
+      EXPECT_EQ(page->blocks[i].kind, c.blocks[i].kind);
+      EXPECT_EQ(page->blocks[i].alignment, c.blocks[i].alignment);
+    }
+  }
+}
+
+TEST(TextBlocks, JoinsLinesAsAReaderWould) {
+  const struct {
+    std::vector<std::string> lines;
+    std::string text;
+  } cases[] = {
+      {{"the infor-", "mation"}, "the information"},
+      {{"state-of-the-", "art methods"}, "state-of-the-art methods"},
+      {{"in 1999-", "2004"}, "in 1999-2004"},
+      {{"Anglo-", "Saxon"}, "Anglo-Saxon"},
+      {{"e\xEF\xAC\x83" "cient  and", "\xEF\xAC\x82oating"}, "efficient and floating"},
+      {{"soft\xC2\xAD", "Hyphen"}, "softHyphen"},
+      {{"", "  spaced   out  "}, "spaced out"},
+  };
+  for (const auto& c : cases) EXPECT_EQ(joinLines(c.lines), c.text);
+}
+
+// A word poppler found in the written file: its box with y down the page.
+struct Word {
+  std::string text;
+  double x0, y0, x1, y1;
+};
+
+std::vector<Word> popplerWords(const std::string& pdf) {
+  const std::string html = pdf + ".html";
+  EXPECT_EQ(test::run("pdftotext -bbox '" + pdf + "' '" + html + "'"), 0);
+  const std::string page = test::readFile(html);
+  std::vector<Word> words;
+  for (std::size_t at = page.find("<word "); at != std::string::npos; at = page.find("<word ", at + 1)) {
+    const auto number = [&](const std::string& name) {
+      return std::stod(page.substr(page.find(name + "=\"", at) + name.size() + 2));
+    };
+    const std::size_t start = page.find('>', at) + 1;
+    words.push_back({page.substr(start, page.find("</word>", start) - start), number("xMin"), number("yMin"),
+                     number("xMax"), number("yMax")});
+  }
+  return words;
+}
+
+TEST(TextBlocks, FlowsLongerAndShorterTexts) {
+  if (!test::haveProgram("pdftotext")) GTEST_SKIP() << "pdftotext not installed";
+  for (const PageCase& c : pageCases()) {
+    for (const bool longer : {true, false}) {
+      SCOPED_TRACE(c.name + (longer ? ", longer" : ", shorter"));
+      auto page = laidOut(c.content, "flow-source.pdf");
+      ASSERT_LT(c.flowed, page->blocks.size());
+      const TextBlock& block = page->blocks[c.flowed];
+      std::set<std::uint32_t> chosen;
+      for (const TextLine& line : block.lines) chosen.insert(line.items.begin(), line.items.end());
+      ASSERT_EQ(page->document->removeText(0, &chosen, page->items, 1), Error::None);
+      const std::vector<double> room = textRoom(page->items, page->graphics, unrotatedPageBox(page->document->pages[0]));
+      FlowPage context{&page->items, &page->blocks, &page->graphics, &room, unrotatedPageBox(page->document->pages[0])};
+      const std::string& text = longer ? c.longer : c.shorter;
+      BlockFlow flow;
+      ASSERT_EQ(flowBlock(*page->document.document, 0, context, c.flowed, text, {kFont}, 0, flow), Error::None);
+      const std::string pdf = test::tempDirectory() + "/flowed.pdf";
+      ASSERT_EQ(page->document->save(pdf), Error::None);
+
+      // Every word of the new text is there, in order line by line, at one
+      // height.
+      std::istringstream expected(text);
+      const std::vector<std::string> wanted{std::istream_iterator<std::string>(expected), {}};
+      std::vector<Word> drawn;
+      for (const Word& word : popplerWords(pdf)) {
+        if (std::find(wanted.begin(), wanted.end(), word.text) != wanted.end()) drawn.push_back(word);
+      }
+      std::sort(drawn.begin(), drawn.end(), [](const Word& l, const Word& r) {
+        return std::lround(l.y1 * 10) != std::lround(r.y1 * 10) ? l.y1 < r.y1 : l.x0 < r.x0;
+      });
+      std::vector<std::string> found;
+      for (const Word& word : drawn) found.push_back(word.text);
+      ASSERT_EQ(found, wanted);
+      EXPECT_FALSE(flow.overflows);
+      if (!longer) {
+        EXPECT_EQ(flow.scale, 1);
+        EXPECT_LE(flow.linesUsed, block.lines.size());
+      }
+      std::map<long, std::vector<Word>> rows;  // by baseline, top first
+      for (const Word& word : drawn) {
+        EXPECT_NEAR(word.y1 - word.y0, drawn[0].y1 - drawn[0].y0, 0.05) << word.text;
+        rows[std::lround(word.y1 * 10)].push_back(word);
+      }
+      EXPECT_EQ(rows.size(), flow.linesUsed);
+      // Inside its own room: nothing drawn over another block. Poppler's
+      // word boxes reach as far as the font's ascent and descent say, so
+      // the middle of each box stands for the word's ink.
+      for (const Word& word : drawn) {
+        const double middle = 792 - (word.y0 + word.y1) / 2;
+        for (std::size_t other = 0; other < page->blocks.size(); ++other) {
+          if (other == c.flowed) continue;
+          const ItemBox& box = page->blocks[other].box;
+          const bool apart = word.x1 <= box.x0 || word.x0 >= box.x1 || middle <= box.y0 || middle >= box.y1;
+          EXPECT_TRUE(apart) << word.text << " over block " << other;
+        }
+        EXPECT_GE(word.x0, block.box.x0 - 0.5);
+      }
+      // The block's alignment, line by line.
+      std::size_t row = 0;
+      for (const auto& [key, words] : rows) {
+        const double left = words.front().x0, right = words.back().x1;
+        const bool last = ++row == rows.size();
+        switch (block.alignment) {
+          case BlockAlignment::Justified:
+            if (!last) {
+              // Poppler leaves the character spacing after the last glyph
+              // out of the word's box.
+              EXPECT_NEAR(right, block.box.x1, 1.5);
+            }
+            break;
+          case BlockAlignment::Center:
+            EXPECT_NEAR((left + right) / 2, (block.box.x0 + block.box.x1) / 2, 1.0);
+            break;
+          default:
+            EXPECT_NEAR(left, row == 1 ? block.lines[0].left : block.lines.back().left, 1.0);
+            break;
+        }
+      }
+    }
+  }
+}
+
+}  // namespace
+}  // namespace zopra::pdf
