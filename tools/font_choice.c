@@ -41,7 +41,13 @@ struct FontChoice {
   FcCharSet* nobody;
 };
 
-static const char* const kFamilies[FAMILY_COUNT] = {"monospace", "serif", "sans-serif"};
+/* Per family, the face asked for first and the generic family after it.
+ * Most PDF text is set in Courier, Times or Helvetica (or faces as wide):
+ * asking for their common names gets a face with the same widths where one
+ * is installed (fontconfig's metric aliases give Liberation Mono, Serif and
+ * Sans), so that a translation is no wider than the language makes it. */
+static const char* const kFamilies[FAMILY_COUNT][2] = {
+    {"Courier New", "monospace"}, {"Times New Roman", "serif"}, {"Arial", "sans-serif"}};
 
 static int styleKey(const ZOPRADocumentLoaderTextStyle* style) {
   int family = style->fixedPitch ? FAMILY_MONO : style->serif ? FAMILY_SERIF : FAMILY_SANS;
@@ -121,7 +127,8 @@ static FcFontSet* sortedFonts(FontChoice* choice, int key, const FcCharSet* char
   FcFontSet* fonts = NULL;
   FcPattern* pattern = FcPatternCreate();
   if (!pattern) return NULL;
-  if (FcPatternAddString(pattern, FC_FAMILY, (const FcChar8*)kFamilies[key / 4]) &&
+  if (FcPatternAddString(pattern, FC_FAMILY, (const FcChar8*)kFamilies[key / 4][0]) &&
+      FcPatternAddString(pattern, FC_FAMILY, (const FcChar8*)kFamilies[key / 4][1]) &&
       FcPatternAddInteger(pattern, FC_WEIGHT, key & 2 ? FC_WEIGHT_BOLD : FC_WEIGHT_REGULAR) &&
       FcPatternAddInteger(pattern, FC_SLANT, key & 1 ? FC_SLANT_ITALIC : FC_SLANT_ROMAN) &&
       FcPatternAddString(pattern, FC_FONTFORMAT, (const FcChar8*)"TrueType") &&
