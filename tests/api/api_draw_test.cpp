@@ -38,7 +38,7 @@ int darkPixels(const zopra::test::GreyImage& grey, double x0, double x1, double 
 TEST(ApiDraw, ReplacedTextIsEmbeddedReadBackAndDrawn) {
   if (!std::filesystem::exists(kDejaVu)) GTEST_SKIP() << "fonts-dejavu-core is not installed";
   zopra::test::PdfBuilder builder = zopra::test::PdfBuilder::simple(
-      {"0 0 1 rg BT /F1 24 Tf 72 700 Td (Hello world) Tj ET BT /F1 12 Tf 72 650 Td (Second line) Tj ET"});
+      {"0 0 1 rg BT /F1 24 Tf 72 700 Td (Hello world) Tj ET BT /F1 12 Tf 5 Tw 72 650 Td (Second line) Tj ET"});
   builder.finishWithTable("/Root 1 0 R");
   const std::string input = zopra::test::writeTempFile("draw-input.pdf", builder.bytes());
   const std::string removed = zopra::test::tempDirectory() + "/draw-removed.pdf";
@@ -61,8 +61,11 @@ TEST(ApiDraw, ReplacedTextIsEmbeddedReadBackAndDrawn) {
   double width = 0;
   ASSERT_EQ(zopraDocumentLoaderGetTextWidth(loader, &width), ZOPRA_STATUS_SUCCESS);
   ASSERT_EQ(zopraDocumentLoaderDrawText(loader), ZOPRA_STATUS_SUCCESS);
-  // A text set at the second item and moved twice: the moves add up.
-  ASSERT_EQ(zopraDocumentLoaderSetTextA(loader, "Moved", 0, 1, kDejaVu, 12, 1), ZOPRA_STATUS_SUCCESS);
+  // A text set at the second item and moved twice: the moves add up. It
+  // keeps the item's word spacing, which reads back in its width.
+  ASSERT_EQ(zopraDocumentLoaderSetTextA(loader, "Moved text", 0, 1, kDejaVu, 12, 1), ZOPRA_STATUS_SUCCESS);
+  double movedWidth = 0;
+  ASSERT_EQ(zopraDocumentLoaderGetTextWidth(loader, &movedWidth), ZOPRA_STATUS_SUCCESS);
   ASSERT_EQ(zopraDocumentLoaderMoveText(loader, 30, -20), ZOPRA_STATUS_SUCCESS);
   ASSERT_EQ(zopraDocumentLoaderMoveText(loader, 20, 0), ZOPRA_STATUS_SUCCESS);
   ASSERT_EQ(zopraDocumentLoaderDrawText(loader), ZOPRA_STATUS_SUCCESS);
@@ -74,7 +77,8 @@ TEST(ApiDraw, ReplacedTextIsEmbeddedReadBackAndDrawn) {
   uint32_t items = 0;
   ASSERT_EQ(zopraDocumentLoaderGetPageTextCount(loader, &items, 0), ZOPRA_STATUS_SUCCESS);
   ASSERT_EQ(zopraDocumentLoaderGetText(loader, &info, items - 1), ZOPRA_STATUS_SUCCESS);
-  EXPECT_STREQ(info.text, "Moved");
+  EXPECT_STREQ(info.text, "Moved text");
+  EXPECT_NEAR(info.width, movedWidth, 1e-3);
   EXPECT_NEAR(info.e, 72 + 50, 1e-6);
   EXPECT_NEAR(info.f, 650 - 20, 1e-6);
   ASSERT_EQ(zopraDocumentLoaderGetText(loader, &info, items - 2), ZOPRA_STATUS_SUCCESS);

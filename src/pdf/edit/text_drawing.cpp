@@ -324,13 +324,18 @@ void addFontResource(Document& document, Page& page, const Document::EmbeddedFon
 
 // The text drawn as runs of consecutive characters in one font, each
 // shown with its font's name on the page (`resourceNames`, by chain index).
+// The text state starts at its defaults (the page's own content is enclosed
+// in q/Q before anything is drawn, and every drawn text is too), so
+// parameters at their default values are left out. Word spacing does not
+// act on the two-byte codes of the embedded fonts: it is written as a TJ
+// adjustment after each space instead, the advance prepareText measured.
 std::string contentText(const std::vector<std::string>& resourceNames, const Document::DrawState& state) {
   static constexpr char kDigits[] = "0123456789ABCDEF";
   std::string text = "q\n";
   const double* c = state.fill.components;
   switch (state.fill.kind) {
     case 1:
-      text += decimal(c[0]) + " g\n";
+      if (c[0] != 0) text += decimal(c[0]) + " g\n";
       break;
     case 2:
       text += decimal(c[0]) + ' ' + decimal(c[1]) + ' ' + decimal(c[2]) + " rg\n";
@@ -342,22 +347,38 @@ std::string contentText(const std::vector<std::string>& resourceNames, const Doc
       break;
   }
   const std::string size = ' ' + decimal(state.fontSize) + " Tf\n";
-  text += "BT\n/" + resourceNames[state.fontIndices.front()] + size;
-  text += decimal(state.horizontalScaling * 100.0) + " Tz\n";
-  text += decimal(state.charSpacing) + " Tc\n";
-  text += decimal(state.wordSpacing) + " Tw\n";
+  text += "BT\n";
+  if (state.horizontalScaling != 1) text += decimal(state.horizontalScaling * 100.0) + " Tz\n";
+  if (state.charSpacing != 0) text += decimal(state.charSpacing) + " Tc\n";
   const Matrix& m = state.matrix;
   text += decimal(m.a) + ' ' + decimal(m.b) + ' ' + decimal(m.c) + ' ' + decimal(m.d) + ' ' + decimal(m.e) +
-          ' ' + decimal(m.f) + " Tm\n<";
-  for (std::size_t i = 0; i < state.glyphs.size(); ++i) {
-    if (i > 0 && state.fontIndices[i] != state.fontIndices[i - 1]) {
-      // Tj moved the text position past the run before.
-      text += "> Tj\n/" + resourceNames[state.fontIndices[i]] + size + '<';
+          ' ' + decimal(m.f) + " Tm\n";
+  // The TJ number that moves the next glyph by the word spacing.
+  const bool spaced = state.wordSpacing != 0 && state.fontSize != 0;
+  const std::string wordGap = spaced ? decimal(-state.wordSpacing * 1000.0 / state.fontSize) : std::string();
+  std::size_t i = 0;
+  while (i < state.glyphs.size()) {
+    std::size_t end = i + 1;
+    while (end < state.glyphs.size() && state.fontIndices[end] == state.fontIndices[i]) ++end;
+    bool hasSpace = false;
+    for (std::size_t k = i; spaced && k < end; ++k) hasSpace = hasSpace || state.codePoints[k] == 0x20;
+    text += '/' + resourceNames[state.fontIndices[i]] + size + (hasSpace ? "[" : "");
+    bool open = false;
+    for (std::size_t k = i; k < end; ++k) {
+      if (!open) text += '<';
+      open = true;
+      const std::uint16_t glyph = state.glyphs[k];
+      for (int shift = 12; shift >= 0; shift -= 4) text += kDigits[(glyph >> shift) & 0xF];
+      if (hasSpace && state.codePoints[k] == 0x20) {
+        text += '>' + wordGap;
+        open = false;
+      }
     }
-    const std::uint16_t glyph = state.glyphs[i];
-    for (int shift = 12; shift >= 0; shift -= 4) text += kDigits[(glyph >> shift) & 0xF];
+    if (open) text += '>';
+    text += hasSpace ? "] TJ\n" : " Tj\n";
+    i = end;
   }
-  text += "> Tj\nET\nQ\n";
+  text += "ET\nQ\n";
   return text;
 }
 
