@@ -203,7 +203,8 @@ void Interpreter::emitText(const Matrix& runMatrix, FontInfo& fontInfo, std::str
 double Interpreter::spaceLength(const FontInfo& fontInfo) const {
   double scaledSize = std::fabs(state.fontSize * state.horizontalScale);
   if (fontInfo.predefined || fontInfo.narrowSpace) return 0.1 * scaledSize;
-  double width = fontInfo.width(32) / 1000.0 * scaledSize;
+  const ByteCodes* table = fontInfo.byteCodes();
+  double width = (table ? table->widths[32] : fontInfo.width(32)) / 1000.0 * scaledSize;
   if (width >= 1e-12) return width;
   return fontInfo.spaceFallback * scaledSize;
 }
