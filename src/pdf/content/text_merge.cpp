@@ -53,10 +53,12 @@ bool startsWithAscii(const std::string& text) {
 
 // Removes leading and trailing white space; reports what was removed.
 void trim(TextRun& run, bool& leadingSpace, bool& trailingSpace) {
-  std::vector<std::uint32_t> points = decodeUtf8(run.text, nullptr);
-  leadingSpace = !points.empty() && textWhiteSpace(points.front());
-  trailingSpace = !points.empty() && textWhiteSpace(points.back());
+  // Run texts are well-formed UTF-8 (the text runs encode them): their ends
+  // tell without decoding the whole text, which most runs need not.
+  leadingSpace = !run.text.empty() && textWhiteSpace(firstCodePoint(run.text));
+  trailingSpace = !run.text.empty() && textWhiteSpace(lastCodePoint(run.text));
   if (!leadingSpace && !trailingSpace) return;
+  std::vector<std::uint32_t> points = decodeUtf8(run.text, nullptr);
   std::size_t first = 0;
   std::size_t last = points.size();
   while (first < last && textWhiteSpace(points[first])) ++first;
