@@ -11,10 +11,6 @@
 #include "cli.h"
 #include "zopra_document_loader.h"
 
-#define JOBS_OPTION                                                                     \
-  "  -j N           spread the pages over N threads (default: one per processor);\n" \
-  "                 the output is the same whatever N\n"
-
 /* One thread per online processor, at least one. */
 unsigned defaultJobs(void);
 /* Takes -j N at argv[*i] as takePageOption does: 1 when it did (advancing

@@ -10,7 +10,6 @@
 #include <string.h>
 
 #include "cli.h"
-#include "parallel.h"
 #include "zopra_document_loader.h"
 
 #define RANGE_OPTIONS                                                              \
@@ -29,6 +28,10 @@
   "OUT is written only when no mistake or failure stopped the job (pages that\n"    \
   "cannot be read do not). An OUT that is IN itself, under any name, is refused\n" \
   "with exit status 2.\n"
+/* As parallel.c spreads the pages of text and items. */
+#define JOBS_OPTION                                                                     \
+  "  -j N           spread the pages over N threads (default: one per processor);\n" \
+  "                 the output is the same whatever N\n"
 
 static const Subcommand kSubcommands[] = {
     {"info", "[--json] FILE", "print the page count and each page's size and rotation",
