@@ -12,6 +12,7 @@
 #include <stdlib.h>
 #include <string.h>
 #include <sys/stat.h>
+#include <time.h>
 #include <unistd.h>
 
 typedef struct {
@@ -282,19 +283,40 @@ int progressWanted(int quietStdout) {
   return isatty(STDERR_FILENO) && (quietStdout || !isatty(STDOUT_FILENO));
 }
 
-/* True while a progress line stands on stderr, to be cleared before any
- * other message goes there. */
+/* The length of the progress line standing on stderr (0 when none), to be
+ * cleared before any other message goes there. */
 static int progressShown = 0;
+/* When the first progress was asked for: a command that ends within a
+ * second shows none. */
+static struct timespec progressStart;
+static int progressStarted = 0;
+
+void showProgressText(const char* text) {
+  int length = fprintf(stderr, "\r" PROGRAM ": %s", text);
+  /* A shorter line leaves no tail of the longer one before it. */
+  if (length < progressShown) fprintf(stderr, "%*s", progressShown - length, "");
+  fflush(stderr);
+  if (length > progressShown) progressShown = length;
+}
 
 void showProgress(uint32_t page, uint32_t last) {
-  fprintf(stderr, "\r" PROGRAM ": page %lu of %lu", (unsigned long)page, (unsigned long)last);
-  fflush(stderr);
-  progressShown = 1;
+  struct timespec now;
+  char line[64];
+  clock_gettime(CLOCK_MONOTONIC, &now);
+  if (!progressStarted) {
+    progressStart = now;
+    progressStarted = 1;
+  }
+  if ((double)(now.tv_sec - progressStart.tv_sec) + (double)(now.tv_nsec - progressStart.tv_nsec) / 1e9 < 1.0) {
+    return;
+  }
+  snprintf(line, sizeof line, "page %lu of %lu", (unsigned long)page, (unsigned long)last);
+  showProgressText(line);
 }
 
 void endProgress(void) {
   if (!progressShown) return;
-  fputs("\r                                              \r", stderr);
+  fprintf(stderr, "\r%*s\r", progressShown, "");
   progressShown = 0;
 }
 
@@ -317,7 +339,7 @@ int takePageOption(int argc, char** argv, int* i, int single, PageRange* range, 
   return 1;
 }
 
-static int resolvePageRange(const char* path, const PageRange* range, uint32_t count, uint32_t* first,
+int resolvePageRange(const char* path, const PageRange* range, uint32_t count, uint32_t* first,
                             uint32_t* last) {
   /* As pdftotext: a last page beyond the document means its end, but a first
    * page after that end is a mistake worth its own exit status. */

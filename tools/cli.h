@@ -94,8 +94,11 @@ int parseSize(const char* text, double* value);
 /* Progress over many pages goes to stderr when it is a terminal and does not
  * share it with the output (`quietStdout`: nothing is printed on stdout). */
 int progressWanted(int quietStdout);
-/* "page P of LAST", rewritten in place; endProgress clears the line. */
+/* "page P of LAST", rewritten in place from the first second on;
+ * endProgress clears the line. */
 void showProgress(uint32_t page, uint32_t last);
+/* Any progress text, rewritten in place (the caller chooses when). */
+void showProgressText(const char* text);
 void endProgress(void);
 
 /* Pages chosen by -f FIRST and -l LAST (from 1; 0 when not given). */
@@ -107,6 +110,10 @@ typedef struct {
  * returns 1 when it did (advancing *i, `result` then EXIT_OK or a usage
  * error), 0 when argv[*i] is no page option. */
 int takePageOption(int argc, char** argv, int* i, int single, PageRange* range, int* result);
+/* The pages [first, last) (from 0) of `range` in a document of `count`
+ * pages; a first page after the end is reported with EXIT_PAGE_RANGE. */
+int resolvePageRange(const char* path, const PageRange* range, uint32_t count, uint32_t* first,
+                     uint32_t* last);
 /* Opens `path` as openDocument does and gives the pages [first, last) (from
  * 0) of `range` in it. A last page beyond the end is the end; a first page
  * after it is reported and gives EXIT_PAGE_RANGE, with the handle released. */

@@ -193,6 +193,60 @@ if [ -w /dev/full ]; then
   expect_run "text onto a full device" 9 /dev/null "/dev/full: cannot write the file" text "$work/in.pdf" /dev/full
 fi
 
+# Threads: twelve pages, each reading "Page N". -j 1 and -j 4 give the same
+# bytes for one file, several files (one unreadable) and a folder; several
+# inputs give what each gives alone, in argument order (a folder's by name).
+start_pdf "$work/many.pdf"
+add_object 1 "<< /Type /Catalog /Pages 2 0 R >>"
+kids=""
+for n in 1 2 3 4 5 6 7 8 9 10 11 12; do kids="$kids $((2 * n + 2)) 0 R"; done
+add_object 2 "<< /Type /Pages /Kids [$kids] /Count 12 >>"
+add_object 3 "<< /Type /Font /Subtype /Type1 /BaseFont /Helvetica >>"
+for n in 1 2 3 4 5 6 7 8 9 10 11 12; do
+  add_object $((2 * n + 2)) "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 200 200] /Contents $((2 * n + 3)) 0 R /Resources << /Font << /F1 3 0 R >> >> >>"
+  content="BT /F1 12 Tf 20 100 Td (Page $n) Tj ET"
+  add_object $((2 * n + 3)) "<< /Length ${#content} >>
+stream
+$content
+endstream"
+done
+end_pdf
+mkdir "$work/folder"
+cp "$work/many.pdf" "$work/folder/b.pdf"
+cp "$sample" "$work/folder/a.pdf"
+printf 'not a PDF\n' >"$work/junk.pdf"
+"$tool" text "$work/many.pdf" - >"$work/many.txt"
+"$tool" text "$sample" - >"$work/sample-alone.txt"
+if command -v pdftotext >/dev/null 2>&1; then
+  pdftotext "$work/many.pdf" - | tr -s ' \n' ' ' >"$work/theirs.txt"
+  tr -s ' \n' ' ' <"$work/many.txt" | cmp -s - "$work/theirs.txt" || fail "text: not pdftotext's pages in order"
+fi
+while IFS='|' read -r name code expected args; do
+  # shellcheck disable=SC2086
+  "$tool" $args -j 1 >"$work/j1" 2>"$work/e1"
+  c1=$?
+  # shellcheck disable=SC2086
+  "$tool" $args -j 4 >"$work/j4" 2>"$work/e4"
+  c4=$?
+  [ "$c1" -eq "$code" ] && [ "$c4" -eq "$code" ] || fail "$name: exit $c1 and $c4, expected $code"
+  cmp -s "$work/j1" "$work/j4" && cmp -s "$work/e1" "$work/e4" || fail "$name: -j 1 and -j 4 differ"
+  # shellcheck disable=SC2086
+  [ -z "$expected" ] || cat $expected | cmp -s - "$work/j4" || fail "$name: not $expected"
+done <<EOF
+text|0||text -o - $work/many.pdf
+items|0||items $work/many.pdf
+items --json|0||items --json $work/many.pdf
+text, three files|3|$work/many.txt $work/sample-alone.txt $work/many.txt|text -o - $work/many.pdf $work/junk.pdf $sample $work/many.pdf
+text, a folder|0|$work/sample-alone.txt $work/many.txt|text -o - $work/folder
+items, a folder|0||items $work/folder
+EOF
+[ "$(cut -f1 "$work/j4" | uniq | tr '\n' ' ')" = "$work/folder/a.pdf $work/folder/b.pdf " ] ||
+  fail "items, a folder: not a.pdf then b.pdf, each line led by its name"
+[ "$(grep -c "^$work/folder/b.pdf" "$work/j4")" -eq 12 ] || fail "items, a folder: not twelve items of b.pdf"
+expect_run "text, two files beside them" 0 /dev/null - text -j 2 "$work/folder/b.pdf" "$work/folder/a.pdf"
+cmp -s "$work/folder/b.txt" "$work/many.txt" && cmp -s "$work/folder/a.txt" "$work/sample-alone.txt" ||
+  fail "text, two files: not each text beside its file"
+
 # Erase: all text goes, or chosen items only (numbered as items prints them).
 expect_run "erase" 0 /dev/null - erase "$work/in.pdf" "$work/erased.pdf"
 "$tool" text "$work/erased.pdf"

@@ -7,6 +7,7 @@
 #include <string.h>
 
 #include "cli.h"
+#include "parallel.h"
 #include "zopra_document_loader.h"
 
 int runRewrite(int argc, char** argv) {
@@ -127,11 +128,13 @@ static int eraseChosen(ZOPRADocumentLoader* loader, const char* input, const uns
   int outcome = EXIT_OK;
   uint32_t page;
   size_t first = 0;
+  int progress = pages > 1 && progressWanted(1);
   if (!indices) return reportFailure(input, ZOPRA_STATUS_MEMORY_INSUFFICIENT);
   for (page = 0; page < pages; ++page) {
     int32_t status;
     int step;
     if (!wholePages[page]) continue;
+    if (progress) showProgress(page + 1, pages);
     status = zopraDocumentLoaderRemoveOriginalText(loader, page);
     step = status == ZOPRA_STATUS_SUCCESS ? reportTextLeft(loader, input, page)
                                           : reportPageUnread(input, page, status);
@@ -163,6 +166,7 @@ static int eraseChosen(ZOPRADocumentLoader* loader, const char* input, const uns
     first = end;
   }
   free(indices);
+  endProgress();
   return outcome;
 }
 
@@ -174,6 +178,7 @@ int runErase(int argc, char** argv) {
   size_t itemRoom = 0;
   size_t itemCount = 0;
   int plain = 0;
+  unsigned jobs = 1;
   ZOPRADocumentLoader* loader = NULL;
   unsigned char* wholePages = NULL;
   uint32_t pages = 0;
@@ -195,6 +200,12 @@ int runErase(int argc, char** argv) {
       pageList = argv[++i];
     } else if (strcmp(argument, "--plain") == 0) {
       plain = 1;
+    } else if (takeJobsOption(argc, argv, &i, &jobs, &result)) {
+      /* Taken for the same command lines as text and items, but the edit
+       * stays on one thread: every removal must land in the one document
+       * that is written, and a handle's edits cannot be carried over to
+       * another handle. */
+      continue;
     } else if (strcmp(argument, "--items") == 0 && i + 1 < argc) {
       if (!parseItems(argv[++i], items, &itemCount)) result = usageError("not a PAGE:ITEM,... list", argv[i]);
     } else if (argument[0] == '-' && argument[1] != '\0') {
@@ -221,6 +232,7 @@ int runErase(int argc, char** argv) {
   if (result == EXIT_OK) result = eraseChosen(loader, paths[0], wholePages, pages, items, itemCount);
   free(wholePages);
   free(items);
+  (void)jobs;
   /* Mistakes leave no output; pages that could not be read, or text left,
    * do: the rest of the work is in it. */
   if (result != EXIT_OK && result != EXIT_PAGES_UNREAD && result != EXIT_TEXT_LEFT) {

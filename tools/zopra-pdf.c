@@ -29,6 +29,10 @@
   "OUT is written only when no mistake or failure stopped the job (pages that\n"    \
   "cannot be read do not). An OUT that is IN itself, under any name, is refused\n" \
   "with exit status 2.\n"
+/* As parallel.c spreads the pages of text and items. */
+#define JOBS_OPTION                                                                     \
+  "  -j N           spread the pages over N threads (default: one per processor);\n" \
+  "                 the output is the same whatever N\n"
 
 static const Subcommand kSubcommands[] = {
     {"info", "[--json] FILE", "print the page count and each page's size and rotation",
@@ -39,28 +43,37 @@ static const Subcommand kSubcommands[] = {
      "\"rotation\":R},...]}. Sizes are in PDF units (1/72 inch), as the page is\n"
      "displayed: width and height exchanged for pages rotated by 90 or 270 degrees.\n",
      runInfo},
-    {"text", "[-f FIRST] [-l LAST] FILE [OUTPUT]",
+    {"text", "[-j N] [-f FIRST] [-l LAST] [-o OUT] FILE|FOLDER... [OUT]",
      "write the text of the pages to FILE.txt, OUTPUT or - (stdout)",
-     "Writes the text of the pages FIRST to LAST of FILE to OUTPUT, as pdftotext\n"
-     "does. Without OUTPUT the text goes to FILE with its .pdf extension (any case)\n"
-     "replaced by .txt, or with .txt added; OUTPUT - is standard output. An OUTPUT\n"
-     "that is FILE itself is refused with exit status 2.\n",
-     RANGE_OPTIONS,
+     "Writes the text of the pages FIRST to LAST of FILE to OUT, as pdftotext does.\n"
+     "Without OUT the text goes to FILE with its .pdf extension (any case) replaced\n"
+     "by .txt, or with .txt added; OUT - is standard output. An OUT that is FILE\n"
+     "itself is refused with exit status 2. A second name that is -, or neither a\n"
+     "folder nor a name ending in .pdf, is OUT. Otherwise every name is an input:\n"
+     "several files, or a FOLDER (its files ending in .pdf, by name), are done in\n"
+     "turn, each to its own .txt, or all to -o OUT in the order given.\n",
+     RANGE_OPTIONS JOBS_OPTION
+     "  -o OUT         the text of every file, one after the other (- for stdout)\n",
      "The text of each page in UTF-8, followed by a form feed. A page that cannot be\n"
-     "read is reported and left empty; the other pages are still written.\n",
+     "read is reported and left empty; the other pages are still written. A file\n"
+     "that cannot be read is reported and the others are still done.\n",
      runText},
-    {"items", "[-f FIRST] [-l LAST | --page N] [--json] FILE",
+    {"items", "[-j N] [-f FIRST] [-l LAST|--page N] [--json] FILE...",
      "print the text items of the pages with position, font size and width",
      "Prints the text items of the pages of FILE (every page without -f, -l or\n"
      "--page), one per line. Items are numbered on each page from 1, in the order\n"
-     "the library reads them; erase --items and replace maps take these numbers.\n",
-     RANGE_OPTIONS PAGE_OPTION JSON_OPTION,
+     "the library reads them; erase --items and replace maps take these numbers.\n"
+     "Several files, or a FOLDER (its files ending in .pdf, by name), are done in\n"
+     "turn.\n",
+     RANGE_OPTIONS PAGE_OPTION JOBS_OPTION JSON_OPTION,
      "Per item, separated by tabs: page, item, x and y of the start of its baseline,\n"
      "font size (as the content sets it), effective font size (scaled by the text\n"
      "matrix: the size the page shows), width along the baseline, and the text.\n"
      "Positions and widths are in PDF units. With --json: {\"file\":F,\"pages\":\n"
      "[{\"page\":P,\"items\":[{\"page\":P,\"item\":I,\"text\":T,\"x\":X,\"y\":Y,\n"
-     "\"font_size\":S,\"effective_font_size\":E,\"width\":W},...]},...]}.\n",
+     "\"font_size\":S,\"effective_font_size\":E,\"width\":W},...]},...]}.\n"
+     "With several files each line starts with the file's name and a tab; with\n"
+     "--json each file gives one object on its own line.\n",
      runItems},
     {"graphics", "[-f FIRST] [-l LAST|--page N] [--min S] [--json] FILE",
      "print the painted path pieces and drawn images of the pages",
@@ -103,7 +116,9 @@ static const Subcommand kSubcommands[] = {
      "  --pages LIST   the pages whose text goes, as 1,3-5 (from 1)\n"
      "  --items P:I,J  items I, J, ... of page P, numbered as items prints them;\n"
      "                 may be given again; all items of one page are numbered as\n"
-     "                 items prints them for the input\n" PLAIN_OPTION,
+     "                 items prints them for the input\n"
+     "  -j N           taken as by text and items; the edit runs on one thread, as\n"
+     "                 every removal goes into the one document written\n" PLAIN_OPTION,
      "Nothing on standard output.\n" NEVER_THE_INPUT,
      runErase},
     {"segments", "[-f FIRST] [-l LAST] [--format json|xliff] IN [OUTPUT]",

@@ -162,6 +162,36 @@ void number(ContentLexer& lexer, Token& out) {
     }
     return;
   }
+  // Most numbers have few digits: their value is an exact integer divided
+  // by an exact power of ten, which one division rounds correctly, as
+  // from_chars would.
+  {
+    static constexpr double kPowers[] = {1e0, 1e1, 1e2, 1e3, 1e4, 1e5, 1e6, 1e7, 1e8,
+                                         1e9, 1e10, 1e11, 1e12, 1e13, 1e14, 1e15};
+    std::uint64_t at = begin;
+    const bool negative = data[at] == '-';
+    if (data[at] == '+' || data[at] == '-') ++at;
+    std::uint64_t mantissa = 0;
+    int digits = 0;
+    int decimals = 0;
+    bool afterDot = false;
+    for (; at < pos; ++at) {
+      if (data[at] == '.') {
+        afterDot = true;
+        continue;
+      }
+      mantissa = mantissa * 10 + (data[at] - '0');
+      ++digits;
+      if (afterDot) ++decimals;
+      if (digits > 15) break;
+    }
+    if (digits > 0 && digits <= 15) {
+      double value = static_cast<double>(mantissa) / kPowers[decimals];
+      out.kind = Token::Kind::Number;
+      out.number = negative ? -value : value;
+      return;
+    }
+  }
   // Converted in place; from_chars takes no "+" sign, and the value is the
   // same without it.
   const char* first = reinterpret_cast<const char*>(data.data() + begin);

@@ -107,6 +107,16 @@ void Interpreter::drawXObject(const Value& resources, const std::string& name) {
 }
 
 FontInfo& Interpreter::font(const Value& resources, const std::string& name) {
+  // Text shows string after string in one font: the last answer is kept.
+  if (lastFont_ && lastFontResources_ == &resources && lastFontName_ == name) return *lastFont_;
+  FontInfo& found = lookUpFont(resources, name);
+  lastFont_ = &found;
+  lastFontResources_ = &resources;
+  lastFontName_ = name;
+  return found;
+}
+
+FontInfo& Interpreter::lookUpFont(const Value& resources, const std::string& name) {
   // Fonts are keyed by the object number of an indirect font dictionary, by
   // where a font dictionary written in place lives (resource values stay in
   // place for the interpreter's whole life), or 0 for a missing font.

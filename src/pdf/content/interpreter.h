@@ -145,6 +145,14 @@ class Interpreter {
   void chargeText(std::size_t bytes);
   void chargeFont(std::size_t bytes);
   void chargeGraphics();
+  // font() without the memory of its last answer.
+  FontInfo& lookUpFont(const Value& resources, const std::string& name);
+
+  // The last font() answer and what it was asked; the FontInfo stays held
+  // by `fonts` for the interpreter's life.
+  FontInfo* lastFont_ = nullptr;
+  const Value* lastFontResources_ = nullptr;
+  std::string lastFontName_;
 
   std::uint64_t operators_ = 0;
   std::uint64_t contentBytes_ = 0;

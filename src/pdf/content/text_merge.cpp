@@ -27,6 +27,8 @@ bool oneOf(unsigned char byte, std::string_view set) {
 // long items are not decoded again for every merged run.
 std::uint32_t lastCodePoint(const std::string& text) {
   if (text.empty()) return 0;
+  // ASCII, the common case, needs no decoder.
+  if (static_cast<unsigned char>(text.back()) < 0x80) return static_cast<unsigned char>(text.back());
   std::size_t start = text.size() - 1;
   for (int back = 0; back < 3 && start > 0; ++back) {
     if ((static_cast<unsigned char>(text[start]) & 0xC0) != 0x80) break;
@@ -38,6 +40,7 @@ std::uint32_t lastCodePoint(const std::string& text) {
 
 std::uint32_t firstCodePoint(const std::string& text) {
   if (text.empty()) return 0;
+  if (static_cast<unsigned char>(text.front()) < 0x80) return static_cast<unsigned char>(text.front());
   std::vector<std::uint32_t> points =
       decodeUtf8(std::string_view(text).substr(0, std::min<std::size_t>(4, text.size())), nullptr);
   return points.empty() ? 0 : points.front();
@@ -53,10 +56,12 @@ bool startsWithAscii(const std::string& text) {
 
 // Removes leading and trailing white space; reports what was removed.
 void trim(TextRun& run, bool& leadingSpace, bool& trailingSpace) {
-  std::vector<std::uint32_t> points = decodeUtf8(run.text, nullptr);
-  leadingSpace = !points.empty() && textWhiteSpace(points.front());
-  trailingSpace = !points.empty() && textWhiteSpace(points.back());
+  // Run texts are well-formed UTF-8 (the text runs encode them): their ends
+  // tell without decoding the whole text, which most runs need not.
+  leadingSpace = !run.text.empty() && textWhiteSpace(firstCodePoint(run.text));
+  trailingSpace = !run.text.empty() && textWhiteSpace(lastCodePoint(run.text));
   if (!leadingSpace && !trailingSpace) return;
+  std::vector<std::uint32_t> points = decodeUtf8(run.text, nullptr);
   std::size_t first = 0;
   std::size_t last = points.size();
   while (first < last && textWhiteSpace(points[first])) ++first;

@@ -119,6 +119,30 @@ void Interpreter::show(const Token& operand, const Value& resources, std::uint32
 
 void Interpreter::showString(const FontInfo& fontInfo, const std::string& bytes, std::string& text,
                              RunMetrics& metrics) {
+  if (const ByteCodes* table = fontInfo.byteCodes()) {
+    // One byte per code: the same steps as below, read from the font's table.
+    for (unsigned char byte : bytes) {
+      const std::uint32_t code = byte;
+      const double width = table->widths[code];
+      double tx = width / 1000.0 * state.fontSize + state.charSpacing;
+      if (code == 32) tx += state.wordSpacing;
+      tx *= state.horizontalScale;
+      if (table->shown[code]) {
+        text.append(table->text, table->start[code], table->start[code + 1] - table->start[code]);
+        metrics.advance += tx;
+        metrics.negativeSpacing = state.horizontalScale * std::min(state.charSpacing, 0.0);
+        if (!metrics.hasFirst) {
+          metrics.hasFirst = true;
+          metrics.firstCode = code;
+          metrics.firstWidth = width;
+        }
+        metrics.lastWidth = width;
+      }
+      metrics.glyphAdvance += tx;
+      state.textMatrix = Matrix{1, 0, 0, 1, tx, 0} * state.textMatrix;
+    }
+    return;
+  }
   std::string_view view(bytes);
   std::size_t position = 0;
   while (position < view.size()) {
@@ -179,7 +203,8 @@ void Interpreter::emitText(const Matrix& runMatrix, FontInfo& fontInfo, std::str
 double Interpreter::spaceLength(const FontInfo& fontInfo) const {
   double scaledSize = std::fabs(state.fontSize * state.horizontalScale);
   if (fontInfo.predefined || fontInfo.narrowSpace) return 0.1 * scaledSize;
-  double width = fontInfo.width(32) / 1000.0 * scaledSize;
+  const ByteCodes* table = fontInfo.byteCodes();
+  double width = (table ? table->widths[32] : fontInfo.width(32)) / 1000.0 * scaledSize;
   if (width >= 1e-12) return width;
   return fontInfo.spaceFallback * scaledSize;
 }

@@ -4,6 +4,7 @@
 
 #include "pdf/fonts/code_tables.h"
 #include "pdf/fonts/predefined_cmap.h"
+#include "pdf/fonts/unicode.h"
 
 namespace zopra::pdf {
 
@@ -23,6 +24,12 @@ std::uint32_t bigEndian(std::string_view bytes, std::size_t position, std::size_
     value = (value << 8) | static_cast<unsigned char>(bytes[position + i]);
   }
   return value;
+}
+
+// Every code one byte long: no code space ranges and a nominal length of 1
+// (nextCode clamps a length of 0 to 1).
+bool oneByteCodes(const FontInfo& font) {
+  return font.codeSpace.empty() && (font.codeLengths.empty() || font.codeLengths.front() <= 1);
 }
 
 }  // namespace
@@ -128,12 +135,35 @@ std::uint32_t FontInfo::nextCode(std::string_view bytes, std::size_t& position,
   return code;
 }
 
+const ByteCodes* FontInfo::byteCodes() const {
+  if (byteCodesTried_) return byteCodes_.get();
+  byteCodesTried_ = true;
+  if (!oneByteCodes(*this)) return nullptr;
+  auto table = std::make_shared<ByteCodes>();
+  for (std::uint32_t code = 0; code < 256; ++code) {
+    table->start[code] = static_cast<std::uint32_t>(table->text.size());
+    table->widths[code] = width(code);
+    std::vector<std::uint32_t> points = map(1, code);
+    table->shown[code] = !points.empty();
+    // As item text crosses the C interface: a lone surrogate or a value past
+    // U+10FFFF becomes U+FFFD.
+    for (std::uint32_t point : points) {
+      if ((point >= 0xD800 && point <= 0xDFFF) || point > 0x10FFFF) point = 0xFFFD;
+      table->text += encodeUtf8(point);
+    }
+  }
+  table->start[256] = static_cast<std::uint32_t>(table->text.size());
+  byteCodes_ = std::move(table);
+  return byteCodes_.get();
+}
+
 std::size_t FontInfo::memory() const {
   // Map nodes cost about three pointers and a colour besides their payload.
   constexpr std::size_t kNode = 48;
   return sizeof(*this) + baseFont.capacity() + encodingName.capacity() +
          codeSpace.capacity() * sizeof(CodeSpaceRange) + codeToUnicode.size() * kNode +
-         widths.rangeCount() * (kNode + 16) + (style ? sizeof(FontStyle) + style->name.capacity() : 0);
+         widths.rangeCount() * (kNode + 16) + (style ? sizeof(FontStyle) + style->name.capacity() : 0) +
+         (oneByteCodes(*this) ? sizeof(ByteCodes) + 512 : 0);
 }
 
 }  // namespace zopra::pdf

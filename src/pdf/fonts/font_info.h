@@ -2,6 +2,7 @@
 // cut into character codes, what each code means in Unicode, and glyph widths.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <map>
@@ -45,6 +46,18 @@ struct ToUnicodeMap {
   std::vector<std::uint32_t> target(const Entry& entry) const;
   // Bytes held, for the caches' budgets.
   std::size_t memory() const;
+};
+
+// What each one-byte code of a font shows, worked out once so that long
+// runs of text in simple fonts need no lookup per glyph: the item text in
+// UTF-8 (as the text runs write it) and the glyph width.
+struct ByteCodes {
+  std::array<double, 256> widths{};
+  // Whether the code shows text at all (it maps to at least one code point).
+  std::array<bool, 256> shown{};
+  // The text of code c is text[start[c], start[c + 1]).
+  std::array<std::uint32_t, 257> start{};
+  std::string text;
 };
 
 struct FontInfo {
@@ -97,6 +110,15 @@ struct FontInfo {
                          std::uint32_t& byteLength) const;
   // Bytes held by this font alone (a shared ToUnicode map is not counted).
   std::size_t memory() const;
+  // The table of every one-byte code, when each code of the font is one
+  // byte (no code space ranges, a nominal length of 1); null otherwise.
+  // Built on first use from map() and width(): the fields it reads must not
+  // change afterwards.
+  const ByteCodes* byteCodes() const;
+
+ private:
+  mutable std::shared_ptr<const ByteCodes> byteCodes_;
+  mutable bool byteCodesTried_ = false;
 };
 
 }  // namespace zopra::pdf

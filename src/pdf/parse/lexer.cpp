@@ -72,6 +72,18 @@ double Lexer::number() {
     position_ = start;
     fail("invalid PDF number");
   }
+  if (integerDigits + fractionDigits <= 15) {
+    // An exact integer divided by an exact power of ten: one division
+    // rounds it correctly, as from_chars would.
+    static constexpr double kPowers[] = {1e0, 1e1, 1e2, 1e3, 1e4, 1e5, 1e6, 1e7, 1e8,
+                                         1e9, 1e10, 1e11, 1e12, 1e13, 1e14, 1e15};
+    std::uint64_t mantissa = 0;
+    for (std::uint64_t at = digitsStart; at < position_; ++at) {
+      if (data_[at] != '.') mantissa = mantissa * 10 + static_cast<std::uint64_t>(data_[at] - '0');
+    }
+    double value = static_cast<double>(mantissa) / kPowers[fractionDigits];
+    return data_[start] == '-' ? -value : value;
+  }
   // from_chars is locale independent; it accepts neither a leading "+" nor a
   // trailing "." without digits, so both are dropped from the text it sees.
   const char* first = reinterpret_cast<const char*>(data_ + start);
