@@ -23,6 +23,9 @@ import sys
 import tempfile
 import unicodedata
 
+sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
+from text_words_f1 import f1, read_tsv, run  # noqa: E402
+
 
 def words(text):
     # pdftotext keeps a hyphen at a line end and breaks the word; the
@@ -30,35 +33,6 @@ def words(text):
     # dropped and words split there.
     text = unicodedata.normalize("NFKC", text).replace("-\n", "").replace("-", " ")
     return collections.Counter(text.split())
-
-
-def f1(ours, theirs):
-    if not ours and not theirs:
-        return 1.0
-    common = sum((ours & theirs).values())
-    if common == 0:
-        return 0.0
-    precision = common / sum(ours.values())
-    recall = common / sum(theirs.values())
-    return 2 * precision * recall / (precision + recall)
-
-
-def run(command, need_success=True):
-    try:
-        result = subprocess.run(command, capture_output=True, timeout=600)
-    except subprocess.TimeoutExpired:
-        return None
-    if need_success and result.returncode != 0:
-        return None
-    return result.stdout.decode("utf-8", "replace")
-
-
-def read_tsv(path):
-    if not os.path.exists(path):
-        return {}
-    with open(path, encoding="utf-8") as f:
-        header = f.readline().rstrip("\n").split("\t")
-        return {row[0]: dict(zip(header, row)) for row in (line.rstrip("\n").split("\t") for line in f)}
 
 
 def main():

@@ -54,4 +54,19 @@ std::string capture(const std::string& command) {
   return out;
 }
 
+double wordF1(const std::map<std::string, int>& ours, const std::map<std::string, int>& theirs) {
+  long common = 0, ourTotal = 0, theirTotal = 0;
+  for (const auto& [word, count] : ours) {
+    ourTotal += count;
+    auto other = theirs.find(word);
+    if (other != theirs.end()) common += std::min(count, other->second);
+  }
+  for (const auto& entry : theirs) theirTotal += entry.second;
+  if (ourTotal == 0 && theirTotal == 0) return 1;
+  if (common == 0) return 0;
+  const double precision = static_cast<double>(common) / static_cast<double>(ourTotal);
+  const double recall = static_cast<double>(common) / static_cast<double>(theirTotal);
+  return 2 * precision * recall / (precision + recall);
+}
+
 }  // namespace zopra::test

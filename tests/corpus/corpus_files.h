@@ -20,5 +20,7 @@ std::vector<std::string> corpusFiles();
 std::map<std::string, OracleRow> corpusOracle();
 // The standard output of a shell command.
 std::string capture(const std::string& command);
+// The F1 score of two word multisets (word -> count): 1 for two empty ones.
+double wordF1(const std::map<std::string, int>& ours, const std::map<std::string, int>& theirs);
 
 }  // namespace zopra::test

@@ -41,21 +41,6 @@ std::map<std::string, int> words(std::string text) {
   return counts;
 }
 
-double wordF1(const std::map<std::string, int>& ours, const std::map<std::string, int>& theirs) {
-  long common = 0, ourTotal = 0, theirTotal = 0;
-  for (const auto& [word, count] : ours) {
-    ourTotal += count;
-    auto other = theirs.find(word);
-    if (other != theirs.end()) common += std::min(count, other->second);
-  }
-  for (const auto& entry : theirs) theirTotal += entry.second;
-  if (ourTotal == 0 && theirTotal == 0) return 1;
-  if (common == 0) return 0;
-  const double precision = static_cast<double>(common) / static_cast<double>(ourTotal);
-  const double recall = static_cast<double>(common) / static_cast<double>(theirTotal);
-  return 2 * precision * recall / (precision + recall);
-}
-
 // Pages first to last, from 1.
 std::string pdftotext(const std::string& path, int first, int last) {
   return test::capture("pdftotext -f " + std::to_string(first) + " -l " + std::to_string(last) + " '" + path +
@@ -112,8 +97,8 @@ TEST(CorpusSegments, UnchangedRoundTripKeepsTheWords) {
     const std::string out = test::tempDirectory() + "/round-trip.pdf";
     ASSERT_EQ(document.save(out), Error::None);
     const auto original = words(pdftotext(found->second, row.first, last));
-    EXPECT_GE(wordF1(words(segmentText), original), 0.97);
-    EXPECT_GE(wordF1(words(pdftotext(out, row.first, last)), original), 0.97);
+    EXPECT_GE(zopra::test::wordF1(words(segmentText), original), 0.97);
+    EXPECT_GE(zopra::test::wordF1(words(pdftotext(out, row.first, last)), original), 0.97);
   }
 }
 

@@ -37,21 +37,6 @@ std::map<std::string, int> words(const std::string& text) {
   return counts;
 }
 
-double wordF1(const std::map<std::string, int>& ours, const std::map<std::string, int>& theirs) {
-  long common = 0, ourTotal = 0, theirTotal = 0;
-  for (const auto& [word, count] : ours) {
-    ourTotal += count;
-    auto other = theirs.find(word);
-    if (other != theirs.end()) common += std::min(count, other->second);
-  }
-  for (const auto& entry : theirs) theirTotal += entry.second;
-  if (ourTotal == 0 && theirTotal == 0) return 1;
-  if (common == 0) return 0;
-  double precision = static_cast<double>(common) / static_cast<double>(ourTotal);
-  double recall = static_cast<double>(common) / static_cast<double>(theirTotal);
-  return 2 * precision * recall / (precision + recall);
-}
-
 TEST(CorpusText, FilesThatNeedTheLenientReadersMatchPdftotext) {
   if (!test::haveProgram("pdftotext")) GTEST_SKIP() << "pdftotext not installed";
   std::map<std::string, std::string> paths;
@@ -83,7 +68,7 @@ TEST(CorpusText, FilesThatNeedTheLenientReadersMatchPdftotext) {
       for (const TextEntry& entry : entries) text += entry.text + "\n";
     }
     std::string expected = test::capture("pdftotext -enc UTF-8 '" + found->second + "' - 2>/dev/null");
-    EXPECT_GE(wordF1(words(text), words(expected)), minimumF1) << name;
+    EXPECT_GE(zopra::test::wordF1(words(text), words(expected)), minimumF1) << name;
   }
 }
 

@@ -13,6 +13,26 @@ namespace zopra::pdf {
 
 namespace {
 
+// Moves the text matrix past one glyph of `width` thousandths of an em,
+// spacing included; a glyph that shows text counts in the run's metrics.
+inline void advanceGlyph(State& state, RunMetrics& metrics, std::uint32_t code, double width, bool shown) {
+  double tx = width / 1000.0 * state.fontSize + state.charSpacing;
+  if (code == 32) tx += state.wordSpacing;
+  tx *= state.horizontalScale;
+  if (shown) {
+    metrics.advance += tx;
+    metrics.negativeSpacing = state.horizontalScale * std::min(state.charSpacing, 0.0);
+    if (!metrics.hasFirst) {
+      metrics.hasFirst = true;
+      metrics.firstCode = code;
+      metrics.firstWidth = width;
+    }
+    metrics.lastWidth = width;
+  }
+  metrics.glyphAdvance += tx;
+  state.textMatrix = Matrix{1, 0, 0, 1, tx, 0} * state.textMatrix;
+}
+
 // The width of the glyph that stands for U+0020, in thousandths of an em.
 double spaceGlyphWidth(const FontInfo& fontInfo) {
   const std::vector<std::uint32_t> space{0x20};
@@ -123,23 +143,10 @@ void Interpreter::showString(const FontInfo& fontInfo, const std::string& bytes,
     // One byte per code: the same steps as below, read from the font's table.
     for (unsigned char byte : bytes) {
       const std::uint32_t code = byte;
-      const double width = table->widths[code];
-      double tx = width / 1000.0 * state.fontSize + state.charSpacing;
-      if (code == 32) tx += state.wordSpacing;
-      tx *= state.horizontalScale;
       if (table->shown[code]) {
         text.append(table->text, table->start[code], table->start[code + 1] - table->start[code]);
-        metrics.advance += tx;
-        metrics.negativeSpacing = state.horizontalScale * std::min(state.charSpacing, 0.0);
-        if (!metrics.hasFirst) {
-          metrics.hasFirst = true;
-          metrics.firstCode = code;
-          metrics.firstWidth = width;
-        }
-        metrics.lastWidth = width;
       }
-      metrics.glyphAdvance += tx;
-      state.textMatrix = Matrix{1, 0, 0, 1, tx, 0} * state.textMatrix;
+      advanceGlyph(state, metrics, code, table->widths[code], table->shown[code]);
     }
     return;
   }
@@ -152,23 +159,8 @@ void Interpreter::showString(const FontInfo& fontInfo, const std::string& bytes,
     if (position <= before) position = before + 1;  // never stall on a bad code space
 
     std::vector<std::uint32_t> points = fontInfo.map(byteLength, code);
-    double width = fontInfo.width(code);
-    double tx = width / 1000.0 * state.fontSize + state.charSpacing;
-    if (code == 32) tx += state.wordSpacing;
-    tx *= state.horizontalScale;
-    if (!points.empty()) {
-      appendItemText(points, text);
-      metrics.advance += tx;
-      metrics.negativeSpacing = state.horizontalScale * std::min(state.charSpacing, 0.0);
-      if (!metrics.hasFirst) {
-        metrics.hasFirst = true;
-        metrics.firstCode = code;
-        metrics.firstWidth = width;
-      }
-      metrics.lastWidth = width;
-    }
-    metrics.glyphAdvance += tx;
-    state.textMatrix = Matrix{1, 0, 0, 1, tx, 0} * state.textMatrix;
+    if (!points.empty()) appendItemText(points, text);
+    advanceGlyph(state, metrics, code, fontInfo.width(code), !points.empty());
   }
 }
 

@@ -38,8 +38,9 @@ void subsetFont(Document& document, WriteOptions& options, const Document::Embed
   for (const auto& [glyph, advance] : font.glyphAdvances) glyphs.insert(glyph);
   std::set<std::uint32_t> unicodes;
   for (const auto& [glyph, unicode] : font.glyphToUnicode) unicodes.insert(unicode);
-  // The name drawing gave the font, else the one its file gives.
-  const std::string postScript = font.baseFont.empty() ? postScriptName(file->data) : font.baseFont;
+  // The name drawing gave the font (its PostScript name, or one made from
+  // its file name).
+  const std::string postScript = font.baseFont.empty() ? std::string("ZopraEmbedded") : font.baseFont;
   std::optional<Bytes> subset = subsetTrueType(file->data, glyphs, unicodes);
   std::string baseFont = postScript;
   if (subset) {

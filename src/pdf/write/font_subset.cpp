@@ -15,8 +15,6 @@ namespace zopra::pdf {
 
 namespace {
 
-// PostScript names are at most 63 characters long.
-constexpr std::size_t kMaxNameLength = 63;
 constexpr std::uint64_t kFnvOffset = 0xcbf29ce484222325ULL;
 constexpr std::uint64_t kFnvPrime = 0x100000001b3ULL;
 
@@ -46,17 +44,6 @@ Face openFace(const Bytes& font) {
   return face;
 }
 
-bool nameCharacter(char c) {
-  if (c < 0x21 || c > 0x7E) return false;
-  switch (c) {
-    case '#': case '%': case '(': case ')': case '/':
-    case '<': case '>': case '[': case ']': case '{': case '}':
-      return false;
-    default:
-      return true;
-  }
-}
-
 }  // namespace
 
 std::optional<Bytes> subsetTrueType(const Bytes& font, const std::set<std::uint16_t>& glyphs,
@@ -77,19 +64,6 @@ std::optional<Bytes> subsetTrueType(const Bytes& font, const std::set<std::uint1
   const char* data = blob ? hb_blob_get_data(blob.get(), &length) : nullptr;
   if (!data || length == 0) return std::nullopt;
   return Bytes(reinterpret_cast<const std::uint8_t*>(data), reinterpret_cast<const std::uint8_t*>(data) + length);
-}
-
-std::string postScriptName(const Bytes& font) {
-  std::string name;
-  if (Face face = openFace(font)) {
-    char buffer[256];
-    unsigned int size = sizeof buffer;
-    hb_ot_name_get_utf8(face.get(), HB_OT_NAME_ID_POSTSCRIPT_NAME, HB_LANGUAGE_INVALID, &size, buffer);
-    for (unsigned int i = 0; i < size && name.size() < kMaxNameLength; ++i) {
-      if (nameCharacter(buffer[i])) name.push_back(buffer[i]);
-    }
-  }
-  return name.empty() ? std::string("ZopraEmbedded") : name;
 }
 
 std::string subsetTag(const std::string& seed) {

@@ -19,10 +19,6 @@ namespace zopra::pdf {
 std::optional<Bytes> subsetTrueType(const Bytes& font, const std::set<std::uint16_t>& glyphs,
                                     const std::set<std::uint32_t>& unicodes);
 
-// The font's PostScript name (name table, name 6), cut to the characters a
-// PDF name takes without escapes; "ZopraEmbedded" when it has none.
-std::string postScriptName(const Bytes& font);
-
 // Six upper-case letters derived from `seed`, the tag that marks a font
 // file as a subset ("ABCDEF+Name").
 std::string subsetTag(const std::string& seed);
