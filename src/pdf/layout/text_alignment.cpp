@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <limits>
 
+#include "pdf/layout/baseline_groups.h"
 #include "pdf/layout/item_geometry.h"
 
 namespace zopra::pdf {
@@ -67,43 +68,13 @@ double tolerance(double size) { return kMatch * size + 0.5; }
 // Groups the lines by baseline; on each baseline, records each line's run
 // of text (items no column-sized gap separates) and its nearest neighbours.
 void findRuns(std::vector<Line>& lines) {
-  std::vector<std::size_t> order(lines.size());
-  for (std::size_t i = 0; i < order.size(); ++i) order[i] = i;
-  std::sort(order.begin(), order.end(), [&](std::size_t l, std::size_t r) {
-    return lines[l].baseline != lines[r].baseline ? lines[l].baseline > lines[r].baseline
-                                                  : lines[l].box.x0 < lines[r].box.x0;
-  });
-  std::size_t start = 0;
-  while (start < order.size()) {
-    const Line& first = lines[order[start]];
-    std::size_t end = start + 1;
-    while (end < order.size() && first.baseline - lines[order[end]].baseline <= kSameLine * first.size) ++end;
-    const auto from = order.begin() + static_cast<std::ptrdiff_t>(start);
-    const auto to = order.begin() + static_cast<std::ptrdiff_t>(end);
-    std::sort(from, to, [&](std::size_t l, std::size_t r) { return lines[l].box.x0 < lines[r].box.x0; });
-    std::size_t segment = start;
-    while (segment < end) {
-      double right = lines[order[segment]].box.x1;
-      std::size_t next = segment + 1;
-      while (next < end) {
-        const Line& line = lines[order[next]];
-        if (line.box.x0 - right > kColumnGap * std::max(line.size, lines[order[next - 1]].size)) break;
-        right = std::max(right, line.box.x1);
-        ++next;
-      }
-      for (std::size_t k = segment; k < next; ++k) {
-        Line& line = lines[order[k]];
-        line.segmentLeft = lines[order[segment]].box.x0;
-        line.segmentRight = right;
-        line.alone = next - segment == 1;
-      }
-      segment = next;
-    }
+  const BaselineGroups grouped = groupByBaseline(lines, kSameLine, kColumnGap);
+  const std::vector<std::size_t>& order = grouped.order;
+  for (const auto& [start, end] : grouped.groups) {
     for (std::size_t k = start; k < end; ++k) {
       if (k > start) lines[order[k]].previousEnd = lines[order[k - 1]].box.x1;
       if (k + 1 < end) lines[order[k]].nextStart = lines[order[k + 1]].box.x0;
     }
-    start = end;
   }
 }
 

@@ -6,6 +6,7 @@
 #include <limits>
 #include <utility>
 
+#include "pdf/layout/baseline_groups.h"
 #include "pdf/layout/item_geometry.h"
 #include "pdf/model/error.h"
 
@@ -143,44 +144,7 @@ std::vector<Obstacle> obstaclesOf(const std::vector<TextEntry>& items,
 
 // Groups the lines by baseline and, on each baseline, into segments that
 // no column-sized gap interrupts; sets every line's segment extent.
-void findSegments(std::vector<Line>& lines) {
-  std::vector<std::size_t> order(lines.size());
-  for (std::size_t i = 0; i < order.size(); ++i) order[i] = i;
-  std::sort(order.begin(), order.end(), [&](std::size_t l, std::size_t r) {
-    return lines[l].baseline != lines[r].baseline ? lines[l].baseline > lines[r].baseline
-                                                  : lines[l].box.x0 < lines[r].box.x0;
-  });
-  std::size_t start = 0;
-  while (start < order.size()) {
-    const Line& first = lines[order[start]];
-    std::size_t end = start + 1;
-    while (end < order.size() &&
-           first.baseline - lines[order[end]].baseline <= kSameLine * first.size) {
-      ++end;
-    }
-    std::sort(order.begin() + static_cast<std::ptrdiff_t>(start),
-              order.begin() + static_cast<std::ptrdiff_t>(end),
-              [&](std::size_t l, std::size_t r) { return lines[l].box.x0 < lines[r].box.x0; });
-    std::size_t segment = start;
-    while (segment < end) {
-      double left = lines[order[segment]].box.x0;
-      double right = lines[order[segment]].box.x1;
-      std::size_t next = segment + 1;
-      while (next < end) {
-        const Line& line = lines[order[next]];
-        if (line.box.x0 - right > kSegmentGap * std::max(line.size, lines[order[next - 1]].size)) break;
-        right = std::max(right, line.box.x1);
-        ++next;
-      }
-      for (std::size_t k = segment; k < next; ++k) {
-        lines[order[k]].segmentLeft = left;
-        lines[order[k]].segmentRight = right;
-      }
-      segment = next;
-    }
-    start = end;
-  }
-}
+void findSegments(std::vector<Line>& lines) { groupByBaseline(lines, kSameLine, kSegmentGap); }
 
 constexpr std::size_t kNone = static_cast<std::size_t>(-1);
 
