@@ -8,7 +8,8 @@ with the Python package, and the script prints:
 - of the replaced items whose new text fits their room at the item's size
   (judged from the output: its width scaled back to that size), how many
   kept the size;
-- how many new texts overlap a kept item;
+- how many new texts overlap a kept item that the original did not, and
+  how many left-aligned ones are still wider than their room as drawn;
 - of the bold, italic and monospace items, how many got a matching face
   (by the style the library reads from the new font);
 - of the centred items, how many stayed centred (centre within 1 point);
@@ -104,7 +105,7 @@ def main():
     parser.add_argument("folder", nargs="?", default=os.path.join(here, "..", "..", "shared", "corpus"))
     args = parser.parse_args()
 
-    totals = dict.fromkeys(["fits", "fits_kept", "replaced", "overlap", "styled", "styled_ok", "centred",
+    totals = dict.fromkeys(["fits", "fits_kept", "replaced", "overlap", "overflow", "left", "styled", "styled_ok", "centred",
                             "centred_ok", "unmatched"], 0)
     scripts = {name: [0, 0] for name in SCRIPTS}
     work = tempfile.mkdtemp()
@@ -145,7 +146,13 @@ def main():
                     if at_size <= room + 0.01:
                         totals["fits"] += 1
                         totals["fits_kept"] += abs(new_style.shown_size - style.shown_size) < 0.01
-                    totals["overlap"] += any(overlaps(new_style.box, box) for box in kept_boxes)
+                    # Only overlaps the original item did not have already
+                    # (text drawn over text in the input, or touching boxes).
+                    totals["overlap"] += any(overlaps(new_style.box, box) and not overlaps(style.box, box)
+                                             for box in kept_boxes)
+                    if alignment == Alignment.LEFT:
+                        totals["left"] += 1
+                        totals["overflow"] += at_size * new_style.shown_size / style.shown_size > room + 0.01
                     wanted = (style.bold, style.italic, style.fixed_pitch)
                     if any(wanted):
                         totals["styled"] += 1
@@ -178,6 +185,7 @@ def main():
     print(f"replaced items:                  {totals['replaced']} ({totals['unmatched']} not found in the output)")
     print(f"fit their room and kept size:    {share(totals['fits_kept'], totals['fits'])}")
     print(f"new text overlapping kept items: {share(totals['overlap'], totals['replaced'])}")
+    print(f"left-aligned, wider than room:   {share(totals['overflow'], totals['left'])}")
     print(f"bold/italic/mono matched:        {share(totals['styled_ok'], totals['styled'])}")
     print(f"centred stayed centred:          {share(totals['centred_ok'], totals['centred'])}")
     for script, (total, read) in scripts.items():
