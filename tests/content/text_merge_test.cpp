@@ -83,6 +83,20 @@ TEST(TextMerge, GapsMeasuredInSpaceWidthsAndFontSizes) {
   otherFont.fontName = "F2";
   appendTextRun(entries, otherFont);
   EXPECT_EQ(texts(entries), (std::vector<std::string>{"one two", "three", "four"}));
+
+  // An item takes the style of its longest run: "{" from a symbol font
+  // opening a line of typewriter text.
+  entries.clear();
+  TextRun brace = makeRun("{", 0, 700, 5);
+  brace.style = std::make_shared<FontStyle>();
+  TextRun address = makeRun("mail@example.org", 5, 700, 60);
+  auto mono = std::make_shared<FontStyle>();
+  mono->fixedPitch = true;
+  address.style = mono;
+  appendTextRun(entries, brace);
+  appendTextRun(entries, address);
+  ASSERT_EQ(entries.size(), 1u);
+  EXPECT_EQ(entries[0].style, mono);
 }
 
 TEST(TextMerge, FontSizeAndLineChangesStartNewItems) {

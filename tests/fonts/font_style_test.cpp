@@ -35,6 +35,10 @@ const std::vector<StyleCase> kCases = {
     {"/Subtype /Type1 /BaseFont /ABCDEF+CMBX12", "CMBX12", "b-s-"},
     {"/Subtype /TrueType /BaseFont /Abcdef+DejaVuSansMono", "Abcdef+DejaVuSansMono", "---f"},
     {"/Subtype /TrueType /BaseFont /MonotypeCorsiva", "MonotypeCorsiva", "----"},
+    // URW clones of the standard fonts: Medi is their bold, Ital their italic.
+    {"/Subtype /Type1 /BaseFont /TACTGM+NimbusRomNo9L-Medi", "NimbusRomNo9L-Medi", "b-s-"},
+    {"/Subtype /Type1 /BaseFont /NimbusSanL-ReguItal", "NimbusSanL-ReguItal", "-i--"},
+    {"/Subtype /Type1 /BaseFont /NimbusMonL-Regu", "NimbusMonL-Regu", "--sf"},
     // A name that is not UTF-8 is read as Latin-1.
     {"/Subtype /Type1 /BaseFont /Caf#e9-Semibold", "Caf\xC3\xA9-Semibold", "b---"},
     // The descriptor speaks where the name is silent: flags, weight, angle,

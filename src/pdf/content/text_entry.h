@@ -95,9 +95,12 @@ struct TextEntry {
   std::string operatorName;
   std::vector<TextSource::Run> sources;
   std::string fontName;
-  // The style of the first run's font, shared by the font's items; null
-  // when that font is not a dictionary.
+  // The style of the font of the item's longest run (a line opened by a
+  // brace from a symbol font is styled by the text after it), shared by the
+  // font's items; null when that font is not a dictionary. `styleLength` is
+  // that run's length in bytes.
   std::shared_ptr<const FontStyle> style;
+  std::size_t styleLength = 0;
 };
 
 }  // namespace zopra::pdf

@@ -118,6 +118,7 @@ TextEntry newEntry(TextRun& run, const RunGeometry& g, bool leadingSpace, bool t
   entry.operatorName = run.operatorName;
   entry.sources.push_back(std::move(run.source));
   entry.fontName = run.fontName;
+  entry.styleLength = run.text.size();
   entry.style = std::move(run.style);
   return entry;
 }
@@ -216,6 +217,10 @@ void merge(TextEntry& previous, TextRun& run, const RunGeometry& g, double gap, 
     previous.text += ' ';
   }
   previous.text += run.text;
+  if (run.style && run.text.size() > previous.styleLength) {
+    previous.style = std::move(run.style);
+    previous.styleLength = run.text.size();
+  }
 
   double dx = previous.a;
   double dy = previous.b;

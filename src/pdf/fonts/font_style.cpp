@@ -69,22 +69,28 @@ NameStyle nameStyle(std::string_view name) {
   const bool texSerif =
       !texSans && startsWithAny(text, {"cmr", "cmbx", "cmti", "cmsl", "cmtt", "cmb", "cmu",
                                        "lmroman", "lmmono", "sfrm", "sfbx", "sfti"});
+  // URW's faces (the Nimbus and other clones of the standard fonts) name
+  // their styles Regu, Medi (their bold), ReguItal and MediItal.
   style.bold = containsAny(text, {"bold", "black", "heavy", "demi", "semibd", "extrabd"}) ||
-               suffix == "bd" || suffix == "bdit" || startsWithAny(text, {"cmbx", "cmb1", "sfbx"});
+               suffix == "bd" || suffix == "bdit" || suffix.substr(0, 4) == "medi" ||
+               startsWithAny(text, {"cmbx", "cmb1", "sfbx"});
   style.italic = containsAny(text, {"italic", "oblique", "slanted", "kursiv", "inclined"}) ||
                  (suffix.size() >= 2 && suffix.substr(suffix.size() - 2) == "it") ||
+                 (suffix.size() >= 4 && suffix.substr(suffix.size() - 4) == "ital") ||
                  startsWithAny(text, {"cmti", "cmsl", "cmbxti", "cmbxsl", "sfti"});
   const bool monotype = containsAny(text, {"monotype"});  // a foundry, not a pitch
   style.fixedPitch = (!monotype && containsAny(text, {"mono"})) ||
-                     containsAny(text, {"courier", "consol", "typewriter", "fixed"}) ||
+                     containsAny(text, {"courier", "consol", "typewriter", "fixed", "nimbusmon"}) ||
                      startsWithAny(text, {"cmtt", "lmmono", "sftt"});
   style.sans = texSans || containsAny(text, {"sans", "helvetica", "arial", "verdana", "tahoma",
-                                             "calibri", "gothic", "frutiger", "univers", "futura"});
+                                             "calibri", "gothic", "frutiger", "univers", "futura",
+                                             "nimbussan"});
   style.serif = !style.sans &&
                 (texSerif || containsAny(text, {"serif", "times", "roman", "courier", "georgia",
                                                 "garamond", "palatino", "antiqua", "cambria",
                                                 "minion", "caslon", "baskerville", "bodoni",
-                                                "century", "charter", "mincho"}));
+                                                "century", "charter", "mincho", "nimbusrom", "nimbusmon",
+                                                "bookman", "schoolbook", "palladio", "utopia"}));
   return style;
 }
 
