@@ -286,18 +286,24 @@ class Page:
 
     # -- editing ----------------------------------------------------------
 
-    def _item_index(self, item: Union[int, TextItem]) -> int:
-        """The index of an item of this page's current extraction."""
-        if self.document._text_page != self.index:
+    def _current_index(self, current_page: Optional[int], value: Any, record: type, kind: str) -> int:
+        """The index of ``value`` (an index or a record of type ``record``)
+        among this page's current items or blocks, ``current_page`` being the
+        page they were read from."""
+        if current_page != self.index:
             raise InvalidArgument(
                 INVALID_ARGUMENT,
                 f"page {self.index}",
-                "its items are not the current ones: call items() on this page first",
+                f"its {kind}s are not the current ones: call {kind}s() on this page first",
             )
-        index = item.index if isinstance(item, TextItem) else int(item)
+        index = value.index if isinstance(value, record) else int(value)
         if index < 0:
-            raise InvalidArgument(INVALID_ARGUMENT, f"page {self.index}", f"item {index}")
+            raise InvalidArgument(INVALID_ARGUMENT, f"page {self.index}", f"{kind} {index}")
         return index
+
+    def _item_index(self, item: Union[int, TextItem]) -> int:
+        """The index of an item of this page's current extraction."""
+        return self._current_index(self.document._text_page, item, TextItem, "item")
 
     def remove_text(self, items: Optional[Iterable[Union[int, TextItem]]] = None) -> List[int]:
         """Remove text from the page's content.
@@ -471,15 +477,7 @@ class Page:
         set smaller, one size for the whole block (not below ``min_size``
         points; 0 for a fifth of the block's size). An empty text only
         removes the block."""
-        if self.document._block_page != self.index:
-            raise InvalidArgument(
-                INVALID_ARGUMENT,
-                f"page {self.index}",
-                "its blocks are not the current ones: call blocks() on this page first",
-            )
-        index = block.index if isinstance(block, TextBlock) else int(block)
-        if index < 0:
-            raise InvalidArgument(INVALID_ARGUMENT, f"page {self.index}", f"block {index}")
+        index = self._current_index(self.document._block_page, block, TextBlock, "block")
         n = ctypes.c_uint32()
         self._call("zopraDocumentLoaderGetBlockItems", index, None, 0, ctypes.byref(n))
         items = (ctypes.c_uint32 * max(n.value, 1))()

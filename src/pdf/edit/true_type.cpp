@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "pdf/model/error.h"
+#include "pdf/write/value_writer.h"
 
 namespace zopra::pdf {
 namespace {
@@ -114,18 +115,6 @@ std::uint16_t glyphFormat12(const Bytes& data, std::uint64_t table, std::uint32_
 constexpr std::size_t kMaxNameLength = 63;
 constexpr std::uint16_t kPostScriptNameId = 6;
 
-// Characters a PDF name takes without # escapes.
-bool nameCharacter(std::uint32_t c) {
-  if (c < 0x21 || c > 0x7E) return false;
-  switch (c) {
-    case '#': case '%': case '(': case ')': case '/':
-    case '<': case '>': case '[': case ']': case '{': case '}':
-      return false;
-    default:
-      return true;
-  }
-}
-
 // The PostScript name (name 6) of the name table at `table`: the Windows or
 // Unicode record (UTF-16BE) before the Macintosh one (one byte a
 // character). Only the characters of a PDF name are kept. A damaged table
@@ -149,7 +138,8 @@ std::string readPostScriptName(const Bytes& data, std::uint64_t table) {
       std::string name;
       for (std::uint64_t k = 0; k + step <= length && name.size() < kMaxNameLength; k += step) {
         const std::uint32_t c = step == 1 ? data[start + k] : read16(data, start + k);
-        if (nameCharacter(c)) name.push_back(static_cast<char>(c));
+        // Only characters a PDF name takes without # escapes.
+        if (c <= 0xFF && !nameNeedsEscape(static_cast<unsigned char>(c))) name.push_back(static_cast<char>(c));
       }
       if (name.empty()) continue;
       bestScore = score;

@@ -57,17 +57,6 @@ std::string_view formatNumber(double number, int precision, char (&buffer)[kNumb
 
 void text(std::ostream& out, std::string_view piece) { writeText(out, piece); }
 
-bool needsEscape(unsigned char byte) {
-  if (byte < 0x21 || byte > 0x7E) return true;
-  switch (byte) {
-    case '#': case '%': case '(': case ')': case '/':
-    case '<': case '>': case '[': case ']': case '{': case '}':
-      return true;
-    default:
-      return false;
-  }
-}
-
 void writeHexString(std::ostream& out, const std::string& bytes) {
   char chunk[512];
   std::size_t used = 0;
@@ -186,13 +175,24 @@ void writeValue(std::ostream& out, const Value& value, StringForm strings) {
   writeNested(out, value, 0, strings);
 }
 
+bool nameNeedsEscape(unsigned char byte) {
+  if (byte < 0x21 || byte > 0x7E) return true;
+  switch (byte) {
+    case '#': case '%': case '(': case ')': case '/':
+    case '<': case '>': case '[': case ']': case '{': case '}':
+      return true;
+    default:
+      return false;
+  }
+}
+
 std::string escapeName(std::string_view name) {
   std::string result;
   result.reserve(name.size() + 1);
   result.push_back('/');
   for (char c : name) {
     auto byte = static_cast<unsigned char>(c);
-    if (needsEscape(byte)) {
+    if (nameNeedsEscape(byte)) {
       result.push_back('#');
       result.push_back(kHexUpper[byte >> 4]);
       result.push_back(kHexUpper[byte & 0x0F]);

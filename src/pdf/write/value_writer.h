@@ -26,6 +26,9 @@ enum class StringForm { Hex, Shortest };
 void writeValue(std::ostream& out, const Value& value, StringForm strings = StringForm::Hex);
 // "/" and the name's bytes, with "#XX" for bytes that cannot stand in a name.
 std::string escapeName(std::string_view name);
+// Whether a name byte must be written as #XX: outside '!'..'~', or a
+// delimiter, '%' or '#'.
+bool nameNeedsEscape(unsigned char byte);
 // A number with 10 significant digits in the shortest general form, but in
 // plain decimals where that form has an exponent, which PDF syntax lacks
 // (1 is "1", 0.5 is "0.5", 1e-12 is "0.000000000001"), and as a real from
