@@ -1024,11 +1024,15 @@ typedef struct ZOPRADocumentLoaderBlockInfo {
   uint32_t lineCount;
   /* The number of its items (zopraDocumentLoaderGetBlockItems lists them). */
   uint32_t itemCount;
-  /* The font of its longest item, as ZOPRADocumentLoaderTextStyle gives
-   * it: name (owned by the handle, valid as long as `text`; "" when unknown),
+  /* The font most of its text is set in (text counted by bold, italic,
+   * serif and fixed pitch; the longest stretch of that kind names the font),
+   * as ZOPRADocumentLoaderTextStyle gives it: name (owned by the handle, valid as long as `text`; "" when unknown),
    * bold and italic (1 or 0). */
   const char* fontName;
   uint32_t bold, italic;
+  /* An item set in that font: zopraDocumentLoaderGetTextStyle gives the
+   * rest of the block's style. */
+  uint32_t styleItem;
 } ZOPRADocumentLoaderBlockInfo;
 
 /* What zopraDocumentLoaderFlowBlockA drew. */

@@ -294,16 +294,15 @@ typedef struct {
 } SegmentCounts;
 
 /* Replaces the segments list[begin, end) of one page. */
-/* The font chain for a block's new text: faces of the style of its first
- * item, with fallbacks for the text's characters. */
+/* The font chain for a block's new text: faces of the style most of the
+ * block is set in, with fallbacks for the text's characters. */
 static uint32_t blockFonts(ZOPRADocumentLoader* loader, FontChoice* fonts, uint32_t block, const char* text,
                            const char** chain) {
   ZOPRADocumentLoaderTextStyle style;
-  uint32_t first = 0;
-  uint32_t count = 0;
+  ZOPRADocumentLoaderBlockInfo info;
   memset(&style, 0, sizeof style);
-  if (zopraDocumentLoaderGetBlockItems(loader, block, &first, 1, &count) == ZOPRA_STATUS_SUCCESS && count > 0) {
-    zopraDocumentLoaderGetTextStyle(loader, &style, first);
+  if (zopraDocumentLoaderGetBlock(loader, block, &info) == ZOPRA_STATUS_SUCCESS) {
+    zopraDocumentLoaderGetTextStyle(loader, &style, info.styleItem);
   }
   return fontChoiceChain(fonts, &style, text, chain);
 }

@@ -69,6 +69,7 @@ ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderGetBlock(ZOPRADocumentLoade
   info->fontName = block.style ? block.style->name.c_str() : "";
   info->bold = block.style && block.style->bold ? 1 : 0;
   info->italic = block.style && block.style->italic ? 1 : 0;
+  info->styleItem = block.styleItem;
   return ZOPRA_STATUS_SUCCESS;
 }
 

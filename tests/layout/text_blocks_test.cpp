@@ -35,9 +35,8 @@ struct Page {
   std::vector<TextBlock> blocks;
 };
 
-std::unique_ptr<Page> laidOut(const std::string& content, const std::string& name) {
+std::unique_ptr<Page> laidOut(test::PdfBuilder& b, const std::string& name) {
   auto page = std::make_unique<Page>();
-  test::PdfBuilder b = test::PdfBuilder::simple({content});
   b.finishWithTable("/Root 1 0 R");
   page->document = test::loadBuilder(b, name);
   EXPECT_EQ(page->document.result, Error::None);
@@ -45,6 +44,11 @@ std::unique_ptr<Page> laidOut(const std::string& content, const std::string& nam
   EXPECT_EQ(page->document->extractGraphics(0, 0.0, page->graphics), Error::None);
   page->blocks = textBlocks(page->items, page->graphics);
   return page;
+}
+
+std::unique_ptr<Page> laidOut(const std::string& content, const std::string& name) {
+  test::PdfBuilder b = test::PdfBuilder::simple({content});
+  return laidOut(b, name);
 }
 
 std::string escaped(const std::string& text) {
@@ -162,6 +166,34 @@ TEST(TextBlocks, GroupsHandMadePages) {
       EXPECT_EQ(page->blocks[i].alignment, c.blocks[i].alignment);
     }
   }
+}
+
+// A paragraph written a few words per string, with one italic word a
+// line, is set in roman; lines of code keep a block each.
+TEST(TextBlocks, StyleOfMostTextAndCodeLines) {
+  test::PdfBuilder b;
+  b.object(1, "<< /Type /Catalog /Pages 2 0 R >>");
+  b.object(2, "<< /Type /Pages /Kids [3 0 R] /Count 1 >>");
+  b.object(3, "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 612 792] /Resources << /Font << /R 5 0 R "
+              "/I 6 0 R /C 7 0 R >> >> /Contents 4 0 R >>");
+  std::string content = "BT 72 700 Td 12 TL\n";
+  for (const char* word : {"emphasised", "underlined", "italicised"}) {
+    content += std::string("/R 10 Tf (The ) Tj (words ) Tj (of ) Tj (the ) Tj /I 10 Tf (") + word +
+               ") Tj /R 10 Tf ( line ) Tj (go ) Tj (on.) Tj T*\n";
+  }
+  content += "/C 10 Tf 0 -12 Td (for \\(i = 0; i < n; ++i\\) {) Tj T* (  sum += i;) Tj T* (}) Tj ET";
+  b.stream(4, "", content);
+  b.object(5, "<< /Type /Font /Subtype /Type1 /BaseFont /Times-Roman >>");
+  b.object(6, "<< /Type /Font /Subtype /Type1 /BaseFont /Times-Italic >>");
+  b.object(7, "<< /Type /Font /Subtype /Type1 /BaseFont /Courier >>");
+  auto page = laidOut(b, "styles.pdf");
+  ASSERT_EQ(page->blocks.size(), 4u);
+  const TextBlock& paragraph = page->blocks[0];
+  ASSERT_TRUE(paragraph.style);
+  EXPECT_FALSE(paragraph.style->italic);
+  EXPECT_EQ(page->items.at(paragraph.styleItem).style, paragraph.style);
+  EXPECT_EQ(page->blocks[1].text, "for (i = 0; i < n; ++i) {");
+  EXPECT_EQ(page->blocks[3].text, "}");
 }
 
 TEST(TextBlocks, JoinsLinesAsAReaderWould) {

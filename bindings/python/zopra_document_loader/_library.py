@@ -127,6 +127,7 @@ class BlockInfo(ctypes.Structure):
         ("fontName", ctypes.c_char_p),
         ("bold", ctypes.c_uint32),
         ("italic", ctypes.c_uint32),
+        ("styleItem", ctypes.c_uint32),
     ]
 
 

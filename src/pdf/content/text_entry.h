@@ -95,12 +95,16 @@ struct TextEntry {
   std::string operatorName;
   std::vector<TextSource::Run> sources;
   std::string fontName;
-  // The style of the font of the item's longest run (a line opened by a
-  // brace from a symbol font is styled by the text after it), shared by the
-  // font's items; null when that font is not a dictionary. `styleLength` is
-  // that run's length in bytes.
+  // The style of the font that shows the item's longest stretch of
+  // consecutive runs (a line opened by a brace from a symbol font is styled
+  // by the text after it; a line of many short roman strings around one
+  // italic word stays roman), shared by the font's items; null when that
+  // font is not a dictionary. `styleLength` is that stretch's length in
+  // bytes; `lastStyle` and `lastLength` are the stretch the item ends with.
   std::shared_ptr<const FontStyle> style;
   std::size_t styleLength = 0;
+  const FontStyle* lastStyle = nullptr;
+  std::size_t lastLength = 0;
 };
 
 }  // namespace zopra::pdf

@@ -119,6 +119,8 @@ TextEntry newEntry(TextRun& run, const RunGeometry& g, bool leadingSpace, bool t
   entry.sources.push_back(std::move(run.source));
   entry.fontName = run.fontName;
   entry.styleLength = run.text.size();
+  entry.lastStyle = run.style.get();
+  entry.lastLength = run.text.size();
   entry.style = std::move(run.style);
   return entry;
 }
@@ -217,9 +219,17 @@ void merge(TextEntry& previous, TextRun& run, const RunGeometry& g, double gap, 
     previous.text += ' ';
   }
   previous.text += run.text;
-  if (run.style && run.text.size() > previous.styleLength) {
-    previous.style = std::move(run.style);
-    previous.styleLength = run.text.size();
+  // Runs of one font add up to one stretch: pdfTeX and others write a line
+  // as many short strings, so a single string says little of the line.
+  if (run.style && run.style.get() == previous.lastStyle) {
+    previous.lastLength += run.text.size();
+  } else {
+    previous.lastStyle = run.style.get();
+    previous.lastLength = run.text.size();
+  }
+  if (run.style && previous.lastLength > previous.styleLength) {
+    if (previous.style != run.style) previous.style = std::move(run.style);
+    previous.styleLength = previous.lastLength;
   }
 
   double dx = previous.a;

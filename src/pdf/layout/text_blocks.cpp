@@ -40,6 +40,38 @@ const FontStyle* lineStyle(const std::vector<TextEntry>& items, const TextLine& 
   return longest ? longest->style.get() : nullptr;
 }
 
+// The item whose style most of the block's text has: text is counted by
+// the kind of face it is set in (bold, italic, serif, fixed pitch), so
+// several fonts of one face add up, and the longest stretch of that kind
+// names the face.
+std::uint32_t blockStyleItem(const std::vector<TextEntry>& items, const TextBlock& block) {
+  auto kind = [](const FontStyle* style) {
+    return style ? 1 + (style->bold ? 2 : 0) + (style->italic ? 4 : 0) + (style->serif ? 8 : 0) +
+                       (style->fixedPitch ? 16 : 0)
+                 : 0;
+  };
+  std::size_t weight[32] = {};
+  for (const TextLine& line : block.lines) {
+    for (std::uint32_t index : line.items) weight[kind(items[index].style.get())] += items[index].styleLength;
+  }
+  int heaviest = 0;
+  for (int k = 1; k < 32; ++k) {
+    if (weight[k] > weight[heaviest]) heaviest = k;
+  }
+  constexpr std::uint32_t kNone = 0xFFFFFFFFu;
+  std::uint32_t first = kNone, chosen = kNone;
+  for (const TextLine& line : block.lines) {
+    for (std::uint32_t index : line.items) {
+      if (first == kNone) first = index;
+      if (kind(items[index].style.get()) == heaviest &&
+          (chosen == kNone || items[index].styleLength > items[chosen].styleLength)) {
+        chosen = index;
+      }
+    }
+  }
+  return chosen != kNone ? chosen : first;
+}
+
 bool lineBold(const std::vector<TextEntry>& items, const TextLine& line) {
   const FontStyle* style = lineStyle(items, line);
   return style && style->bold;
@@ -241,8 +273,12 @@ std::vector<TextBlock> textBlocks(const std::vector<TextEntry>& items, const std
   for (const TextLine& line : lines) {
     std::string text = lineText(items, line);
     const bool bold = lineBold(items, line);
+    // A line of code keeps its own block: its breaks and indentation carry
+    // meaning, so its text is never joined with and flowed over other lines.
+    const FontStyle* style = lineStyle(items, line);
+    const bool grouped = line.upright && !(style && style->fixedPitch);
     std::size_t chosen = building.size();
-    if (line.upright) {
+    if (grouped) {
       double bestGap = 0;
       for (std::size_t k : open) {
         const Building& candidate = building[k];
@@ -257,7 +293,7 @@ std::vector<TextBlock> textBlocks(const std::vector<TextEntry>& items, const std
     if (chosen == building.size()) {
       building.emplace_back();
       building.back().bold = bold;
-      if (line.upright) {
+      if (grouped) {
         open.push_back(chosen);
         if (open.size() > kMaxOpenBlocks) open.erase(open.begin());
       }
@@ -303,13 +339,8 @@ std::vector<TextBlock> textBlocks(const std::vector<TextEntry>& items, const std
     if (block.lines.size() < 2) block.leading = 1.2 * block.size;
     block.text = joinLines(b.texts);
     if (block.text.empty()) continue;
-    const TextEntry* longest = nullptr;
-    for (const TextLine& line : block.lines) {
-      for (std::uint32_t index : line.items) {
-        if (!longest || items[index].text.size() > longest->text.size()) longest = &items[index];
-      }
-    }
-    block.style = longest ? longest->style : nullptr;
+    block.styleItem = blockStyleItem(items, block);
+    if (block.styleItem < items.size()) block.style = items[block.styleItem].style;
     block.alignment = alignmentOf(block, areaLeft, areaRight, startsListItem(block.text));
     const std::size_t words = std::count(block.text.begin(), block.text.end(), ' ') + 1;
     const bool figure = besideFigure(block, rules);

@@ -28,8 +28,10 @@ struct TextBlock {
   // baselines (the median; 1.2 em for a block of one line).
   double size = 0;
   double leading = 0;
-  // The style of its longest item; null when that item's font has none.
+  // The style most of its text is set in (null when its font has none),
+  // and the item that shows the longest stretch of it.
   std::shared_ptr<const FontStyle> style;
+  std::uint32_t styleItem = 0;
   // Lines joined (see joinLines), ligatures spelled out.
   std::string text;
 };
