@@ -5,9 +5,9 @@
 // peak resident memory and output size, and checks the 100 pages/s target.
 // WRITER "compact" writes with zopraDocumentLoaderWriteDocumentCompactA
 // (subset fonts, compressed streams, no unused objects) instead of the plain
-// zopraDocumentLoaderWriteDocumentA.
+// zopraDocumentLoaderWriteDocumentA, deflating on THREADS threads.
 //
-//   bench_replace [FOLDER|FILE] [FONT.ttf] [REPEATS] [plain|compact]
+//   bench_replace [FOLDER|FILE] [FONT.ttf] [REPEATS] [plain|compact] [THREADS]
 
 #include <chrono>
 #include <cstdint>
@@ -98,8 +98,9 @@ int main(int argc, char** argv) {
   std::string font = argc > 2 ? argv[2] : "/usr/share/fonts/truetype/dejavu/DejaVuSans.ttf";
   long repeats = argc > 3 ? std::strtol(argv[3], nullptr, 10) : 1;
   const std::string writer = argc > 4 ? argv[4] : "plain";
-  if (argc > 5 || repeats < 1 || (writer != "plain" && writer != "compact")) {
-    std::fprintf(stderr, "usage: bench_replace [FOLDER|FILE] [FONT.ttf] [REPEATS>=1] [plain|compact]\n");
+  const long threads = argc > 5 ? std::strtol(argv[5], nullptr, 10) : 1;
+  if (argc > 6 || repeats < 1 || threads < 1 || (writer != "plain" && writer != "compact")) {
+    std::fprintf(stderr, "usage: bench_replace [FOLDER|FILE] [FONT.ttf] [REPEATS>=1] [plain|compact] [THREADS]\n");
     return 2;
   }
   std::error_code error;
@@ -113,6 +114,7 @@ int main(int argc, char** argv) {
   std::string output = zopra::bench::scratchOutput("zopra-bench-replace");
   ZOPRADocumentLoader* loader = nullptr;
   if (zopraDocumentLoaderCreate(&loader) != ZOPRA_STATUS_SUCCESS) return 1;
+  zopraDocumentLoaderSetWriteThreads(loader, static_cast<std::uint32_t>(threads));
   Tally tally;
   for (long round = 0; round < repeats; ++round) {
     for (const fs::path& path : files) {

@@ -1227,6 +1227,27 @@ ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderFlowBlockA(ZOPRADocumentLoa
 ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderWriteDocumentCompactA(ZOPRADocumentLoader* loader,
                                                                           const char* path, uint32_t flags);
 
+/* The most threads zopraDocumentLoaderSetWriteThreads takes. */
+#define ZOPRA_MAX_WRITE_THREADS 64u
+
+/*
+ * zopraDocumentLoaderSetWriteThreads
+ *   Sets how many threads zopraDocumentLoaderWriteDocumentCompactA may use to
+ *   deflate streams while the calling thread writes the rest: 1 (the
+ *   default for a new handle) deflates on the calling thread. The file
+ *   written is the same, byte for byte, for every count. The setting stays
+ *   with the handle across OpenFileA; zopraDocumentLoaderWriteDocumentA
+ *   ignores it. The threads end before the write call returns.
+ * Parameters
+ *   loader  [in] the handle.
+ *   count   [in] 1 or more; counts above ZOPRA_MAX_WRITE_THREADS are taken
+ *           as that.
+ * Returns
+ *   ZOPRA_STATUS_SUCCESS; ZOPRA_STATUS_INVALID_ARGUMENT for a NULL loader or
+ *   a count of 0.
+ */
+ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderSetWriteThreads(ZOPRADocumentLoader* loader, uint32_t count);
+
 /*
  * zopraDocumentLoaderWriteDocumentW
  *   The wide-character form is not supported on this platform.

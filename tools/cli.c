@@ -477,6 +477,10 @@ int openForWriting(const char* input, const char* output, ZOPRADocumentLoader** 
   return result != EXIT_OK ? result : openDocument(input, loader);
 }
 
+static unsigned writeThreads = 1;
+
+void setWriteThreads(unsigned count) { writeThreads = count > 0 ? count : 1; }
+
 int writeAndClose(ZOPRADocumentLoader* loader, const char* input, const char* output, int plain) {
   struct stat info;
   int existed = stat(output, &info) == 0;
@@ -490,6 +494,7 @@ int writeAndClose(ZOPRADocumentLoader* loader, const char* input, const char* ou
     return EXIT_WRITE_FAILED;
   }
   close(descriptor);
+  zopraDocumentLoaderSetWriteThreads(loader, writeThreads);
   status = plain ? zopraDocumentLoaderWriteDocumentA(loader, output)
                  : zopraDocumentLoaderWriteDocumentCompactA(loader, output, ZOPRA_COMPACT_ALL);
   zopraDocumentLoaderDestroy(loader);

@@ -149,6 +149,8 @@ int openForWriting(const char* input, const char* output, ZOPRADocumentLoader** 
  * exactly as zopraDocumentLoaderWriteDocumentA writes. A file that cannot be
  * created is reported with the system's reason; a failed write leaves no new
  * file behind. */
+/* Threads writeAndClose lets the library deflate streams on (1 by default). */
+void setWriteThreads(unsigned count);
 int writeAndClose(ZOPRADocumentLoader* loader, const char* input, const char* output, int plain);
 
 int runInfo(int argc, char** argv);

@@ -232,7 +232,7 @@ int runErase(int argc, char** argv) {
   if (result == EXIT_OK) result = eraseChosen(loader, paths[0], wholePages, pages, items, itemCount);
   free(wholePages);
   free(items);
-  (void)jobs;
+  setWriteThreads(jobs);
   /* Mistakes leave no output; pages that could not be read, or text left,
    * do: the rest of the work is in it. */
   if (result != EXIT_OK && result != EXIT_PAGES_UNREAD && result != EXIT_TEXT_LEFT) {

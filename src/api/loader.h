@@ -18,6 +18,8 @@ struct ZOPRADocumentLoader {
   zopra::pdf::Document document;
   // True only while the last open succeeded.
   bool opened = false;
+  // Threads the compact write may deflate streams on.
+  unsigned writeThreads = 1;
   // True after a successful text extraction of `extractedPage`.
   bool textExtracted = false;
   std::uint32_t extractedPage = 0;

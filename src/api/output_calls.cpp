@@ -1,4 +1,5 @@
 // Writing the open document to a new file.
+#include <algorithm>
 #include <string>
 
 #include "api/loader.h"
@@ -33,8 +34,15 @@ ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderWriteDocumentCompactA(ZOPRA
     options.compressStreams = (flags & ZOPRA_COMPACT_COMPRESS_STREAMS) != 0;
     options.dropUnused = (flags & ZOPRA_COMPACT_DROP_UNUSED) != 0;
     options.objectStreams = (flags & ZOPRA_COMPACT_OBJECT_STREAMS) != 0;
+    options.threads = loader->writeThreads;
     return statusFor(loader->document.saveCompact(ownedPath, options));
   });
+}
+
+ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderSetWriteThreads(ZOPRADocumentLoader* loader, uint32_t count) {
+  if (!loader || count == 0) return ZOPRA_STATUS_INVALID_ARGUMENT;
+  loader->writeThreads = std::min<uint32_t>(count, ZOPRA_MAX_WRITE_THREADS);
+  return ZOPRA_STATUS_SUCCESS;
 }
 
 ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderWriteDocumentW(ZOPRADocumentLoader*,

@@ -251,6 +251,9 @@ static void checkDocument(ZOPRADocumentLoader* loader, ZOPRADocumentLoader* read
 
   EXPECT(BAD, zopraDocumentLoaderWriteDocumentA(loader, ""));
   EXPECT(BAD, zopraDocumentLoaderWriteDocumentCompactA(loader, paths[1], ZOPRA_COMPACT_ALL + 1));
+  EXPECT(BAD, zopraDocumentLoaderSetWriteThreads(NULL, 2));
+  EXPECT(BAD, zopraDocumentLoaderSetWriteThreads(loader, 0));
+  EXPECT(OK, zopraDocumentLoaderSetWriteThreads(loader, 3));
   EXPECT(OK, zopraDocumentLoaderWriteDocumentCompactA(loader, paths[1], ZOPRA_COMPACT_ALL));
   EXPECT(OK, zopraDocumentLoaderWriteDocumentA(loader, paths[1]));
   EXPECT(OK, zopraDocumentLoaderOpenFileA(reader, paths[1]));

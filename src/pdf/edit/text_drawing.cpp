@@ -7,6 +7,7 @@
 // compact writer cuts it down to the glyphs drawn, keeping their indices).
 // Its W array and ToUnicode map grow with every drawing, covering every
 // glyph drawn so far in that font on any page.
+#include <chrono>
 #include <cmath>
 #include <filesystem>
 #include <fstream>
@@ -68,6 +69,11 @@ Bytes readFontFile(const std::string& path) {
 // and modification time.
 std::shared_ptr<const TrueType> loadFont(Document& document, const std::string& path) {
   namespace fs = std::filesystem;
+  using Clock = std::chrono::steady_clock;
+  const std::int64_t now = Clock::now().time_since_epoch().count();
+  const std::int64_t second = std::chrono::duration_cast<Clock::duration>(std::chrono::seconds(1)).count();
+  auto recent = document.fontFiles.find(path);
+  if (recent != document.fontFiles.end() && now - recent->second.checked < second) return recent->second.font;
   std::error_code sizeError;
   std::error_code timeError;
   const std::uintmax_t size = fs::file_size(path, sizeError);
@@ -77,13 +83,14 @@ std::shared_ptr<const TrueType> loadFont(Document& document, const std::string& 
   if (known) {
     auto found = document.fontFiles.find(path);
     if (found != document.fontFiles.end() && found->second.size == size && found->second.modified == ticks) {
+      found->second.checked = now;
       return found->second.font;
     }
   }
   auto font = std::make_shared<const TrueType>(readFontFile(path));
   if (known) {
     if (document.fontFiles.size() >= kMaxFontFiles) document.fontFiles.clear();
-    document.fontFiles.insert_or_assign(path, Document::FontFile{size, ticks, font});
+    document.fontFiles.insert_or_assign(path, Document::FontFile{size, ticks, now, font});
   }
   return font;
 }
@@ -313,6 +320,10 @@ std::string pageFontName(const Document& document, const Page& page, std::uint32
 void addFontResource(Document& document, Page& page, const Document::EmbeddedFont& font,
                      const std::string& resourceName) {
   const Value* current = page.resources ? document.resolve(page.resources.get()) : nullptr;
+  // Named by an earlier text of the page: nothing to copy.
+  const Value* named = current && current->isDictionary() ? document.dictionaryValue(current, "Font") : nullptr;
+  named = named && named->isDictionary() ? named->find(resourceName) : nullptr;
+  if (named && named->isReference() && named->objectNumber == font.type0Object) return;
   Value resources = current && current->isDictionary() ? *current : Value::Dictionary({});
   const Value* currentFonts = document.dictionaryValue(&resources, "Font");
   Value fonts = currentFonts && currentFonts->isDictionary() ? *currentFonts : Value::Dictionary({});

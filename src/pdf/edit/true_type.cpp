@@ -74,8 +74,19 @@ std::uint16_t glyphFormat4(const Bytes& data, std::uint64_t table, std::uint32_t
   std::uint64_t segCountX2 = read16(data, table + 6);
   if (segCountX2 < 2) return 0;
   segCountX2 &= ~std::uint64_t{1};
-  std::uint64_t position = 0;
-  while (position < segCountX2 && read16(data, table + 14 + position) < codepoint) position += 2;
+  // The first segment whose end code reaches the code point: end codes
+  // ascend, so a binary search finds it (fonts have thousands of segments).
+  std::uint64_t low = 0;
+  std::uint64_t high = segCountX2 / 2;
+  while (low < high) {
+    const std::uint64_t middle = (low + high) / 2;
+    if (read16(data, table + 14 + 2 * middle) < codepoint) {
+      low = middle + 1;
+    } else {
+      high = middle;
+    }
+  }
+  const std::uint64_t position = 2 * low;
   if (position == segCountX2) return 0;
   const std::uint32_t start = read16(data, table + 16 + segCountX2 + position);
   if (start > codepoint) return 0;

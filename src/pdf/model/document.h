@@ -262,6 +262,10 @@ class Document {
   struct FontFile {
     std::uint64_t size = 0;
     std::int64_t modified = 0;  // file clock ticks
+    // When size and time were last compared with the file (steady clock
+    // ticks): within a second the font is taken as it is, sparing two
+    // system calls per text.
+    std::int64_t checked = 0;
     std::shared_ptr<const TrueType> font;
   };
   std::map<std::string, FontFile> fontFiles;
@@ -293,6 +297,9 @@ class Document {
     // Objects other than streams go into object streams, indexed by a
     // cross-reference stream (PDF 1.5).
     bool objectStreams = true;
+    // Threads that may deflate streams besides the calling one; the file
+    // is the same for every count.
+    unsigned threads = 1;
   };
   // Writes as save does, made smaller as `options` says. The document itself
   // is not changed (apart from what save changes).

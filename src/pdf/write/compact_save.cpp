@@ -70,6 +70,7 @@ Error Document::saveCompact(const std::string& path, const CompactOptions& compa
   options.shortStrings = compact.compressStreams || compact.dropUnused || compact.subsetFonts || compact.objectStreams;
   options.onlyReachable = compact.dropUnused;
   options.objectStreams = compact.objectStreams;
+  options.threads = compact.threads;
   try {
     if (compact.subsetFonts) {
       for (const auto& [fontPath, font] : embeddedFonts) subsetFont(*this, options, font);

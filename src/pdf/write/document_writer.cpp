@@ -11,7 +11,10 @@
 #include <algorithm>
 #include <charconv>
 #include <cstdint>
+#include <deque>
 #include <exception>
+#include <future>
+#include <memory>
 #include <locale>
 #include <sstream>
 #include <ostream>
@@ -45,6 +48,11 @@ constexpr std::size_t kObjectsPerStream = 100;
 // Bytes of the three fields of a cross-reference stream row: type, offset
 // (or object stream number), generation (or index in the object stream).
 constexpr int kRowWidths[3] = {1, 5, 2};
+
+// Deflated streams are written this many streams after they were made, so
+// that other threads can deflate them meanwhile. The delay is the same for
+// every thread count, and so is the file.
+constexpr std::size_t kWriteDelay = 8;
 
 constexpr const char* kDroppedTrailerKeys[] = {"Encrypt", "Prev",   "XRefStm",     "W",   "Index",
                                                "Length",  "Filter", "DecodeParms", "Type"};
@@ -108,6 +116,7 @@ class DocumentWriter {
   DocumentWriter(Document& document, std::ostream& file, WriteOptions options)
       : document_(document), options_(std::move(options)), counter_(*file.rdbuf()), out_(&counter_) {
     out_.imbue(std::locale::classic());
+    objectText_.imbue(std::locale::classic());
     // Object streams and the cross-reference stream take numbers after
     // every number the document uses.
     std::uint64_t highest = document_.nextObjectNumber;
@@ -127,6 +136,7 @@ class DocumentWriter {
       Value trailer = writtenTrailer(0);
       queueReferences(trailer);
       for (std::size_t next = 0; next < queue_.size(); ++next) writeObject(queue_[next]);
+      writeDeferred();
       std::sort(table_.begin(), table_.end(),
                 [](const TableEntry& a, const TableEntry& b) { return a.number < b.number; });
       if (!table_.empty()) tableSize = std::uint64_t{table_.back().number} + 1;
@@ -137,10 +147,12 @@ class DocumentWriter {
     }
     if (options_.objectStreams) {
       flushObjectStream();
+      writeDeferred();
       writeCrossReferenceStream();
       out_.flush();
       return !out_.fail();
     }
+    writeDeferred();
     const std::uint64_t tableOffset = counter_.position();
     writeTable(tableSize);
     writeTrailer(tableSize, tableOffset);
@@ -215,13 +227,21 @@ class DocumentWriter {
     if (!object) return;
     const Value* type = object->value.isDictionary() ? object->value.find("Type") : nullptr;
     if (options_.objectStreams && !object->isStream && object->generation == 0) {
-      std::ostringstream text;
-      text.imbue(std::locale::classic());
-      writeValue(text, object->value, strings());
-      pending_.emplace_back(number, text.str());
+      // One stream serves every object: setting up a stream and its locale
+      // costs more than writing most objects.
+      objectText_.str(std::string());
+      objectText_.clear();
+      writeValue(objectText_, object->value, strings());
+      pending_.emplace_back(number, objectText_.str());
       if (options_.onlyReachable) queueReferences(object->value);
       release(number, held);
       if (pending_.size() >= kObjectsPerStream) flushObjectStream();
+      return;
+    }
+    if (object->isStream && options_.compressCreated && object->createdStream && !object->data.empty()) {
+      deferCreatedStream(number, *object);
+      if (options_.onlyReachable) queueReferences(object->value);
+      release(number, held);
       return;
     }
     // Cross-reference streams describe the input file's layout; the new file
@@ -257,19 +277,6 @@ class DocumentWriter {
       dictionary.erase("DecodeParms");
     }
     const std::uint64_t length = object.data.empty() ? object.streamLength : object.data.size();
-    if (options_.compressCreated && object.createdStream && !object.data.empty()) {
-      // The document keeps its plain bytes; only the file gets them deflated.
-      const Bytes packed = deflateBytes(object.data);
-      dictionary.insert_or_assign("Length", Value::Number(static_cast<double>(length)));
-      Value written = object.value;
-      written.dictionary.insert_or_assign("Filter", Value::Name("FlateDecode"));
-      written.dictionary.insert_or_assign("Length", Value::Number(static_cast<double>(packed.size())));
-      writeValue(out_, written, strings());
-      writeText(out_, "\nstream\n");
-      out_.write(reinterpret_cast<const char*>(packed.data()), static_cast<std::streamsize>(packed.size()));
-      writeText(out_, "\nendstream\n");
-      return;
-    }
     dictionary.insert_or_assign("Length", Value::Number(static_cast<double>(length)));
     writeValue(out_, object.value, strings());
     writeText(out_, "\nstream\n");
@@ -287,6 +294,73 @@ class DocumentWriter {
                  static_cast<std::streamsize>(length));
     }
     writeText(out_, "\nendstream\n");
+  }
+
+  // A stream the engine made, deflated for the file: the document keeps
+  // its plain bytes (and their length).
+  void deferCreatedStream(std::uint32_t number, Object& object) {
+    if (!object.value.isDictionary()) object.value = Value::Dictionary({});
+    ValueDictionary& dictionary = object.value.dictionary;
+    dictionary.erase("Filter");
+    dictionary.erase("DecodeParms");
+    dictionary.insert_or_assign("Length", Value::Number(static_cast<double>(object.data.size())));
+    Value written = object.value;
+    written.dictionary.insert_or_assign("Filter", Value::Name("FlateDecode"));
+    // The object outlives the writer, so its bytes are deflated in place.
+    defer(number, std::min(object.generation, kMaxGeneration), std::move(written), &object.data, nullptr);
+  }
+
+  // Queues a stream object for deflating and writing: `plain` points to
+  // bytes that stay put until the writer ends, or `owned` holds them.
+  void defer(std::uint32_t number, std::uint32_t generation, Value dictionary, const Bytes* plain,
+             std::shared_ptr<const Bytes> owned) {
+    Deferred entry{number, generation, std::move(dictionary), {}, {}};
+    if (owned) plain = owned.get();
+    if (options_.threads > 1) {
+      // At most `threads` deflates run at once besides this thread.
+      while (running_ >= options_.threads) waitOldestRunning();
+      entry.packing = std::async(std::launch::async, [plain, owned] { return deflateBytes(*plain); });
+      ++running_;
+    } else {
+      entry.packed = deflateBytes(*plain);
+    }
+    deferred_.push_back(std::move(entry));
+    while (deferred_.size() > kWriteDelay) writeOldestDeferred();
+  }
+
+  void waitOldestRunning() {
+    for (Deferred& entry : deferred_) {
+      if (!entry.packing.valid()) continue;
+      entry.packed = entry.packing.get();
+      --running_;
+      return;
+    }
+    running_ = 0;
+  }
+
+  void writeOldestDeferred() {
+    Deferred entry = std::move(deferred_.front());
+    deferred_.pop_front();
+    if (entry.packing.valid()) {
+      entry.packed = entry.packing.get();
+      --running_;
+    }
+    const std::uint64_t offset = counter_.position();
+    if (offset > kMaxOffset) throw Exception(Error::Io, "failed while writing output PDF");
+    table_.push_back({entry.number, entry.generation, offset});
+    writeUnsigned(out_, entry.number);
+    out_.put(' ');
+    writeUnsigned(out_, entry.generation);
+    writeText(out_, " obj\n");
+    entry.dictionary.dictionary.insert_or_assign("Length", Value::Number(static_cast<double>(entry.packed.size())));
+    writeValue(out_, entry.dictionary, strings());
+    writeText(out_, "\nstream\n");
+    out_.write(reinterpret_cast<const char*>(entry.packed.data()), static_cast<std::streamsize>(entry.packed.size()));
+    writeText(out_, "\nendstream\nendobj\n");
+  }
+
+  void writeDeferred() {
+    while (!deferred_.empty()) writeOldestDeferred();
   }
 
   // Returns an object fetched only for writing to the state it was in.
@@ -338,16 +412,14 @@ class DocumentWriter {
     const std::uint32_t streamNumber = takeNumber();
     std::uint32_t index = 0;
     for (const auto& [number, text] : pending_) table_.push_back({number, index++, streamNumber, true});
-    Bytes data(header.begin(), header.end());
-    data.insert(data.end(), body.begin(), body.end());
-    const Bytes packed = deflateBytes(data);
-    startObject(streamNumber);
-    writeStreamObject(Value::Dictionary({{"Type", Value::Name("ObjStm")},
-                                         {"N", Value::Number(static_cast<double>(pending_.size()))},
-                                         {"First", Value::Number(static_cast<double>(header.size()))},
-                                         {"Filter", Value::Name("FlateDecode")},
-                                         {"Length", Value::Number(static_cast<double>(packed.size()))}}),
-                      packed);
+    auto data = std::make_shared<Bytes>(header.begin(), header.end());
+    data->insert(data->end(), body.begin(), body.end());
+    defer(streamNumber, 0,
+          Value::Dictionary({{"Type", Value::Name("ObjStm")},
+                             {"N", Value::Number(static_cast<double>(pending_.size()))},
+                             {"First", Value::Number(static_cast<double>(header.size()))},
+                             {"Filter", Value::Name("FlateDecode")}}),
+          nullptr, std::move(data));
     pending_.clear();
   }
 
@@ -460,6 +532,18 @@ class DocumentWriter {
   std::unordered_set<std::uint32_t> queued_;
   // Objects waiting for the next object stream: number and written value.
   std::vector<std::pair<std::uint32_t, std::string>> pending_;
+  std::ostringstream objectText_;
+  // Streams made, not yet written: their packed bytes, or the deflate
+  // running for them.
+  struct Deferred {
+    std::uint32_t number;
+    std::uint32_t generation;
+    Value dictionary;
+    Bytes packed;
+    std::future<Bytes> packing;
+  };
+  std::deque<Deferred> deferred_;
+  unsigned running_ = 0;
   std::uint64_t nextNumber_ = 1;
 };
 

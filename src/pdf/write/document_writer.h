@@ -19,6 +19,9 @@ struct WriteOptions {
   // Objects other than streams go into compressed object streams, and the
   // cross-reference table becomes a compressed cross-reference stream.
   bool objectStreams = false;
+  // Threads that may deflate streams while the writer goes on; the file is
+  // the same for every count.
+  unsigned threads = 1;
   // Objects written in place of the document's own, by number (the
   // document keeps its objects as they are).
   std::map<std::uint32_t, Object> replacements;
