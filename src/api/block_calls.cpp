@@ -31,15 +31,21 @@ extern "C" {
 ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderExtractPageBlocks(ZOPRADocumentLoader* loader, uint32_t page,
                                                                       uint32_t* count) {
   if (!loader || !count) return ZOPRA_STATUS_INVALID_ARGUMENT;
-  const int32_t extracted = zopraDocumentLoaderExtractPageText(loader, page);
-  if (extracted != ZOPRA_STATUS_SUCCESS) return extracted;
+  // Text and graphics from one run of the page's content; a page that fails
+  // so (the two together over the page's budget) is run for each alone.
+  const int32_t extracted = zopra::api::extractPageText(loader, page, &loader->blockGraphics);
+  if (extracted != ZOPRA_STATUS_SUCCESS) {
+    const int32_t alone = zopraDocumentLoaderExtractPageText(loader, page);
+    if (alone != ZOPRA_STATUS_SUCCESS) return alone;
+  }
   return guarded([&] {
     loader->blocks.clear();
-    loader->blockGraphics.clear();
-    const Error kind = loader->document.extractGraphics(page, 0.0, loader->blockGraphics);
-    if (kind != Error::None) {
-      loader->textExtracted = false;
-      return statusFor(kind);
+    if (extracted != ZOPRA_STATUS_SUCCESS) {
+      const Error kind = loader->document.extractGraphics(page, 0.0, loader->blockGraphics);
+      if (kind != Error::None) {
+        loader->textExtracted = false;
+        return statusFor(kind);
+      }
     }
     loader->blocks = zopra::pdf::textBlocks(loader->textEntries, loader->blockGraphics);
     loader->blockRules = zopra::pdf::pageRules(loader->blockGraphics);

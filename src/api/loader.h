@@ -71,6 +71,11 @@ std::int32_t setTextChain(ZOPRADocumentLoader* loader, const char* text, std::ui
                           const char* const* fontPaths, std::uint32_t fontCount, double fontSize,
                           double horizontalScaling);
 
+// What zopraDocumentLoaderExtractPageText does, also collecting the page's
+// graphics from the same run of its content when `graphics` is not null.
+std::int32_t extractPageText(ZOPRADocumentLoader* loader, std::uint32_t page,
+                             std::vector<pdf::GraphicsEntry>* graphics);
+
 // Works out the room and alignment of every item of the last extraction
 // (loader->textRoom, loader->textAlignment) unless done since. The caller
 // checks that an extraction succeeded. A status code; throws what the

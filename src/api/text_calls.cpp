@@ -20,11 +20,11 @@ bool pageInRange(const ZOPRADocumentLoader* loader, uint32_t page) {
 
 }  // namespace
 
-extern "C" {
+namespace zopra::api {
 
-ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderExtractPageText(ZOPRADocumentLoader* loader,
-                                                                    uint32_t page) {
-  if (!loader || !loader->opened || !pageInRange(loader, page)) {
+int32_t extractPageText(ZOPRADocumentLoader* loader, uint32_t page,
+                        std::vector<zopra::pdf::GraphicsEntry>* graphics) {
+  if (!loader || !loader->opened || page >= loader->document.pages.size()) {
     return ZOPRA_STATUS_INVALID_ARGUMENT;
   }
   // Cleared first: an extraction that runs out of memory leaves part of the
@@ -33,11 +33,20 @@ ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderExtractPageText(ZOPRADocume
   ++loader->extraction;
   loader->unremovedText.clear();
   return guarded([&] {
-    Error kind = loader->document.extractText(page, loader->textEntries, nullptr);
+    Error kind = loader->document.extractText(page, loader->textEntries, nullptr, graphics);
     loader->textExtracted = kind == Error::None;
     loader->extractedPage = page;
     return statusFor(kind);
   });
+}
+
+}  // namespace zopra::api
+
+extern "C" {
+
+ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderExtractPageText(ZOPRADocumentLoader* loader,
+                                                                    uint32_t page) {
+  return zopra::api::extractPageText(loader, page, nullptr);
 }
 
 ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderGetPageTextCount(ZOPRADocumentLoader* loader,

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "pdf/content/bidi_order.h"
+#include "pdf/content/graphics_entry.h"
 #include "pdf/content/interpreter.h"
 #include "pdf/content/text_entry.h"
 #include "pdf/model/document.h"
@@ -29,15 +30,16 @@ void Interpreter::runPage() {
 }
 
 Error Document::extractText(std::uint32_t pageIndex, std::vector<TextEntry>& entries,
-                            std::vector<std::uint32_t>* images) {
+                            std::vector<std::uint32_t>* images, std::vector<GraphicsEntry>* graphics) {
   if (pageIndex >= pages.size()) return Error::InvalidArgument;
   entries.clear();
   if (images) images->clear();
+  if (graphics) graphics->clear();
   const Page& page = pages[pageIndex];
   Rectangle box{page.x, page.y, page.width, page.height};
   TransientObjects transient(*this);
   try {
-    Interpreter interpreter(*this, page, &entries, nullptr, images, 0.0, box);
+    Interpreter interpreter(*this, page, &entries, graphics, images, 0.0, box);
     interpreter.runPage();
   } catch (const Exception& failure) {
     setError(failure.kind(), failure.message());

@@ -322,9 +322,11 @@ class Document {
 
   // ---- Content --------------------------------------------------------------
   // Text items of a page (replacing `entries`), and optionally the object
-  // numbers of the image XObjects it draws.
+  // numbers of the image XObjects it draws and, from the same run of the
+  // content, its painted graphics as extractGraphics gives them with no
+  // minimum size (replacing `graphics`).
   Error extractText(std::uint32_t page, std::vector<TextEntry>& entries,
-                    std::vector<std::uint32_t>* images);
+                    std::vector<std::uint32_t>* images, std::vector<GraphicsEntry>* graphics = nullptr);
   // Painted path pieces and drawn images of a page (replacing `entries`),
   // cut to the clip; pieces narrower and lower than `minimumSize` are left out.
   Error extractGraphics(std::uint32_t page, double minimumSize,
