@@ -141,10 +141,10 @@ std::vector<PageCase> pageCases() {
        "72 600 120 20 re 192 600 120 20 re 72 580 120 20 re 192 580 120 20 re S\n" +
            lines(76, 606, 10, 20, {"Name", "Colour"}) + lines(196, 606, 10, 20, {"Value", "Blue"}),
        {{K::TableCell, A::Left, "Name"},
-        {K::TableCell, A::Left, "Colour"},
         {K::TableCell, A::Left, "Value"},
+        {K::TableCell, A::Left, "Colour"},
         {K::TableCell, A::Left, "Blue"}},
-       1, "Farbe der Oberflaeche und der Kanten", "Farbe"},
+       2, "Farbe der Oberflaeche und der Kanten", "Farbe"},
       {"caption under a figure",
        lines(72, 760, 10, 12, {"A paragraph of body text stands above the", "figure and sets the body size."}) +
            "0.8 g 200 600 200 100 re f 0 g\n" + lines(250, 585, 10, 12, {"Figure 1: A grey box"}),

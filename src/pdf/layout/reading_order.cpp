@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
+#include <utility>
 
 namespace zopra::pdf {
 
@@ -50,6 +52,35 @@ void sortReadingOrder(std::vector<TextBlock>& blocks) {
   sorted.reserve(blocks.size());
   for (const Keyed& key : keys) sorted.push_back(std::move(blocks[key.index]));
   blocks = std::move(sorted);
+  // The cells of a table (a run of cells in that order) are read row by
+  // row, each row left to right, as the table is meant to be read.
+  for (std::size_t begin = 0; begin < blocks.size();) {
+    std::size_t end = begin;
+    while (end < blocks.size() && blocks[end].kind == BlockKind::TableCell) ++end;
+    if (end - begin >= 2) {
+      const auto first = blocks.begin() + static_cast<std::ptrdiff_t>(begin);
+      const auto last = blocks.begin() + static_cast<std::ptrdiff_t>(end);
+      std::stable_sort(first, last, [](const TextBlock& l, const TextBlock& r) { return l.box.y1 > r.box.y1; });
+      // Rows: cells whose tops lie within half a line of the row's first.
+      std::vector<std::pair<std::size_t, std::size_t>> rowOf;  // (row, index)
+      double rowTop = first->box.y1;
+      std::size_t row = 0;
+      for (auto cell = first; cell != last; ++cell) {
+        if (cell->box.y1 < rowTop - 0.5 * std::max(cell->size, 1.0)) {
+          ++row;
+          rowTop = cell->box.y1;
+        }
+        rowOf.emplace_back(row, static_cast<std::size_t>(cell - first));
+      }
+      std::vector<TextBlock> cells(std::make_move_iterator(first), std::make_move_iterator(last));
+      std::stable_sort(rowOf.begin(), rowOf.end(), [&](const auto& l, const auto& r) {
+        if (l.first != r.first) return l.first < r.first;
+        return cells[l.second].box.x0 < cells[r.second].box.x0;
+      });
+      for (std::size_t k = 0; k < rowOf.size(); ++k) blocks[begin + k] = std::move(cells[rowOf[k].second]);
+    }
+    begin = end == begin ? begin + 1 : end;
+  }
 }
 
 }  // namespace zopra::pdf
