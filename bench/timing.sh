@@ -67,3 +67,23 @@ report() {
   awk -v name="$1" -v ns="$2" -v base="$3" 'BEGIN {
     printf "%-22s %8.3f s   %6.2f x zopra-pdf\n", name, ns / 1e9, (base > 0 ? ns / base : 0) }'
 }
+
+# measure_resources SCRATCH ROUNDS COMMAND...: runs COMMAND (output dropped,
+# exit code ignored) ROUNDS times under GNU time and prints
+# "WALL USER SYS PEAK_KIB" of the round with the best wall-clock time, with
+# the largest peak resident memory of all rounds. SCRATCH is a folder for
+# GNU time's report.
+measure_resources() {
+  local scratch=$1 rounds=$2 best="" cpu="" peak=0 round wall user sys kib
+  shift 2
+  for ((round = 0; round < rounds; ++round)); do
+    /usr/bin/time -f '%e %U %S %M' -o "$scratch/time" "$@" >/dev/null 2>&1 || true
+    read -r wall user sys kib < <(tail -n 1 "$scratch/time")
+    if [ -z "$best" ] || awk -v a="$wall" -v b="$best" 'BEGIN { exit !(a < b) }'; then
+      best=$wall
+      cpu="$user $sys"
+    fi
+    [ "$kib" -gt "$peak" ] && peak=$kib
+  done
+  echo "$best $cpu $peak"
+}
