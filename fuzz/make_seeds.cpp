@@ -210,8 +210,9 @@ std::string type0Font(const std::string& encoding, const std::string& content) {
 }
 
 // Objects 1 to 4 in object stream 5, listed by a cross-reference stream that
-// is compressed with a PNG predictor, as most producers write it.
-std::string objectStreams() {
+// is compressed with a PNG predictor, as most producers write it. `nested`
+// stores stream 5 itself in object stream 8.
+std::string objectStreams(bool nested) {
   const std::string objects[] = {
       "<< /Type /Catalog /Pages 2 0 R >>",
       "<< /Type /Pages /Kids [3 0 R] /Count 1 /MediaBox [0 0 612 792] >>",
@@ -224,8 +225,15 @@ std::string objectStreams() {
     body += objects[i] + "\n";
   }
   PdfBuilder b;
-  b.stream(5, "/Type /ObjStm /N 4 /First " + std::to_string(header.size()) + " /Filter /FlateDecode",
-           deflate(header + body));
+  const std::string inner = "/Type /ObjStm /N 4 /First " + std::to_string(header.size()) + " /Filter /FlateDecode";
+  const std::string packed = deflate(header + body);
+  if (nested) {
+    b.stream(8, "/Type /ObjStm /N 1 /First 4 /Filter /FlateDecode",
+             deflate("5 0 << " + inner + " /Length " + std::to_string(packed.size()) + " >>\nstream\n" + packed +
+                     "\nendstream"));
+  } else {
+    b.stream(5, inner, packed);
+  }
   b.stream(6, "", kPageText);
   const std::size_t xrefOffset = b.bytes().size();
   std::string data;
@@ -237,11 +245,12 @@ std::string objectStreams() {
   };
   put(0, 0, 65535);
   for (int i = 0; i < 4; ++i) put(2, 5, i);
-  put(1, b.offsetOf(5), 0);
+  put(nested ? 2 : 1, nested ? 8 : b.offsetOf(5), 0);
   put(1, b.offsetOf(6), 0);
   put(1, xrefOffset, 0);
+  if (nested) put(1, b.offsetOf(8), 0);
   data = deflate(pngPredicted(data, 7, 1));
-  b.raw("7 0 obj\n<< /Type /XRef /Size 8 /W [1 4 2] /Root 1 0 R /Filter /FlateDecode "
+  b.raw("7 0 obj\n<< /Type /XRef /Size " + std::string(nested ? "9" : "8") + " /W [1 4 2] /Root 1 0 R /Filter /FlateDecode "
         "/DecodeParms << /Predictor 12 /Columns 7 >> /Length " +
         std::to_string(data.size()) + " >>\nstream\n" + data + "\nendstream\nendobj\nstartxref\n" +
         std::to_string(xrefOffset) + "\n%%EOF\n");
@@ -388,7 +397,8 @@ void writeDocuments(Seeds& seeds, bool withCorpus) {
               type0Font("Identity-H", "BT /F1 16 Tf 72 700 Td <000100020003> Tj [<0064> 200 <0070>] TJ ET"));
   seeds.write(target, "type0_sjis.pdf",
               type0Font("90ms-RKSJ-H", "BT /F1 16 Tf 72 700 Td <82A082A2414243> Tj ET"));
-  seeds.write(target, "object_streams.pdf", objectStreams());
+  seeds.write(target, "object_streams.pdf", objectStreams(false));
+  seeds.write(target, "nested_object_streams.pdf", objectStreams(true));
   seeds.write(target, "xref_stream.pdf", crossReferenceStream());
   seeds.write(target, "incremental_table.pdf", incrementalUpdate(false));
   seeds.write(target, "incremental_stream.pdf", incrementalUpdate(true));

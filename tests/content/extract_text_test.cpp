@@ -77,10 +77,19 @@ TEST(ExtractText, RightToLeftInReadingOrder) {
        "BT /F2 12 Tf 72 550 Td <31323320838281808584> Tj ET\n"  // "123 " then Hebrew
        // A space drawn with no room, then a comma that ends the word on its right.
        "BT /F2 12 Tf 72 500 Td <8382> Tj -3 Tc <20> Tj 0 Tc <2C8180> Tj ET\n"
-       // One glyph at a time from the right: already in reading order.
-       "BT /F2 12 Tf 300 450 Td <80> Tj -8 0 Td <81> Tj -8 0 Td <82> Tj -8 0 Td <83> Tj ET"},
-      "[0 0 612 792]", "/Font << /F2 20 0 R >>");
+       // One glyph at a time from the right (F3 gives every glyph 6 points).
+       "BT /F3 12 Tf 300 450 Td <80> Tj -6 0 Td <81> Tj -6 0 Td <82> Tj -6 0 Td <83> Tj ET\n"
+       // A line drawn a piece at a time from the right, each piece left to
+       // right, brackets named by the characters they stand for: "shalom
+       // 15(kaf)(4) olam", the brackets and the final word last.
+       "BT /F3 12 Tf 300 400 Td <2083828180> Tj -12 0 Td <3135> Tj -24 0 Td [<2829> 0 <8428>] TJ "
+       "-6 0 Td <34> Tj -36 0 Td <838182852029> Tj ET"},
+      "[0 0 612 792]", "/Font << /F2 20 0 R /F3 22 0 R >>");
   builder.object(20, "<< /Type /Font /Subtype /Type1 /BaseFont /Helvetica /ToUnicode 21 0 R >>");
+  std::string widths;
+  for (int code = 32; code <= 137; ++code) widths += "500 ";
+  builder.object(22, "<< /Type /Font /Subtype /Type1 /BaseFont /Helvetica /ToUnicode 21 0 R /FirstChar 32 "
+                     "/LastChar 137 /Widths [" + widths + "] >>");
   builder.stream(21, "", toUnicode);
   builder.finishWithTable("/Root 1 0 R");
   test::Loaded loaded = test::loadBuilder(builder, "right-to-left.pdf");
@@ -88,13 +97,15 @@ TEST(ExtractText, RightToLeftInReadingOrder) {
   std::vector<TextEntry> entries;
   ASSERT_EQ(loaded->extractText(0, entries, nullptr), Error::None);
   EXPECT_EQ(texts(entries), (std::vector<std::string>{"שלום כולם?", "سلام", "Hello <שלום> world",
-                                                      "כעשלום 123", "של, ום", "שלום"}));
-  ASSERT_EQ(entries.size(), 6u);
+                                                      "כעשלום 123", "של, ום", "שלום", "שלום 15(כ)(4) עולם"}));
+  ASSERT_EQ(entries.size(), 7u);
   EXPECT_EQ(entries[1].sources.size(), 2u);
   EXPECT_EQ(entries[1].sources[0].element, 0u);
+  EXPECT_EQ(entries[6].e, 222);
 
-  // The Arabic item is removed by its runs; the others stay.
-  const std::set<std::uint32_t> chosen{1};
+  // The Arabic item and the line drawn in pieces are removed by their runs;
+  // the others stay.
+  const std::set<std::uint32_t> chosen{1, 6};
   ASSERT_EQ(loaded->removeText(0, &chosen, entries, 1), Error::None);
   std::vector<TextEntry> after;
   ASSERT_EQ(loaded->extractText(0, after, nullptr), Error::None);

@@ -3,6 +3,7 @@
 #include <tuple>
 #include <vector>
 
+#include "support/hostile_files.h"
 #include "support/load_helpers.h"
 
 namespace zopra::pdf {
@@ -96,6 +97,60 @@ TEST(ObjectStreams, StrictModeFollowsTheCrossReference) {
     EXPECT_FALSE(loadedNested->strictCrossReference);
     ASSERT_EQ(loadedNested->pages.size(), 1u);
     EXPECT_EQ(loadedNested->pages[0].height, 400);
+  }
+}
+
+// An object stream holding one whole stream object, `number`, as its only object.
+std::string holding(std::uint32_t number, const std::string& dictionary, const std::string& data) {
+  std::string header = std::to_string(number) + " 0 ";
+  return header + "<< " + dictionary + " /Length " + std::to_string(data.size()) + " >>\nstream\n" + data +
+         "\nendstream";
+}
+
+// Objects 1 to 3 in object stream 10 (Flate), stored in 11, stored in 12 ...
+// `levels` deep; the last container is in the file. `loop` lists the last
+// container as stored in stream 10 instead.
+TEST(ObjectStreams, NestedObjectStreams) {
+  struct Case {
+    int levels;
+    bool loop;
+    bool opens;
+  };
+  for (const Case& c : {Case{1, false, true}, Case{4, false, true}, Case{5, false, false}, Case{1, true, false}}) {
+    std::string header = headerFor(1, 2, 3);
+    std::string dictionary = "/Type /ObjStm /N 1 /Filter /FlateDecode /First ";
+    std::string inner = test::deflate(header + kBody);
+    std::string body = holding(10, "/Type /ObjStm /N 3 /Filter /FlateDecode /First " + std::to_string(header.size()), inner);
+    for (int level = 1; level < c.levels; ++level) {
+      std::string packed = test::deflate(body);
+      body = holding(static_cast<std::uint32_t>(10 + level),
+                     dictionary + std::to_string(std::to_string(9 + level).size() + 3), packed);
+    }
+    const auto outer = static_cast<std::uint32_t>(10 + c.levels);
+    PdfBuilder b;
+    b.stream(outer, dictionary + std::to_string(std::to_string(outer - 1).size() + 3), test::deflate(body));
+    std::vector<Entry> entries{{0, 0, 65535}, {2, 10, 0}, {2, 10, 1}, {2, 10, 2}};
+    while (entries.size() < 10) entries.push_back({0, 0, 0});
+    for (std::uint32_t number = 10; number < outer; ++number) entries.push_back({2, number + 1, 0});
+    entries.push_back(c.loop ? Entry{2, 10, 3} : Entry{1, b.offsetOf(outer), 0});
+    finishWith(b, outer + 1, entries);
+    auto loaded = loadBuilder(b, "objstm-in-objstm.pdf");
+    SCOPED_TRACE(std::to_string(c.levels) + (c.loop ? " levels, in a loop" : " levels"));
+    if (!c.opens) {
+      // Cross-reference data that cannot be followed is left for the scan,
+      // which cannot see objects inside nested streams either.
+      EXPECT_NE(loaded.result, Error::None);
+      continue;
+    }
+    ASSERT_EQ(loaded.result, Error::None) << loaded->errorMessage;
+    EXPECT_TRUE(loaded->strictCrossReference);
+    ASSERT_EQ(loaded->pages.size(), 1u);
+    EXPECT_EQ(loaded->pages[0].height, 400);
+    const Object* stream = loaded->object(10);
+    ASSERT_NE(stream, nullptr);
+    EXPECT_TRUE(stream->isStream);
+    Bytes decoded = loaded->decodeStream(*stream);
+    EXPECT_EQ(std::string(decoded.begin(), decoded.end()), header + kBody);
   }
 }
 

@@ -28,6 +28,22 @@ bool mayHoldRightToLeft(const std::string& text) {
   return false;
 }
 
+// Whether every closing round, square or curly bracket of the text follows
+// an opening one that it closes.
+bool bracketsPaired(const std::vector<std::uint32_t>& text) {
+  std::vector<std::uint32_t> open;
+  for (std::uint32_t c : text) {
+    if (c == '(' || c == '[' || c == '{') {
+      open.push_back(c);
+    } else if (c == ')' || c == ']' || c == '}') {
+      std::uint32_t wanted = c == ')' ? '(' : c == ']' ? '[' : '{';
+      if (open.empty() || open.back() != wanted) return false;
+      open.pop_back();
+    }
+  }
+  return open.empty();
+}
+
 }  // namespace
 
 std::string logicalOrder(const std::string& visual) {
@@ -58,21 +74,34 @@ std::string logicalOrder(const std::string& visual) {
   if (fribidi_get_par_embedding_levels_ex(types.data(), brackets.data(), length, &base, levels.data()) == 0) {
     return visual;
   }
-  fribidi_shape_mirroring(levels.data(), length, text.data());
+  // The levels before reordering tell which characters stand in
+  // right-to-left runs; the map tells where each one comes from.
+  const std::vector<FriBidiLevel> logicalLevels = levels;
+  std::vector<FriBidiStrIndex> map(text.size());
+  for (FriBidiStrIndex i = 0; i < length; ++i) map[static_cast<std::size_t>(i)] = i;
+  std::vector<FriBidiChar> reordered = text;
   if (fribidi_reorder_line(FRIBIDI_FLAG_REORDER_NSM, types.data(), length, 0, base, levels.data(),
-                           text.data(), nullptr) == 0) {
+                           reordered.data(), map.data()) == 0) {
     return visual;
   }
-  return encodeUtf8(std::vector<std::uint32_t>(text.begin(), text.end()));
+  // A bracket drawn in a right-to-left run shows its mirror image. Most
+  // files name the glyph by its shape, and the character is mirrored back;
+  // some name it by the character it stands for already. The reading whose
+  // brackets open before they close is the one meant.
+  std::vector<std::uint32_t> plain(reordered.begin(), reordered.end());
+  std::vector<std::uint32_t> mirrored = plain;
+  for (std::size_t i = 0; i < mirrored.size(); ++i) {
+    FriBidiChar mirror = 0;
+    if ((logicalLevels[static_cast<std::size_t>(map[i])] & 1) != 0 && fribidi_get_mirror_char(mirrored[i], &mirror)) {
+      mirrored[i] = mirror;
+    }
+  }
+  if (!bracketsPaired(mirrored) && bracketsPaired(plain)) return encodeUtf8(plain);
+  return encodeUtf8(mirrored);
 }
 
 void reorderRightToLeft(std::vector<TextEntry>& entries) {
-  for (TextEntry& entry : entries) {
-    // Runs that went leftwards, one after the other, were drawn in reading
-    // order already (a glyph at a time, from the right).
-    if (entry.width < 0 && entry.sources.size() > 1) continue;
-    entry.text = logicalOrder(entry.text);
-  }
+  for (TextEntry& entry : entries) entry.text = logicalOrder(entry.text);
 }
 
 }  // namespace zopra::pdf

@@ -15,10 +15,10 @@ namespace zopra::pdf {
 // right-to-left character comes back unchanged.
 std::string logicalOrder(const std::string& visual);
 
-// logicalOrder on the text of every item, except items whose runs were
-// placed from right to left, which are in reading order already. Only the
-// text changes: the runs and operator ranges that removal and replacement
-// use stay as drawn.
+// logicalOrder on the text of every item, whose text stands in the order of
+// its glyphs on the line (runs placed on the left of an item are put in
+// front of its text). Only the text changes: the runs and operator ranges
+// that removal and replacement use stay as drawn.
 void reorderRightToLeft(std::vector<TextEntry>& entries);
 
 }  // namespace zopra::pdf

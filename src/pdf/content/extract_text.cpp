@@ -5,6 +5,7 @@
 #include "pdf/content/bidi_order.h"
 #include "pdf/content/graphics_entry.h"
 #include "pdf/content/interpreter.h"
+#include "pdf/content/text_merge.h"
 #include "pdf/content/text_entry.h"
 #include "pdf/model/document.h"
 
@@ -45,6 +46,7 @@ Error Document::extractText(std::uint32_t pageIndex, std::vector<TextEntry>& ent
     setError(failure.kind(), failure.message());
     return failure.kind();
   }
+  closeTextItems(entries);
   reorderRightToLeft(entries);
   return Error::None;
 }

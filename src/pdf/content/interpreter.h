@@ -88,10 +88,11 @@ class Interpreter {
   // Shows one string: fills the run's text and metrics and advances the text matrix.
   void showString(const FontInfo& fontInfo, const std::string& bytes, std::string& text,
                   RunMetrics& metrics);
-  // Hands one shown string to the text collector.
+  // Adds the text run of one shown string to `runs`, which the operator
+  // hands to the text collector once all its strings are shown.
   void emitText(const Matrix& runMatrix, FontInfo& fontInfo, std::string text,
                 const RunMetrics& metrics, std::uint32_t streamNumber, std::uint32_t ordinal,
-                const std::string& operatorName, TextSource::Run source);
+                const std::string& operatorName, TextSource::Run source, std::vector<TextRun>& runs);
   // Width of a space of the current font, in text space.
   double spaceLength(const FontInfo& fontInfo) const;
   // Gap inside one TJ array above which a space is inserted, in text space.

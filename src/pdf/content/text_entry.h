@@ -105,6 +105,24 @@ struct TextEntry {
   std::size_t styleLength = 0;
   const FontStyle* lastStyle = nullptr;
   std::size_t lastLength = 0;
+
+  // While pieces of a line are put in front of the item (right-to-left
+  // lines are drawn from the right, a phrase or number at a time, each
+  // piece's glyphs from its left): the place in `text` where the next piece
+  // continues the one put in front, and whether a space goes there once no
+  // piece follows.
+  struct Front {
+    bool open = false;
+    std::size_t at = 0;
+    // Where the last piece ended and where the text after `at` starts.
+    double x = 0, y = 0;
+    double nextX = 0, nextY = 0;
+    // Spaces trimmed from the last piece's end and from the next text's start.
+    bool trailing = false, nextSpace = false;
+    // Glyph widths on both sides of `at`, in thousandths of an em, and the
+    // scale that turns them into page space.
+    double lastWidth = 0, nextWidth = 0, scale = 0;
+  } front;
 };
 
 }  // namespace zopra::pdf

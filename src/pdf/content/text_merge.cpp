@@ -125,8 +125,9 @@ TextEntry newEntry(TextRun& run, const RunGeometry& g, bool leadingSpace, bool t
   return entry;
 }
 
-bool startsNewItem(const TextEntry& previous, const TextRun& run, double gap, double perpendicular) {
-  bool asciiPair = endsWithAscii(previous.text) && startsWithAscii(run.text);
+// `asciiPair`: the glyphs that meet across the gap are both ASCII.
+bool startsNewItem(bool asciiPair, const TextEntry& previous, const TextRun& run, double gap,
+                   double perpendicular) {
   double factor = asciiPair ? 6.0 : 10.0;
   if (gap + 1e-7 > factor * run.spaceLength) return true;
   double size = std::max(std::fabs(previous.fontSize), std::fabs(run.fontSize));
@@ -140,6 +141,15 @@ bool startsNewItem(const TextEntry& previous, const TextRun& run, double gap, do
   return !(perpendicular < 0.01) || gap < -5.0 * run.fontSize;
 }
 
+// The part of the wider of two neighbouring glyphs (in thousandths of an em)
+// that a gap must reach to separate words: more for narrow glyphs.
+double glyphGapThreshold(double width) {
+  if (width < 400) return width * 0.5;
+  if (width < 700) return width * 0.25;
+  if (width < 800) return width / 5;
+  return width / 6;
+}
+
 // The gap above which two merged runs are separated by a space.
 double spaceThreshold(const TextEntry& previous, const TextRun& run) {
   double scaledSize = std::fabs(run.fontSize * run.horizontalScale);
@@ -150,17 +160,8 @@ double spaceThreshold(const TextEntry& previous, const TextRun& run) {
   } else {
     double runScale = scaledSize / 1000.0;
     bool previousWider = previous.lastWidth >= run.metrics.firstWidth;
-    double width = previousWider ? previous.lastWidth : run.metrics.firstWidth;
-    if (width < 400) {
-      width *= 0.5;
-    } else if (width < 700) {
-      width *= 0.25;
-    } else if (width < 800) {
-      width /= 5;
-    } else {
-      width /= 6;
-    }
-    threshold = width * (previousWider ? previous.spaceScale : runScale);
+    threshold = glyphGapThreshold(previousWider ? previous.lastWidth : run.metrics.firstWidth) *
+                (previousWider ? previous.spaceScale : runScale);
   }
   if (!(threshold > 0)) threshold = 0.125 * scaledSize;
   return threshold;
@@ -198,6 +199,15 @@ bool spaceWanted(const TextEntry& previous, const TextRun& run, double gap, bool
   }
   bool closing = last == ')' || last == ']' || last == '}' || last == 0x27E9;
   return closing && asciiLetter(firstByte) && gap >= -0.1 * std::fabs(run.fontSize);
+}
+
+// The run's operator extends the item's range of operators, if they follow on.
+void extendRange(TextEntry& item, const TextRun& run) {
+  if (item.rangeValid && item.stream == run.stream && run.operatorIndex != TextSource::kNoOrdinal) {
+    item.lastOperator = run.operatorIndex;
+  } else {
+    item.rangeValid = false;
+  }
 }
 
 void merge(TextEntry& previous, TextRun& run, const RunGeometry& g, double gap, bool leadingSpace,
@@ -243,13 +253,137 @@ void merge(TextEntry& previous, TextRun& run, const RunGeometry& g, double gap, 
   previous.trailingSpace = trailingSpace;
   previous.lastWidth = run.metrics.lastWidth;
   previous.spaceScale = std::fabs(run.fontSize * run.horizontalScale) / 1000.0;
-  if (previous.rangeValid && previous.stream == run.stream &&
-      run.operatorIndex != TextSource::kNoOrdinal) {
-    previous.lastOperator = run.operatorIndex;
-  } else {
-    previous.rangeValid = false;
-  }
+  extendRange(previous, run);
   previous.sources.push_back(std::move(run.source));
+}
+
+bool holdsRightToLeft(const std::string& text) {
+  for (std::uint32_t c : decodeUtf8(text, nullptr)) {
+    if (rightToLeftLetter(c)) return true;
+  }
+  return false;
+}
+
+// Whether the run stands on the left of the item, ending about where the
+// item starts, on a line with right-to-left text: such lines are drawn a
+// piece at a time from the right (a Hebrew phrase, then the number on its
+// left, then the next phrase), or a glyph at a time. Left-to-right text
+// drawn later on the left (a replacement, a label) stays an item of its own.
+// `gap` receives the room between the run's end and the item's start.
+bool placedBefore(const TextEntry& item, const TextRun& run, const RunGeometry& g, double& gap) {
+  double ux = run.matrix.a, uy = run.matrix.b;
+  double uNorm = ux * ux + uy * uy;
+  if (!(uNorm > 1e-12) || item.a * ux + item.b * uy <= 0) return false;
+  double startBefore = ((item.startX - g.startX) * ux + (item.startY - g.startY) * uy) / uNorm;
+  double room = ((item.startX - g.endX) * ux + (item.startY - g.endY) * uy) / uNorm;
+  // The operator's later strings fill the room after this one: the
+  // operator as a whole must end before the item.
+  if (run.operatorEnded) {
+    room = ((item.startX - run.operatorEndX) * ux + (item.startY - run.operatorEndY) * uy) / uNorm;
+  }
+  // A little overlap is kerning; more is a run drawn over the item. A
+  // space drawn over the item's start belongs to the item's end.
+  double overlap = run.text.empty() ? 1e-7 : 0.2 * std::fabs(run.fontSize * run.horizontalScale);
+  if (!(startBefore > 1e-7 && room > -overlap)) return false;
+  if (!holdsRightToLeft(run.text) && !holdsRightToLeft(item.text)) return false;
+  gap = room;
+  return true;
+}
+
+// Whether a space goes where a piece put in front of an item meets the text
+// after it, now that no further piece follows; the space is put in.
+void closeFront(TextEntry& item) {
+  TextEntry::Front& front = item.front;
+  if (!front.open) return;
+  front.open = false;
+  double norm = item.a * item.a + item.b * item.b;
+  if (!(norm > 1e-12) || front.at == 0 || front.at >= item.text.size()) return;
+  double gap = ((front.nextX - front.x) * item.a + (front.nextY - front.y) * item.b) / norm;
+  double threshold = glyphGapThreshold(std::max(front.lastWidth, front.nextWidth)) * front.scale;
+  if (!(threshold > 0)) threshold = 0.125 * 1000.0 * front.scale;
+  bool space = front.trailing || front.nextSpace || gap + 1e-7 >= threshold;
+  if (space && item.text[front.at - 1] != ' ' && item.text[front.at] != ' ') item.text.insert(front.at, 1, ' ');
+}
+
+// Puts the run in front of the item, which then starts where the run starts:
+// the item's text stays in the order its glyphs stand on the line, left to
+// right, which the reading order step turns into logical order.
+void prepend(TextEntry& item, TextRun& run, const RunGeometry& g, bool leadingSpace, bool trailingSpace) {
+  closeFront(item);
+  TextEntry::Front& front = item.front;
+  front.open = true;
+  front.at = run.text.size();
+  front.x = g.endX;
+  front.y = g.endY;
+  front.nextX = item.startX;
+  front.nextY = item.startY;
+  front.trailing = trailingSpace;
+  front.nextSpace = item.leadingSpace;
+  front.lastWidth = run.metrics.lastWidth;
+  front.nextWidth = item.firstWidth;
+  front.scale = std::fabs(run.fontSize * run.horizontalScale) / 1000.0;
+  if (run.style && run.text.size() > item.styleLength) {
+    item.style = std::move(run.style);
+    item.styleLength = run.text.size();
+  }
+  item.text = std::move(run.text) + item.text;
+  item.e = run.matrix.e;
+  item.f = run.matrix.f + run.rise;
+  item.startX = g.startX;
+  item.startY = g.startY;
+  double norm = item.a * item.a + item.b * item.b;
+  if (norm > 1e-12) {
+    item.width = ((item.endX - g.startX) * item.a + (item.endY - g.startY) * item.b) / norm;
+  }
+  item.leadingSpace = leadingSpace;
+  item.firstWidth = run.metrics.firstWidth;
+  extendRange(item, run);
+  item.sources.push_back(std::move(run.source));
+}
+
+// Whether the run goes on from the piece last put in front of the item,
+// towards the text that was there before; `gap` receives the room between.
+bool continuesFront(const TextEntry& item, const TextRun& run, const RunGeometry& g, double& gap) {
+  const TextEntry::Front& front = item.front;
+  double ux = run.matrix.a, uy = run.matrix.b;
+  double uNorm = ux * ux + uy * uy;
+  double dNorm = item.a * item.a + item.b * item.b;
+  if (!front.open || !(uNorm > 1e-12) || !(dNorm > 1e-12) || item.a * ux + item.b * uy <= 0) return false;
+  double offsetX = g.startX - front.x, offsetY = g.startY - front.y;
+  if (!(std::fabs(offsetX * item.b - offsetY * item.a) / std::sqrt(dNorm) < 0.01)) return false;
+  double room = (offsetX * ux + offsetY * uy) / uNorm;
+  double beforeNext = ((front.nextX - g.startX) * ux + (front.nextY - g.startY) * uy) / uNorm;
+  double overlap = 0.2 * std::fabs(run.fontSize * run.horizontalScale);
+  bool asciiPair = static_cast<unsigned char>(item.text[front.at - 1]) < 0x80 && startsWithAscii(run.text);
+  if (!(room > -overlap && beforeNext > 1e-7) ||
+      room + 1e-7 > (asciiPair ? 6.0 : 10.0) * run.spaceLength) {
+    return false;
+  }
+  gap = room;
+  return true;
+}
+
+// Puts the run after the piece last put in front of the item.
+void insertAtFront(TextEntry& item, TextRun& run, const RunGeometry& g, double gap, bool leadingSpace,
+                   bool trailingSpace) {
+  TextEntry::Front& front = item.front;
+  double scale = std::fabs(run.fontSize * run.horizontalScale) / 1000.0;
+  double threshold = glyphGapThreshold(std::max(front.lastWidth, run.metrics.firstWidth)) * scale;
+  if (!(threshold > 0)) threshold = 0.125 * 1000.0 * scale;
+  bool space = (leadingSpace || front.trailing || gap + 1e-7 >= threshold) && item.text[front.at - 1] != ' ';
+  if (run.style && run.text.size() > item.styleLength) {
+    item.style = std::move(run.style);
+    item.styleLength = run.text.size();
+  }
+  std::string piece = (space ? " " : "") + std::move(run.text);
+  item.text.insert(front.at, piece);
+  front.at += piece.size();
+  front.x = g.endX;
+  front.y = g.endY;
+  front.trailing = trailingSpace;
+  front.lastWidth = run.metrics.lastWidth;
+  extendRange(item, run);
+  item.sources.push_back(std::move(run.source));
 }
 
 }  // namespace
@@ -275,7 +409,25 @@ void appendTextRun(std::vector<TextEntry>& entries, TextRun run) {
   run.text.erase(std::remove(run.text.begin(), run.text.end(), '\0'), run.text.end());
 
   RunGeometry g = geometryOf(run);
+  // A string without text (a space) counts where it stands itself.
+  if (run.text.empty()) run.operatorEnded = false;
+  if (!entries.empty() && entries.back().front.open) {
+    TextEntry& item = entries.back();
+    double frontGap = 0;
+    if (continuesFront(item, run, g, frontGap)) {
+      if (run.text.empty()) {
+        if (trailingSpace) item.front.trailing = true;
+        item.sources.push_back(std::move(run.source));
+      } else {
+        insertAtFront(item, run, g, frontGap, leadingSpace, trailingSpace);
+      }
+      return;
+    }
+    closeFront(item);
+  }
+
   bool continues = false;
+  bool before = false;
   double gap = 0;
   if (!entries.empty()) {
     const TextEntry& previous = entries.back();
@@ -289,11 +441,20 @@ void appendTextRun(std::vector<TextEntry>& entries, TextRun run) {
     gap = (dNorm > 1e-12 && uNorm > 1e-12) ? (offsetX * ux + offsetY * uy) / uNorm : kInfinity;
     double perpendicular =
         dNorm > 1e-12 ? std::fabs(offsetX * dy - offsetY * dx) / std::sqrt(dNorm) : kInfinity;
-    continues = !startsNewItem(previous, run, gap, perpendicular);
+    before = placedBefore(previous, run, g, gap);
+    // A piece put in front may leave room that the operator's next pieces
+    // fill (a Hebrew letter between brackets): the narrower limits of two
+    // ASCII neighbours do not apply to it.
+    bool asciiPair = !before && endsWithAscii(previous.text) && startsWithAscii(run.text);
+    continues = !startsNewItem(asciiPair, previous, run, gap, perpendicular);
   }
 
   if (run.text.empty()) {
-    if (trailingSpace && !entries.empty()) entries.back().trailingSpace = true;
+    if (!entries.empty()) {
+      // A space on the item's left when the run stands before it.
+      bool& side = before && continues ? entries.back().leadingSpace : entries.back().trailingSpace;
+      if (trailingSpace) side = true;
+    }
     // Glyphs without text (spaces, codes that no map names) stay with the
     // item they continue, so that removing the item removes them too.
     if (continues) entries.back().sources.push_back(std::move(run.source));
@@ -301,9 +462,15 @@ void appendTextRun(std::vector<TextEntry>& entries, TextRun run) {
   }
   if (!continues) {
     entries.push_back(newEntry(run, g, leadingSpace, trailingSpace));
-    return;
+  } else if (before) {
+    prepend(entries.back(), run, g, leadingSpace, trailingSpace);
+  } else {
+    merge(entries.back(), run, g, gap, leadingSpace, trailingSpace);
   }
-  merge(entries.back(), run, g, gap, leadingSpace, trailingSpace);
+}
+
+void closeTextItems(std::vector<TextEntry>& entries) {
+  for (TextEntry& entry : entries) closeFront(entry);
 }
 
 }  // namespace zopra::pdf

@@ -40,6 +40,9 @@ struct TextRun {
   double leading = 0;
   double rise = 0;
   Color fillColor;
+  // Where the last string with text of the run's operator ends, in page space.
+  bool operatorEnded = false;
+  double operatorEndX = 0, operatorEndY = 0;
 };
 
 // White space for trimming and spacing decisions.
@@ -50,5 +53,9 @@ bool cjkCharacter(std::uint32_t codePoint);
 // Trims the run and either merges it into the last item of `entries` or
 // appends a new item.
 void appendTextRun(std::vector<TextEntry>& entries, TextRun run);
+
+// Settles what appendTextRun left open once the page's runs are all in: the
+// space between the pieces put in front of an item and the text after them.
+void closeTextItems(std::vector<TextEntry>& entries);
 
 }  // namespace zopra::pdf

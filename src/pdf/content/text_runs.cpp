@@ -102,6 +102,7 @@ void Interpreter::show(const Token& operand, const Value& resources, std::uint32
     }
   }
   std::shared_ptr<const TextSource::Operator> shared = record;
+  std::vector<TextRun> runs;
 
   auto showOne = [&](const std::string& bytes, std::uint32_t index) {
     Matrix runMatrix = state.textMatrix * state.ctm;
@@ -118,22 +119,38 @@ void Interpreter::show(const Token& operand, const Value& resources, std::uint32
     source.x = runMatrix.e;
     source.y = runMatrix.f;
     emitText(runMatrix, fontInfo, std::move(text), metrics, streamNumber, ordinal, operatorName,
-             std::move(source));
+             std::move(source), runs);
   };
 
   if (operand.kind == Token::Kind::String) {
     showOne(operand.text, 0);
-    return;
-  }
-  if (operand.kind != Token::Kind::Array) return;
-  for (std::size_t i = 0; i < operand.elements.size(); ++i) {
-    const Token& item = operand.elements[i];
-    if (item.kind == Token::Kind::Number) {
-      double tx = -item.number / 1000.0 * state.fontSize * state.horizontalScale;
-      state.textMatrix = Matrix{1, 0, 0, 1, tx, 0} * state.textMatrix;
-    } else if (item.kind == Token::Kind::String) {
-      showOne(item.text, static_cast<std::uint32_t>(i));
+  } else if (operand.kind == Token::Kind::Array) {
+    for (std::size_t i = 0; i < operand.elements.size(); ++i) {
+      const Token& item = operand.elements[i];
+      if (item.kind == Token::Kind::Number) {
+        double tx = -item.number / 1000.0 * state.fontSize * state.horizontalScale;
+        state.textMatrix = Matrix{1, 0, 0, 1, tx, 0} * state.textMatrix;
+      } else if (item.kind == Token::Kind::String) {
+        showOne(item.text, static_cast<std::uint32_t>(i));
+      }
     }
+  }
+  // Every string learns where the operator's text ends: a piece of a line
+  // drawn from the right is judged by the whole operator, whose later
+  // strings may fill the room left after its first one.
+  double endX = 0, endY = 0;
+  bool ended = false;
+  for (const TextRun& run : runs) {
+    if (run.text.empty()) continue;
+    endX = run.matrix.e + run.metrics.advance * run.matrix.a;
+    endY = run.matrix.f + run.metrics.advance * run.matrix.b;
+    ended = true;
+  }
+  for (TextRun& run : runs) {
+    run.operatorEnded = ended;
+    run.operatorEndX = endX;
+    run.operatorEndY = endY;
+    appendTextRun(*texts, std::move(run));
   }
 }
 
@@ -167,7 +184,7 @@ void Interpreter::showString(const FontInfo& fontInfo, const std::string& bytes,
 void Interpreter::emitText(const Matrix& runMatrix, FontInfo& fontInfo, std::string text,
                            const RunMetrics& metrics, std::uint32_t streamNumber,
                            std::uint32_t ordinal, const std::string& operatorName,
-                           TextSource::Run source) {
+                           TextSource::Run source, std::vector<TextRun>& runs) {
   if (!texts) return;
   TextRun run;
   run.matrix = runMatrix;
@@ -189,7 +206,7 @@ void Interpreter::emitText(const Matrix& runMatrix, FontInfo& fontInfo, std::str
   run.leading = state.leading;
   run.rise = state.rise;
   run.fillColor = state.fillColor;
-  appendTextRun(*texts, std::move(run));
+  runs.push_back(std::move(run));
 }
 
 double Interpreter::spaceLength(const FontInfo& fontInfo) const {

@@ -113,6 +113,20 @@ Object* Document::loadCompressed(std::uint32_t number) {
   std::optional<CompressedObject> found = compressedObjects.find(number);
   if (!found) return nullptr;
   CompressedObject location = *found;
+  // An object stream stored in another object stream reads its container
+  // through this function again; the load has checked that such chains end
+  // within the limit, which also holds here whatever calls come.
+  if (objectStreamDepth_ >= kMaxObjectStreamDepth) {
+    throw Exception(Error::Format, "object streams nested too deeply");
+  }
+  struct DepthGuard {
+    int& depth;
+    explicit DepthGuard(int& d) : depth(d) { ++depth; }
+    ~DepthGuard() { --depth; }
+    DepthGuard(const DepthGuard&) = delete;
+    DepthGuard& operator=(const DepthGuard&) = delete;
+  } guard(objectStreamDepth_);
+
   // Only the bytes up to the next object are decoded (a window for the last
   // one): an object stream may inflate to hundreds of megabytes of padding
   // after the objects it holds. A value that runs into the end of what was
@@ -122,12 +136,34 @@ Object* Document::loadCompressed(std::uint32_t number) {
   std::size_t wanted = location.end > location.position ? std::size_t{location.end} + kMargin
                                                         : std::size_t{location.position} + kLastValueWindow;
   Value value;
+  bool isStream = false;
+  Bytes streamBytes;
   for (;;) {
     std::shared_ptr<const ObjectStreamData> data = objectStreamData(location.stream, wanted);
     Lexer lexer(data->bytes.data(), data->bytes.size(), location.position);
     try {
       value = lexer.value(0);
-      if (data->complete || lexer.position() + kMargin <= data->bytes.size()) break;
+      if (value.isDictionary() && lexer.match("stream")) {
+        // A whole stream object (an object stream, say) kept inside this
+        // one: its data follow the keyword, as in the file body.
+        std::size_t start = static_cast<std::size_t>(lexer.position());
+        const Bytes& bytes = data->bytes;
+        if (start < bytes.size() && bytes[start] == '\r') ++start;
+        if (start < bytes.size() && bytes[start] == '\n') ++start;
+        const Value* length = value.find("Length");
+        if (!length || !length->isNumber() || !isWholeNumber(length->number, 0, 18446744073709551616.0)) {
+          throw Exception(Error::Format, "stream in an object stream without a direct Length");
+        }
+        if (start <= bytes.size() && length->number <= static_cast<double>(bytes.size() - start)) {
+          streamBytes.assign(bytes.begin() + static_cast<std::ptrdiff_t>(start),
+                             bytes.begin() + static_cast<std::ptrdiff_t>(start + static_cast<std::size_t>(length->number)));
+          isStream = true;
+          break;
+        }
+        if (data->complete) throw Exception(Error::Format, "stream in an object stream runs past its end");
+      } else if (data->complete || lexer.position() + kMargin <= data->bytes.size()) {
+        break;
+      }
     } catch (const Exception&) {
       if (data->complete) throw;
     }
@@ -139,6 +175,8 @@ Object* Document::loadCompressed(std::uint32_t number) {
   created.generation = 0;
   created.loaded = true;
   created.value = std::move(value);
+  created.isStream = isStream;
+  created.data = std::move(streamBytes);
   created.offset = container ? container->offset : 0;
   if (transientLog_) transientLog_->push_back(number);
   return &created;

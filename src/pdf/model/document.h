@@ -149,6 +149,9 @@ class Document {
   Error parseLinear();
   void fixStreamLengths();
   void parseObjectStreams();
+  // Object streams held inside other object streams are followed this many
+  // levels deep; the load rejects deeper chains and cycles before any read.
+  static constexpr int kMaxObjectStreamDepth = 4;
   // Walks the page tree into `pages`. The walk has a total budget of nodes
   // and pages (see page_tree.cpp), so shared subtrees cannot make it explode.
   Error buildPages();
@@ -341,6 +344,8 @@ class Document {
 
   static constexpr int kMaxLengthDepth = 8;
   int lengthDepth_ = 0;
+  // Object streams being read inside one another (see kMaxObjectStreamDepth).
+  int objectStreamDepth_ = 0;
   // One past the highest object number looked up and found missing.
   std::uint64_t missingBound_ = 0;
   std::vector<std::uint32_t>* transientLog_ = nullptr;

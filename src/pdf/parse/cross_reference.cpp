@@ -11,6 +11,7 @@
 #include "pdf/model/document.h"
 #include "pdf/parse/lexer.h"
 #include "pdf/parse/number_set.h"
+#include "pdf/parse/object_stream_order.h"
 #include "pdf/parse/trailer_candidate.h"
 
 namespace zopra::pdf {
@@ -46,7 +47,7 @@ class CrossReferenceReader {
   void addUncompressed(std::uint32_t number, std::uint64_t offset);
   bool claim(std::uint32_t number) { return seen_.insert(number); }
   bool checkEntries() const;
-  bool objectStreamsUncompressed() const;
+  bool objectStreamsNestedWithinLimit() const;
   void commit();
 
   Document& document_;
@@ -85,7 +86,7 @@ bool CrossReferenceReader::read() {
     return false;
   }
   if (!trailer_.present() || !trailer_.hasRoot() || uncompressed_.empty()) return false;
-  if (!checkEntries() || !objectStreamsUncompressed()) return false;
+  if (!checkEntries() || !objectStreamsNestedWithinLimit()) return false;
   commit();
   return true;
 }
@@ -272,20 +273,11 @@ bool CrossReferenceReader::checkEntries() const {
   return true;
 }
 
-// An object stream is a stream object, which no object stream can hold.
-// Data that lists one as compressed (nested in another object stream, or
-// two such streams inside each other) cannot be followed; the recovery scan
-// then finds each stream where the file really stores it.
-bool CrossReferenceReader::objectStreamsUncompressed() const {
-  std::vector<std::uint32_t> streams;
-  streams.reserve(compressed_.size());
-  for (const auto& entry : compressed_) streams.push_back(entry.first);  // sorted: a map's keys
-  for (const auto& entry : compressed_) {
-    for (const CompressedEntry& stored : entry.second) {
-      if (std::binary_search(streams.begin(), streams.end(), stored.second)) return false;
-    }
-  }
-  return true;
+// Object streams that the data lists as stored in other object streams are
+// read a few levels deep. Deeper chains and cycles cannot be followed; the
+// recovery scan then finds each stream where the file really stores it.
+bool CrossReferenceReader::objectStreamsNestedWithinLimit() const {
+  return objectStreamsByDepth(compressed_, Document::kMaxObjectStreamDepth).has_value();
 }
 
 void CrossReferenceReader::commit() {

@@ -1,16 +1,21 @@
 // Objects stored inside object streams become ordinary objects of the
 // document. Each stream's header is read and checked at load; the values are
 // parsed when an object is first used (Document::object). Strict mode follows
-// the cross-reference data exactly; recovery mode takes every object stream
+// the cross-reference data exactly, also into object streams stored inside
+// other object streams, a few levels deep; recovery mode takes every object stream
 // found by the scan and is lenient with bad ones.
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <map>
 #include <memory>
+#include <optional>
+#include <utility>
 #include <vector>
 
 #include "pdf/model/document.h"
 #include "pdf/parse/lexer.h"
+#include "pdf/parse/object_stream_order.h"
 #include "pdf/parse/number_set.h"
 
 namespace zopra::pdf {
@@ -114,21 +119,78 @@ class ObjectStreamReader {
   std::vector<std::uint64_t> sortedOffsets_;
 };
 
+// Reads the header of one object stream and records where its objects are:
+// the ones the cross-reference data lists (strict mode), else every one not
+// found directly in the file nor in an earlier stream.
+void readObjectStream(Document& document, std::uint32_t streamNumber, NumberSet& recorded,
+                      std::vector<CompressedObject>& found) {
+  const Object* stream = document.object(streamNumber);
+  if (!stream) {
+    if (document.strictCrossReference) fail("missing object stream");
+    return;
+  }
+  long long count = integerEntry(document, stream->value, "N");
+  long long first = integerEntry(document, stream->value, "First");
+  if (count < 0 || first < 0) {
+    if (document.strictCrossReference) fail("invalid object stream dictionary");
+    return;
+  }
+  ObjectStreamReader reader(document, *stream, static_cast<std::uint64_t>(first),
+                            static_cast<std::uint64_t>(count), recorded, found);
+  if (document.strictCrossReference) {
+    for (const auto& [index, number] : document.compressedEntries[streamNumber]) reader.load(index, number);
+    return;
+  }
+  const auto& header = reader.header();
+  for (std::size_t i = 0; i < header.size(); ++i) {
+    if (!document.objects.count(header[i].number) && !recorded.contains(header[i].number)) {
+      reader.load(i, header[i].number);
+    }
+  }
+}
+
 }  // namespace
 
+std::optional<std::vector<std::vector<std::uint32_t>>> objectStreamsByDepth(
+    const std::map<std::uint32_t, std::vector<CompressedEntry>>& entries, int limit) {
+  // The stream that holds each listed stream, for those stored in another.
+  std::map<std::uint32_t, std::uint32_t> containerOf;
+  for (const auto& [stream, list] : entries) {
+    for (const auto& [index, number] : list) {
+      if (entries.count(number)) containerOf[number] = stream;
+    }
+  }
+  std::vector<std::vector<std::uint32_t>> levels(1);
+  for (const auto& entry : entries) {
+    std::size_t depth = 0;
+    for (auto holder = containerOf.find(entry.first); holder != containerOf.end();
+         holder = containerOf.find(holder->second)) {
+      // A cycle never ends, so it runs past the limit too.
+      if (++depth > static_cast<std::size_t>(limit)) return std::nullopt;
+    }
+    if (depth >= levels.size()) levels.resize(depth + 1);
+    levels[depth].push_back(entry.first);
+  }
+  return levels;
+}
+
 void Document::parseObjectStreams() {
-  std::vector<std::uint32_t> streams;
+  std::vector<std::vector<std::uint32_t>> levels;
   if (strictCrossReference) {
-    for (const auto& entry : compressedEntries) streams.push_back(entry.first);
+    auto ordered = objectStreamsByDepth(compressedEntries, kMaxObjectStreamDepth);
+    if (!ordered) fail("object streams nested too deeply or in a cycle");
+    levels = std::move(*ordered);
   } else {
+    levels.resize(1);
     for (auto& [number, entry] : objects) {
       const Value* type = dictionaryValue(&entry.value, "Type");
-      if (type && type->isName("ObjStm")) streams.push_back(number);
+      if (type && type->isName("ObjStm")) levels[0].push_back(number);
     }
   }
 
-  // Collected apart and published at the end, so that every object stream is
-  // itself a real object while the headers are read.
+  // Collected apart and published after each level, so that every object
+  // stream is itself a real object while the headers are read, and the
+  // streams of the next level can be found in the ones just read.
   NumberSet recorded;
   std::vector<CompressedObject> found;
   if (strictCrossReference) {
@@ -136,32 +198,9 @@ void Document::parseObjectStreams() {
     for (const auto& entry : compressedEntries) total += entry.second.size();
     found.reserve(total);
   }
-  for (std::uint32_t streamNumber : streams) {
-    const Object* stream = object(streamNumber);
-    if (!stream) {
-      if (strictCrossReference) fail("missing object stream");
-      continue;
-    }
-    long long count = integerEntry(*this, stream->value, "N");
-    long long first = integerEntry(*this, stream->value, "First");
-    if (count < 0 || first < 0) {
-      if (strictCrossReference) fail("invalid object stream dictionary");
-      continue;
-    }
-    ObjectStreamReader reader(*this, *stream, static_cast<std::uint64_t>(first),
-                              static_cast<std::uint64_t>(count), recorded, found);
-    if (strictCrossReference) {
-      for (const auto& [index, number] : compressedEntries[streamNumber]) {
-        reader.load(index, number);
-      }
-    } else {
-      const auto& header = reader.header();
-      for (std::size_t i = 0; i < header.size(); ++i) {
-        if (!objects.count(header[i].number) && !recorded.contains(header[i].number)) {
-          reader.load(i, header[i].number);
-        }
-      }
-    }
+  for (std::size_t level = 0; level < levels.size(); ++level) {
+    if (level > 0) compressedObjects.assign(found);
+    for (std::uint32_t streamNumber : levels[level]) readObjectStream(*this, streamNumber, recorded, found);
   }
   compressedObjects.assign(std::move(found));
   // The index now lives in compressedObjects; on large files the per-stream
