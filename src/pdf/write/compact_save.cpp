@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "pdf/model/document.h"
+#include "pdf/write/content_strings.h"
 #include "pdf/write/document_writer.h"
 #include "pdf/write/font_subset.h"
 
@@ -60,6 +61,18 @@ void subsetFont(Document& document, WriteOptions& options, const Document::Embed
   renamed(document, options, font.type0Object, "BaseFont", baseFont);
 }
 
+// Drawn text with its glyph codes in literal strings, where the stream is
+// still as drawing made it.
+void literalDrawnStrings(Document& document, WriteOptions& options) {
+  for (std::uint32_t number : document.drawnContent) {
+    const Object* stream = document.object(number);
+    if (!stream || !stream->isStream || !stream->createdStream || options.replacements.count(number)) continue;
+    Object replacement = *stream;
+    replacement.data = literalContentStrings(stream->data);
+    options.replacements.insert_or_assign(number, std::move(replacement));
+  }
+}
+
 }  // namespace
 
 Error Document::saveCompact(const std::string& path, const CompactOptions& compact) {
@@ -75,6 +88,7 @@ Error Document::saveCompact(const std::string& path, const CompactOptions& compa
     if (compact.subsetFonts) {
       for (const auto& [fontPath, font] : embeddedFonts) subsetFont(*this, options, font);
     }
+    if (options.shortStrings) literalDrawnStrings(*this, options);
   } catch (const Exception& failure) {
     setError(failure.kind(), failure.message());
     return failure.kind();
