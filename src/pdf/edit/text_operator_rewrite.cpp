@@ -26,9 +26,9 @@ constexpr int kAdjustmentDigits = 7;
 // is what is left to show: the operand with strings kept, or, when every
 // string went, the sum of the array's adjustments (`advance`), shown only
 // when later glyphs depend on it. A removal of chosen strings keeps every
-// operator, showing nothing if need be, so that the operators after it keep
-// their ordinals (and the strings kept their element index) for the items
-// of the extraction.
+// operator before the last one that still shows glyphs, showing nothing if
+// need be, so that the operators kept keep their ordinals (and the strings
+// kept their element index) for the items of the extraction.
 struct Edit {
   std::uint64_t start = 0;
   std::uint64_t end = 0;
@@ -40,12 +40,17 @@ struct Edit {
   bool startsLine = false;
   bool keepsOperator = false;
   std::string text;
+  // What is left shows glyphs or moves by the font size.
+  bool usesFont = false;
 };
 
 // What the operators of a family do to the place of the next glyph, in
 // the order they run; the edits' advances are dropped where nothing shown
 // depends on them.
-enum class Step : std::uint8_t { Shows, NewLine, Edited };
+// FontSet, Save and Restore (Tf, q, Q) tell which font each shown glyph
+// and adjustment uses; a Tf none uses is dropped too. A form drawn (Do)
+// may show text in the font it finds set.
+enum class Step : std::uint8_t { Shows, NewLine, Edited, FontSet, Save, Restore, Draws };
 
 std::string hexString(const std::string& bytes) {
   static constexpr char kDigits[] = "0123456789ABCDEF";
@@ -155,28 +160,84 @@ Edit operatorEdit(const std::string& content, const Token& keyword, const std::v
 // may go on.
 void settleEdits(std::vector<Edit>& edits, const std::vector<std::pair<Step, std::size_t>>& steps) {
   bool needed = true;
+  // Whether an operator after this one still shows glyphs: past the last,
+  // no ordinal needs keeping, and an operator showing nothing is dropped
+  // (readers want a font for any text-showing operator).
+  bool showsLater = false;
   for (auto step = steps.rbegin(); step != steps.rend(); ++step) {
     if (step->first == Step::Shows) {
       needed = true;
+      showsLater = true;
       continue;
     }
     if (step->first == Step::NewLine) {
       needed = false;
       continue;
     }
+    if (step->first != Step::Edited) continue;
     Edit& edit = edits[step->second];
     edit.text = edit.prefix;
     if (!edit.showsNothing) {
       if (!edit.text.empty()) edit.text += ' ';
       edit.text += edit.shown;
+      edit.usesFont = true;
       needed = true;
-    } else if (edit.keepsOperator) {
+      showsLater = true;
+    } else if (edit.keepsOperator && showsLater) {
       if (!edit.text.empty()) edit.text += ' ';
       const bool moves = needed && edit.advance != 0;
       edit.text += moves ? '[' + numberText(edit.advance, kAdjustmentDigits) + "]TJ" : std::string("[]TJ");
+      edit.usesFont = true;
     }
     if (edit.startsLine) needed = false;
   }
+}
+
+// Edits that drop the font settings (`fonts`, by FontSet step) that no
+// glyph or adjustment left uses: going forward, each use marks the Tf that
+// set the current font, q and Q saving and restoring which one that is.
+void dropUnusedFontSettings(std::vector<Edit>& edits, const std::vector<Edit>& fonts,
+                            const std::vector<std::pair<Step, std::size_t>>& steps) {
+  constexpr std::size_t kNone = static_cast<std::size_t>(-1);
+  std::vector<bool> used(fonts.size(), false);
+  std::vector<std::size_t> saved;
+  std::size_t current = kNone;
+  auto use = [&] {
+    if (current != kNone) used[current] = true;
+  };
+  for (const auto& [step, index] : steps) {
+    switch (step) {
+      case Step::FontSet:
+        current = index;
+        break;
+      case Step::Save:
+        saved.push_back(current);
+        break;
+      case Step::Restore:
+        if (saved.empty()) {
+          // A Q without its q restores a state from outside: keep the font
+          // that was current, as nothing tells which one it is.
+          use();
+        } else {
+          current = saved.back();
+          saved.pop_back();
+        }
+        break;
+      case Step::Shows:
+      case Step::Draws:
+        use();
+        break;
+      case Step::Edited:
+        if (edits[index].usesFont) use();
+        break;
+      case Step::NewLine:
+        break;
+    }
+  }
+  for (std::size_t i = 0; i < fonts.size(); ++i) {
+    if (!used[i]) edits.push_back(fonts[i]);
+  }
+  std::sort(edits.begin(), edits.end(), [](const Edit& a, const Edit& b) { return a.start < b.start; });
 }
 
 // Operators after which the place of the next glyph no longer depends on
@@ -229,6 +290,8 @@ std::string rewriteTextOperators(const std::vector<Bytes>& streams, const Operat
   if (std::none_of(streams.begin(), streams.end(), mayShowText)) return content;
   std::vector<Edit> edits;
   std::vector<std::pair<Step, std::size_t>> steps;
+  // Every Tf with its operands, as an edit that would drop it.
+  std::vector<Edit> fonts;
   OperationContext context;
   for (std::size_t i = 0; i < streams.size(); ++i) {
     context.base = bases[i];
@@ -238,7 +301,21 @@ std::string rewriteTextOperators(const std::vector<Bytes>& streams, const Operat
     while (reader.next(keyword)) {
       const std::uint32_t ordinal = reader.textOrdinal();
       if (ordinal == TextSource::kNoOrdinal) {
-        if (startsLine(keyword.text)) steps.emplace_back(Step::NewLine, 0);
+        if (startsLine(keyword.text)) {
+          steps.emplace_back(Step::NewLine, 0);
+        } else if (keyword.text == "Tf" && !context.operands.empty()) {
+          steps.emplace_back(Step::FontSet, fonts.size());
+          Edit drop;
+          drop.start = context.operands.front().start;
+          drop.end = keyword.end;
+          fonts.push_back(std::move(drop));
+        } else if (keyword.text == "q") {
+          steps.emplace_back(Step::Save, 0);
+        } else if (keyword.text == "Q") {
+          steps.emplace_back(Step::Restore, 0);
+        } else if (keyword.text == "Do") {
+          steps.emplace_back(Step::Draws, 0);
+        }
         continue;
       }
       if (!choices) {
@@ -250,7 +327,8 @@ std::string rewriteTextOperators(const std::vector<Bytes>& streams, const Operat
       if (chosen == choices->end()) {
         // An operator left alone shows its glyphs; ' and " first start a
         // line, which is all that matters to the operators before them.
-        steps.emplace_back(keyword.text == "Tj" || keyword.text == "TJ" ? Step::Shows : Step::NewLine, 0);
+        if (keyword.text != "Tj" && keyword.text != "TJ") steps.emplace_back(Step::NewLine, 0);
+        steps.emplace_back(Step::Shows, 0);
         continue;
       }
       if (found) found->insert(ordinal);
@@ -268,6 +346,7 @@ std::string rewriteTextOperators(const std::vector<Bytes>& streams, const Operat
   }
   if (edits.empty()) return content;
   settleEdits(edits, steps);
+  dropUnusedFontSettings(edits, fonts, steps);
   std::string output;
   output.reserve(content.size() + 16 * edits.size());
   std::uint64_t copied = 0;
