@@ -357,6 +357,10 @@ double written(const std::string& text) {
   return value;
 }
 
+// An offset for Td: what is left of an offset of 0 after the arithmetic
+// (far below any device pixel) is written as 0.
+std::string offset(double value) { return decimal(std::fabs(value) < 1e-6 ? 0.0 : value); }
+
 // Moves the line matrix of `drawn` to the text's matrix: with Td relative
 // to the line before when the two share their a b c d as written (the
 // offset is measured from where readers put the line, so rounding does not
@@ -369,8 +373,8 @@ std::string placeText(Document::DrawnText& drawn, const Matrix& m) {
     // The place Tm would give, so that texts land where they always did.
     const double de = written(decimal(m.e)) - line.e;
     const double df = written(decimal(m.f)) - line.f;
-    const std::string tx = decimal((de * line.d - df * line.c) / determinant);
-    const std::string ty = decimal((df * line.a - de * line.b) / determinant);
+    const std::string tx = offset((de * line.d - df * line.c) / determinant);
+    const std::string ty = offset((df * line.a - de * line.b) / determinant);
     const double x = written(tx);
     const double y = written(ty);
     line.e += x * line.a + y * line.c;
