@@ -213,14 +213,16 @@ TEST(TextDrawing, TextsInOneFontShareItAndPagesAreWrappedOnce) {
 
   // Wrapped once, then each drawing appended.
   const std::vector<std::uint32_t> page0 = contents(0);
-  // One stream holds both texts: they were drawn in one session.
-  ASSERT_EQ(page0.size(), 6u);
+  // One stream holds both texts, in one text object: they were drawn in
+  // one session. It first closes the q before the page's content; the
+  // second text is placed relative to the first and keeps its font.
+  ASSERT_EQ(page0.size(), 5u);
   EXPECT_EQ(std::vector<std::uint32_t>(page0.begin() + 1, page0.begin() + 4), (std::vector<std::uint32_t>{8, 9, 10}));
   EXPECT_EQ(streamText(document, Value::Reference(page0[0], 0)), "q\n");
-  EXPECT_EQ(streamText(document, Value::Reference(page0[4], 0)), "Q\n");
-  EXPECT_NE(streamText(document, Value::Reference(page0[5], 0)).find("<00030001> Tj"), std::string::npos);
+  EXPECT_EQ(streamText(document, Value::Reference(page0[4], 0)),
+            "Q\nBT\n72 500 Td\n/ZDL0 10 Tf\n<00010002> Tj\n0 -100 Td\n<00030001> Tj\nET\n");
   const std::vector<std::uint32_t> page1 = contents(1);
-  ASSERT_EQ(page1.size(), 4u);
+  ASSERT_EQ(page1.size(), 3u);
   EXPECT_EQ(page1[1], 7u);
   // The q/Q pair keeps the page's scaling away from the new text.
   std::vector<TextEntry> entries;

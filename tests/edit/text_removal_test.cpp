@@ -12,6 +12,7 @@
 
 #include "pdf/content/graphics_entry.h"
 #include "pdf/content/text_entry.h"
+#include "pdf/edit/text_removal.h"
 #include "support/load_helpers.h"
 
 namespace zopra::pdf {
@@ -200,6 +201,60 @@ TEST(TextRemoval, TheSameChoicesGiveTheSameBytesHoweverGrouped) {
   const std::string text = test::readFile(path + ".txt");
   for (const char* word : {"A1", "E5", "H8"}) EXPECT_NE(text.find(word), std::string::npos) << word;
   for (const char* word : {"B2", "C3", "D4", "F6", "G7"}) EXPECT_EQ(text.find(word), std::string::npos) << word;
+}
+
+TEST(TextRemoval, RemovedOperatorsKeepOnlyWhatLaterGlyphsNeed) {
+  // Strings 10 wide at size 10: an adjustment of -1000 each.
+  const RemovedString wide{10, 10, 1};
+  using Choices = OperatorChoices;
+  const struct {
+    const char* name;
+    const char* content;
+    Choices choices;
+    const char* expected;
+  } cases[] = {
+      {"the sum of the adjustments, where a glyph follows on the line",
+       "BT /F1 10 Tf 0 0 Td [(AB) 100 (C)] TJ (D) Tj ET", Choices{{0, {{0, wide}, {2, wide}}}},
+       "BT /F1 10 Tf 0 0 Td [-1900]TJ (D) Tj ET"},
+      {"a line start next: an empty operator keeps the ordinals after it",
+       "BT /F1 10 Tf 0 0 Td (AB) Tj 0 -12 Td (D) Tj ET", Choices{{0, {{0, wide}}}},
+       "BT /F1 10 Tf 0 0 Td []TJ 0 -12 Td (D) Tj ET"},
+      {"strings kept: every element stays",
+       "BT /F1 10 Tf [(A) -50 (B)] TJ ET", Choices{{0, {{2, wide}}}}, "BT /F1 10 Tf [ <41> -50 -1000 ] TJ ET"},
+      {"nothing shown after: the operator and the Tf only it used go",
+       "BT /F1 10 Tf 0 0 Td (D) Tj /F2 12 Tf 0 -12 Td (AB) Tj ET", Choices{{1, {{0, wide}}}},
+       "BT /F1 10 Tf 0 0 Td (D) Tj  0 -12 Td  ET"},
+      {"Q restores the font set before q",
+       "/F1 10 Tf q /F2 10 Tf Q BT (D) Tj (AB) Tj ET", Choices{{1, {{0, wide}}}}, "/F1 10 Tf q  Q BT (D) Tj  ET"},
+      {"a form drawn may use the font set", "/F1 10 Tf /Fm Do BT (AB) Tj ET", Choices{{0, {{0, wide}}}},
+       "/F1 10 Tf /Fm Do BT  ET"},
+      {"' keeps its line start", "BT /F1 10 Tf 12 TL (AB)' ET", Choices{{0, {{0, wide}}}}, "BT  12 TL T* ET"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    const std::string content = c.content;
+    EXPECT_EQ(rewriteTextOperators({Bytes(content.begin(), content.end())}, &c.choices), c.expected);
+  }
+}
+
+TEST(TextRemoval, CompactWritingLeavesOutFontsNoTextUses) {
+  test::Loaded loaded = document({"BT /F1 12 Tf 72 700 Td (Gone) Tj ET"}, "");
+  ASSERT_EQ(loaded.result, Error::None);
+  ASSERT_EQ(loaded->removeText(0, nullptr, {}), Error::None);
+  const std::string path = test::tempDirectory() + "/unused-fonts.pdf";
+  ASSERT_EQ(loaded->saveCompact(path, Document::CompactOptions()), Error::None) << loaded->errorMessage;
+  test::Loaded written = test::loadBytes(test::readFile(path), "unused-fonts-read.pdf");
+  ASSERT_EQ(written.result, Error::None);
+  // The edited page names no font; the other page, untouched, keeps both.
+  const auto fonts = [&](std::uint32_t page) {
+    const Value* found = written->dictionaryValue(written->pages[page].resources.get(), "Font");
+    return found && found->isDictionary() ? found->dictionary.size() : 0;
+  };
+  EXPECT_EQ(fonts(0), 0u);
+  EXPECT_EQ(fonts(1), 2u);
+  if (test::haveProgram("qpdf")) {
+    EXPECT_EQ(test::run("qpdf --check '" + path + "' >/dev/null 2>&1"), 0);
+  }
 }
 
 }  // namespace

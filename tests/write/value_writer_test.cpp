@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "pdf/write/content_strings.h"
 #include "pdf/write/value_writer.h"
 
 namespace zopra::pdf {
@@ -101,6 +102,28 @@ TEST(ValueWriterTest, OutputIgnoresTheLocale) {
   for (const Case& c : cases()) expected += c.text;
   EXPECT_EQ(foreign.str(), expected);
   EXPECT_EQ(numbers, "0.5 1234567.25 -3.25 0.3333333333 ");
+}
+
+TEST(ContentStringsTest, HexStringsBecomeLiteralOnlyWhereShorter) {
+  const struct {
+    std::string content;
+    std::string expected;
+  } cases[] = {
+      {std::string("BT <0041> Tj ET"), std::string("BT (\0A) Tj ET", 13)},
+      // Dictionaries, literal strings and comments are not strings to convert.
+      {"<< /A <41> >> BDC (a<41>b) Tj % <41>\n", "<< /A (A) >> BDC (a<41>b) Tj % <41>\n"},
+      // Escapes count: "(\(\)\\)" is shorter than its 10 hex bytes, "(\r\n)"
+      // is not shorter than "<0D0A>".
+      {"<28 29 5C> Tj <0D0A> Tj", "(\\(\\)\\\\) Tj <0D0A> Tj"},
+      // An odd last digit stands for a byte ending in 0; a bad digit or a
+      // string left open stays as written.
+      {"<414> Tj <4G> Tj <41", "(A@) Tj <4G> Tj <41"},
+  };
+  for (const auto& c : cases) {
+    const Bytes content(c.content.begin(), c.content.end());
+    const Bytes written = literalContentStrings(content);
+    EXPECT_EQ(std::string(written.begin(), written.end()), c.expected) << c.content;
+  }
 }
 
 }  // namespace

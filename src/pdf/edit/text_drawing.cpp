@@ -7,6 +7,8 @@
 // compact writer cuts it down to the glyphs drawn, keeping their indices).
 // Its W array and ToUnicode map grow with every drawing, covering every
 // glyph drawn so far in that font on any page.
+#include <algorithm>
+#include <charconv>
 #include <chrono>
 #include <cmath>
 #include <filesystem>
@@ -273,26 +275,25 @@ std::size_t openStates(const Document& document, const ValueArray& streams) {
   return std::min(depth, kMaxOpenStates);
 }
 
-// Puts the page's content between q and Q, so that a graphics state it
-// leaves behind (a transformation, a clip, a colour) does not reach the
-// text drawn after it. Content that leaves states open gets one Q more for
-// each.
-void wrapContent(Document& document, Page& page) {
+// Puts "q" before the page's content, so that a graphics state it leaves
+// behind (a transformation, a clip, a colour) does not reach the text drawn
+// after it. Returns what closes it, for the start of the drawn stream that
+// follows: one Q for each state the content leaves open, and one more.
+std::string wrapContent(Document& document, Page& page) {
   Value* dictionary = document.pageDictionary(page);
   const Value* contents = dictionary ? dictionary->find("Contents") : nullptr;
-  if (!contents) return;
+  if (!contents) return {};
   ValueArray streams;
   std::set<std::uint32_t> visited;
   appendPageContent(document, Value(*contents), streams, visited);
-  if (streams.empty()) return;
+  if (streams.empty()) return {};
   const std::uint32_t open = document.createStream(Value::Dictionary({}), {'q', '\n'}).number;
   std::string restore;
   for (std::size_t i = openStates(document, streams); i > 0; --i) restore += "Q\n";
   restore += "Q\n";
-  const std::uint32_t close = document.createStream(Value::Dictionary({}), Bytes(restore.begin(), restore.end())).number;
   streams.insert(streams.begin(), reference(open));
-  streams.push_back(reference(close));
   document.pageDictionary(page)->dictionary.insert_or_assign("Contents", Value::Array(std::move(streams)));
+  return restore;
 }
 
 // The name the font has on the page: its own resource name, unless the
@@ -333,37 +334,83 @@ void addFontResource(Document& document, Page& page, const Document::EmbeddedFon
   document.pageDictionary(page)->dictionary.insert_or_assign("Resources", std::move(resources));
 }
 
-// The text drawn as runs of consecutive characters in one font, each
-// shown with its font's name on the page (`resourceNames`, by chain index).
-// The text state starts at its defaults (the page's own content is enclosed
-// in q/Q before anything is drawn, and every drawn text is too), so
-// parameters at their default values are left out. Word spacing does not
-// act on the two-byte codes of the embedded fonts: it is written as a TJ
-// adjustment after each space instead, the advance prepareText measured.
-std::string contentText(const std::vector<std::string>& resourceNames, const Document::DrawState& state) {
-  static constexpr char kDigits[] = "0123456789ABCDEF";
-  std::string text = "q\n";
-  const double* c = state.fill.components;
-  switch (state.fill.kind) {
+// The operator that sets the fill colour, empty for black: the state every
+// drawn stream starts from.
+std::string fillOperator(const Color& fill) {
+  const double* c = fill.components;
+  switch (fill.kind) {
     case 1:
-      if (c[0] != 0) text += decimal(c[0]) + " g\n";
-      break;
+      return c[0] != 0 ? decimal(c[0]) + " g" : std::string();
     case 2:
-      text += decimal(c[0]) + ' ' + decimal(c[1]) + ' ' + decimal(c[2]) + " rg\n";
-      break;
+      return decimal(c[0]) + ' ' + decimal(c[1]) + ' ' + decimal(c[2]) + " rg";
     case 3:
-      text += decimal(c[0]) + ' ' + decimal(c[1]) + ' ' + decimal(c[2]) + ' ' + decimal(c[3]) + " k\n";
-      break;
+      return decimal(c[0]) + ' ' + decimal(c[1]) + ' ' + decimal(c[2]) + ' ' + decimal(c[3]) + " k";
     default:
-      break;
+      return {};
   }
-  const std::string size = ' ' + decimal(state.fontSize) + " Tf\n";
-  text += "BT\n";
-  if (state.horizontalScaling != 1) text += decimal(state.horizontalScaling * 100.0) + " Tz\n";
-  if (state.charSpacing != 0) text += decimal(state.charSpacing) + " Tc\n";
-  const Matrix& m = state.matrix;
-  text += decimal(m.a) + ' ' + decimal(m.b) + ' ' + decimal(m.c) + ' ' + decimal(m.d) + ' ' + decimal(m.e) +
-          ' ' + decimal(m.f) + " Tm\n";
+}
+
+// A number as written by `decimal`, read back as a reader reads it.
+double written(const std::string& text) {
+  double value = 0;
+  std::from_chars(text.data(), text.data() + text.size(), value);
+  return value;
+}
+
+// An offset for Td: what is left of an offset of 0 after the arithmetic
+// (far below any device pixel) is written as 0.
+std::string offset(double value) { return decimal(std::fabs(value) < 1e-6 ? 0.0 : value); }
+
+// Moves the line matrix of `drawn` to the text's matrix: with Td relative
+// to the line before when the two share their a b c d as written (the
+// offset is measured from where readers put the line, so rounding does not
+// add up from text to text), else with Tm.
+std::string placeText(Document::DrawnText& drawn, const Matrix& m) {
+  const std::string shape = decimal(m.a) + ' ' + decimal(m.b) + ' ' + decimal(m.c) + ' ' + decimal(m.d);
+  Matrix& line = drawn.line;
+  const double determinant = line.a * line.d - line.b * line.c;
+  if (shape == drawn.shape && std::fabs(determinant) > 1e-6) {
+    // The place Tm would give, so that texts land where they always did.
+    const double de = written(decimal(m.e)) - line.e;
+    const double df = written(decimal(m.f)) - line.f;
+    const std::string tx = offset((de * line.d - df * line.c) / determinant);
+    const std::string ty = offset((df * line.a - de * line.b) / determinant);
+    const double x = written(tx);
+    const double y = written(ty);
+    line.e += x * line.a + y * line.c;
+    line.f += x * line.b + y * line.d;
+    return tx + ' ' + ty + " Td\n";
+  }
+  const std::string e = decimal(m.e);
+  const std::string f = decimal(m.f);
+  drawn.shape = shape;
+  line = Matrix{written(decimal(m.a)), written(decimal(m.b)), written(decimal(m.c)), written(decimal(m.d)),
+                written(e), written(f)};
+  return shape + ' ' + e + ' ' + f + " Tm\n";
+}
+
+// The text drawn as runs of consecutive characters in one font, each
+// shown with its font's name on the page (`resourceNames`, by chain index),
+// inside the text object of the page's drawn stream: only the colour, text
+// state and font that differ from what `drawn` has set are written, and
+// the place relative to the text before. Word spacing does not act on the
+// two-byte codes of the embedded fonts: it is written as a TJ adjustment
+// after each space instead, the advance prepareText measured.
+std::string contentText(const std::vector<std::string>& resourceNames, const Document::DrawState& state,
+                        Document::DrawnText& drawn) {
+  static constexpr char kDigits[] = "0123456789ABCDEF";
+  std::string text;
+  const std::string fill = fillOperator(state.fill);
+  if (fill != drawn.fill) text += (fill.empty() ? std::string("0 g") : fill) + '\n';
+  drawn.fill = fill;
+  const std::string scaling = state.horizontalScaling != 1 ? decimal(state.horizontalScaling * 100.0) : "";
+  if (scaling != drawn.horizontalScaling) text += (scaling.empty() ? std::string("100") : scaling) + " Tz\n";
+  drawn.horizontalScaling = scaling;
+  const std::string spacing = state.charSpacing != 0 ? decimal(state.charSpacing) : "";
+  if (spacing != drawn.charSpacing) text += (spacing.empty() ? std::string("0") : spacing) + " Tc\n";
+  drawn.charSpacing = spacing;
+  text += placeText(drawn, state.matrix);
+  const std::string size = ' ' + decimal(state.fontSize);
   // The TJ number that moves the next glyph by the word spacing.
   const bool spaced = state.wordSpacing != 0 && state.fontSize != 0;
   const std::string wordGap = spaced ? decimal(-state.wordSpacing * 1000.0 / state.fontSize) : std::string();
@@ -373,7 +420,10 @@ std::string contentText(const std::vector<std::string>& resourceNames, const Doc
     while (end < state.glyphs.size() && state.fontIndices[end] == state.fontIndices[i]) ++end;
     bool hasSpace = false;
     for (std::size_t k = i; spaced && k < end; ++k) hasSpace = hasSpace || state.codePoints[k] == 0x20;
-    text += '/' + resourceNames[state.fontIndices[i]] + size + (hasSpace ? "[" : "");
+    const std::string font = '/' + resourceNames[state.fontIndices[i]] + size;
+    if (font != drawn.font) text += font + " Tf\n";
+    drawn.font = font;
+    if (hasSpace) text += '[';
     bool open = false;
     for (std::size_t k = i; k < end; ++k) {
       if (!open) text += '<';
@@ -389,21 +439,30 @@ std::string contentText(const std::vector<std::string>& resourceNames, const Doc
     text += hasSpace ? "] TJ\n" : " Tj\n";
     i = end;
   }
-  text += "ET\nQ\n";
   return text;
 }
 
-// Adds the text after the page's content: to the stream drawn on the page
-// earlier in this session while that stream still ends the content, else in
-// a new stream appended to the flattened Contents.
-void appendContentStream(Document& document, std::uint32_t pageIndex, Page& page, const std::string& text) {
+// Adds the text after the page's content. The text continues the text
+// object of the stream drawn on the page earlier in this session while
+// that stream still ends the content; else it goes into a new stream
+// appended to the flattened Contents, after `restore` (what closes the
+// states wrapping the page's content, when it was just wrapped).
+void appendContentStream(Document& document, std::uint32_t pageIndex, Page& page,
+                         const std::vector<std::string>& resourceNames, const Document::DrawState& state,
+                         const std::string& restore) {
+  static const std::string kEnd = "ET\n";
   Value* contents = document.pageDictionary(page)->find("Contents");
   auto session = document.drawnStreams.find(pageIndex);
-  if (session != document.drawnStreams.end() && contents && contents->isArray() && !contents->array.empty() &&
+  auto drawn = document.drawnText.find(pageIndex);
+  if (restore.empty() && session != document.drawnStreams.end() && drawn != document.drawnText.end() &&
+      drawn->second.stream == session->second && contents && contents->isArray() && !contents->array.empty() &&
       contents->array.back().isReference() && contents->array.back().objectNumber == session->second) {
-    Object* drawn = document.object(session->second);
-    if (drawn && drawn->isStream && drawn->createdStream) {
-      drawn->data.insert(drawn->data.end(), text.begin(), text.end());
+    Object* stream = document.object(session->second);
+    if (stream && stream->isStream && stream->createdStream && stream->data.size() >= kEnd.size() &&
+        std::equal(kEnd.begin(), kEnd.end(), stream->data.end() - static_cast<std::ptrdiff_t>(kEnd.size()))) {
+      const std::string text = contentText(resourceNames, state, drawn->second) + kEnd;
+      stream->data.resize(stream->data.size() - kEnd.size());
+      stream->data.insert(stream->data.end(), text.begin(), text.end());
       return;
     }
   }
@@ -413,7 +472,11 @@ void appendContentStream(Document& document, std::uint32_t pageIndex, Page& page
     std::set<std::uint32_t> visited;
     appendPageContent(document, Value(*contents), streams, visited);
   }
+  Document::DrawnText fresh;
+  fresh.shape = "1 0 0 1";
+  const std::string text = restore + "BT\n" + contentText(resourceNames, state, fresh) + kEnd;
   const std::uint32_t created = document.createStream(Value::Dictionary({}), Bytes(text.begin(), text.end())).number;
+  fresh.stream = created;
   streams.push_back(reference(created));
   Value& dictionary = *document.pageDictionary(page);
   if (streams.size() == 1) {
@@ -422,6 +485,8 @@ void appendContentStream(Document& document, std::uint32_t pageIndex, Page& page
     dictionary.dictionary.insert_or_assign("Contents", Value::Array(std::move(streams)));
   }
   document.drawnStreams.insert_or_assign(pageIndex, created);
+  document.drawnText.insert_or_assign(pageIndex, std::move(fresh));
+  document.drawnContent.insert(created);
 }
 
 void walkContent(const Document& document, const Value& contents, ValueArray& out,
@@ -545,14 +610,14 @@ Error Document::drawText(std::uint32_t pageIndex, const DrawState& state) {
       embedded[k] = &found->second;
       addGlyphs(*this, found->second, state, k);
     }
-    if (wrappedPages.insert(pageIndex).second) wrapContent(*this, page);
+    const std::string restore = wrappedPages.insert(pageIndex).second ? wrapContent(*this, page) : std::string();
     std::vector<std::string> resourceNames(paths.size());
     for (std::size_t k = 0; k < paths.size(); ++k) {
       if (!embedded[k]) continue;
       resourceNames[k] = pageFontName(*this, page, pageIndex, *embedded[k]);
       addFontResource(*this, page, *embedded[k], resourceNames[k]);
     }
-    appendContentStream(*this, pageIndex, page, contentText(resourceNames, state));
+    appendContentStream(*this, pageIndex, page, resourceNames, state, restore);
   } catch (const Exception& failure) {
     setError(failure.kind(), failure.message());
     return failure.kind();

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -16,11 +17,40 @@ namespace zopra::pdf {
 
 namespace {
 
+// Adjustments are written with this many significant digits: a hundredth
+// of a thousandth of an em up to 100000 thousandths.
+constexpr int kAdjustmentDigits = 7;
+
+// One text-showing operator rewritten. `prefix` keeps what a removed ' or
+// " did besides showing (its spacing, its move to the next line); `shown`
+// is what is left to show: the operand with strings kept, or, when every
+// string went, the sum of the array's adjustments (`advance`), shown only
+// when later glyphs depend on it. A removal of chosen strings keeps every
+// operator before the last one that still shows glyphs, showing nothing if
+// need be, so that the operators kept keep their ordinals (and the strings
+// kept their element index) for the items of the extraction.
 struct Edit {
   std::uint64_t start = 0;
   std::uint64_t end = 0;
+  std::string prefix;
+  std::string shown;
+  bool showsNothing = false;
+  double advance = 0;
+  // The operator moves to the next line before showing (' and ").
+  bool startsLine = false;
+  bool keepsOperator = false;
   std::string text;
+  // What is left shows glyphs or moves by the font size.
+  bool usesFont = false;
 };
+
+// What the operators of a family do to the place of the next glyph, in
+// the order they run; the edits' advances are dropped where nothing shown
+// depends on them.
+// FontSet, Save and Restore (Tf, q, Q) tell which font each shown glyph
+// and adjustment uses; a Tf none uses is dropped too. A form drawn (Do)
+// may show text in the font it finds set.
+enum class Step : std::uint8_t { Shows, NewLine, Edited, FontSet, Save, Restore, Draws };
 
 std::string hexString(const std::string& bytes) {
   static constexpr char kDigits[] = "0123456789ABCDEF";
@@ -43,15 +73,22 @@ std::string numberOperand(const std::string& content, const std::vector<Token>& 
 // The operand as a TJ array: numbers as they were written, kept strings as
 // hex strings, each removed string replaced by the adjustment of its
 // advance. Elements the interpreter ignores (keywords, names, nested
-// arrays) become 0, so that every element keeps its index: the strings
-// kept are still named by the items of the extraction.
-std::string adjustedArray(const std::string& content, const Token& operand,
-                          const std::map<std::uint32_t, RemovedString>& removed) {
+// arrays) become 0. When no string is kept, the edit keeps only the sum of
+// the adjustments.
+void adjustArray(const std::string& content, const Token& operand,
+                 const std::map<std::uint32_t, RemovedString>& removed, Edit& edit) {
   std::string text = "[";
+  bool kept = false;
+  double sum = 0;
+  auto addNumber = [&](const std::string& number, double value) {
+    text += ' ' + number;
+    if (std::isfinite(value)) sum += value;
+  };
   auto addString = [&](const Token& element, std::uint32_t index) {
     auto found = removed.find(index);
     if (found == removed.end()) {
       text += ' ' + hexString(element.text);
+      kept = true;
       return;
     }
     const RemovedString& string = found->second;
@@ -59,7 +96,8 @@ std::string adjustedArray(const std::string& content, const Token& operand,
     const double adjustment = string.width * -1000.0 / scale;
     // At a size of 0 no adjustment can move the text matrix: what character
     // spacing added to the glyphs of such invisible text is lost.
-    text += ' ' + (std::fabs(scale) > 1e-12 && std::isfinite(adjustment) ? numberText(adjustment) : "0");
+    const bool moves = std::fabs(scale) > 1e-12 && std::isfinite(adjustment);
+    addNumber(moves ? numberText(adjustment) : "0", moves ? adjustment : 0.0);
   };
   if (operand.kind == Token::Kind::String) {
     addString(operand, 0);
@@ -69,13 +107,18 @@ std::string adjustedArray(const std::string& content, const Token& operand,
       if (element.kind == Token::Kind::String) {
         addString(element, static_cast<std::uint32_t>(i));
       } else if (element.kind == Token::Kind::Number) {
-        text += ' ' + content.substr(element.start, element.end - element.start);
+        addNumber(content.substr(element.start, element.end - element.start), element.number);
       } else {
         text += " 0";
       }
     }
   }
-  return text + " ] TJ";
+  if (kept) {
+    edit.shown = text + " ] TJ";
+    return;
+  }
+  edit.showsNothing = true;
+  edit.advance = sum;
 }
 
 // The edit of one text-showing operator: its range runs from its operands
@@ -92,17 +135,116 @@ Edit operatorEdit(const std::string& content, const Token& keyword, const std::v
   edit.end = keyword.end;
   if (keyword.text == "\"") {
     if (operands.size() >= 3) {
-      edit.text = numberOperand(content, operands, 3) + " Tw " + numberOperand(content, operands, 2) + " Tc ";
+      edit.prefix = numberOperand(content, operands, 3) + " Tw " + numberOperand(content, operands, 2) + " Tc ";
     }
-    edit.text += "T*";
+    edit.prefix += "T*";
+    edit.startsLine = true;
   } else if (keyword.text == "'") {
-    edit.text = "T*";
+    edit.prefix = "T*";
+    edit.startsLine = true;
   }
   if (removed) {
-    if (!edit.text.empty()) edit.text += ' ';
-    edit.text += adjustedArray(content, shown, *removed);
+    edit.keepsOperator = true;
+    adjustArray(content, shown, *removed, edit);
+  } else {
+    edit.showsNothing = true;
   }
   return edit;
+}
+
+// The text of every edit. A removed operator's advance is kept, as one
+// adjustment, only when a glyph shown later on the same line depends on
+// it: going back from the end, a line start (Td, TD, Tm, T*, BT, ET, ' or
+// ") makes every advance before it meaningless until something is shown
+// before it. At the end of the content the advance is kept, as the family
+// may go on.
+void settleEdits(std::vector<Edit>& edits, const std::vector<std::pair<Step, std::size_t>>& steps) {
+  bool needed = true;
+  // Whether an operator after this one still shows glyphs: past the last,
+  // no ordinal needs keeping, and an operator showing nothing is dropped
+  // (readers want a font for any text-showing operator).
+  bool showsLater = false;
+  for (auto step = steps.rbegin(); step != steps.rend(); ++step) {
+    if (step->first == Step::Shows) {
+      needed = true;
+      showsLater = true;
+      continue;
+    }
+    if (step->first == Step::NewLine) {
+      needed = false;
+      continue;
+    }
+    if (step->first != Step::Edited) continue;
+    Edit& edit = edits[step->second];
+    edit.text = edit.prefix;
+    if (!edit.showsNothing) {
+      if (!edit.text.empty()) edit.text += ' ';
+      edit.text += edit.shown;
+      edit.usesFont = true;
+      needed = true;
+      showsLater = true;
+    } else if (edit.keepsOperator && showsLater) {
+      if (!edit.text.empty()) edit.text += ' ';
+      const bool moves = needed && edit.advance != 0;
+      edit.text += moves ? '[' + numberText(edit.advance, kAdjustmentDigits) + "]TJ" : std::string("[]TJ");
+      edit.usesFont = true;
+    }
+    if (edit.startsLine) needed = false;
+  }
+}
+
+// Edits that drop the font settings (`fonts`, by FontSet step) that no
+// glyph or adjustment left uses: going forward, each use marks the Tf that
+// set the current font, q and Q saving and restoring which one that is.
+void dropUnusedFontSettings(std::vector<Edit>& edits, const std::vector<Edit>& fonts,
+                            const std::vector<std::pair<Step, std::size_t>>& steps) {
+  constexpr std::size_t kNone = static_cast<std::size_t>(-1);
+  std::vector<bool> used(fonts.size(), false);
+  std::vector<std::size_t> saved;
+  std::size_t current = kNone;
+  auto use = [&] {
+    if (current != kNone) used[current] = true;
+  };
+  for (const auto& [step, index] : steps) {
+    switch (step) {
+      case Step::FontSet:
+        current = index;
+        break;
+      case Step::Save:
+        saved.push_back(current);
+        break;
+      case Step::Restore:
+        if (saved.empty()) {
+          // A Q without its q restores a state from outside: keep the font
+          // that was current, as nothing tells which one it is.
+          use();
+        } else {
+          current = saved.back();
+          saved.pop_back();
+        }
+        break;
+      case Step::Shows:
+      case Step::Draws:
+        use();
+        break;
+      case Step::Edited:
+        if (edits[index].usesFont) use();
+        break;
+      case Step::NewLine:
+        break;
+    }
+  }
+  for (std::size_t i = 0; i < fonts.size(); ++i) {
+    if (!used[i]) edits.push_back(fonts[i]);
+  }
+  std::sort(edits.begin(), edits.end(), [](const Edit& a, const Edit& b) { return a.start < b.start; });
+}
+
+// Operators after which the place of the next glyph no longer depends on
+// the glyphs shown before.
+bool startsLine(const std::string& keyword) {
+  return keyword == "Td" || keyword == "TD" || keyword == "Tm" || keyword == "T*" || keyword == "BT" ||
+         keyword == "ET";
 }
 
 // False when no text-showing operator can be in the bytes: none of "Tj",
@@ -115,6 +257,12 @@ bool mayShowText(const Bytes& bytes) {
     if (byte == 'T' && i + 1 < bytes.size() && (bytes[i + 1] == 'j' || bytes[i + 1] == 'J')) return true;
   }
   return false;
+}
+
+// PDF white space and delimiters: a token next to one never fuses with
+// what is on its other side.
+bool separates(char c) {
+  return std::string_view(" \t\r\n\f\v()<>[]{}/%").find(c) != std::string_view::npos || c == '\0';
 }
 
 }  // namespace
@@ -141,6 +289,9 @@ std::string rewriteTextOperators(const std::vector<Bytes>& streams, const Operat
   };
   if (std::none_of(streams.begin(), streams.end(), mayShowText)) return content;
   std::vector<Edit> edits;
+  std::vector<std::pair<Step, std::size_t>> steps;
+  // Every Tf with its operands, as an edit that would drop it.
+  std::vector<Edit> fonts;
   OperationContext context;
   for (std::size_t i = 0; i < streams.size(); ++i) {
     context.base = bases[i];
@@ -149,13 +300,37 @@ std::string rewriteTextOperators(const std::vector<Bytes>& streams, const Operat
     Token keyword;
     while (reader.next(keyword)) {
       const std::uint32_t ordinal = reader.textOrdinal();
-      if (ordinal == TextSource::kNoOrdinal) continue;
+      if (ordinal == TextSource::kNoOrdinal) {
+        if (startsLine(keyword.text)) {
+          steps.emplace_back(Step::NewLine, 0);
+        } else if (keyword.text == "Tf" && !context.operands.empty()) {
+          steps.emplace_back(Step::FontSet, fonts.size());
+          Edit drop;
+          drop.start = context.operands.front().start;
+          drop.end = keyword.end;
+          fonts.push_back(std::move(drop));
+        } else if (keyword.text == "q") {
+          steps.emplace_back(Step::Save, 0);
+        } else if (keyword.text == "Q") {
+          steps.emplace_back(Step::Restore, 0);
+        } else if (keyword.text == "Do") {
+          steps.emplace_back(Step::Draws, 0);
+        }
+        continue;
+      }
       if (!choices) {
+        steps.emplace_back(Step::Edited, edits.size());
         edits.push_back(operatorEdit(content, keyword, context.operands, nullptr, Token()));
         continue;
       }
       auto chosen = choices->find(ordinal);
-      if (chosen == choices->end()) continue;
+      if (chosen == choices->end()) {
+        // An operator left alone shows its glyphs; ' and " first start a
+        // line, which is all that matters to the operators before them.
+        if (keyword.text != "Tj" && keyword.text != "TJ") steps.emplace_back(Step::NewLine, 0);
+        steps.emplace_back(Step::Shows, 0);
+        continue;
+      }
       if (found) found->insert(ordinal);
       Token shown = shownOperand(context.operands.back());
       // Array elements were read with positions in their stream; the
@@ -165,19 +340,25 @@ std::string rewriteTextOperators(const std::vector<Bytes>& streams, const Operat
         element.start += base;
         element.end += base;
       }
+      steps.emplace_back(Step::Edited, edits.size());
       edits.push_back(operatorEdit(content, keyword, context.operands, &chosen->second, shown));
     }
   }
   if (edits.empty()) return content;
+  settleEdits(edits, steps);
+  dropUnusedFontSettings(edits, fonts, steps);
   std::string output;
   output.reserve(content.size() + 16 * edits.size());
   std::uint64_t copied = 0;
   for (const Edit& edit : edits) {
     output.append(content, copied, edit.start - copied);
-    // Spaces on both sides: a replacement never fuses with its neighbours.
-    output += ' ';
+    // What follows an operator keyword is white space, a delimiter or the
+    // end, so only the replacement's start may need a space not to fuse
+    // with the token before it.
+    if (!edit.text.empty() && !output.empty() && !separates(output.back()) && !separates(edit.text.front())) {
+      output += ' ';
+    }
     output += edit.text;
-    output += ' ';
     copied = edit.end;
   }
   output.append(content, copied, std::string::npos);

@@ -41,6 +41,8 @@ void Document::reset() {
   textEdits.clear();
   embeddedFonts.clear();
   wrappedPages.clear();
+  drawnText.clear();
+  drawnContent.clear();
 }
 
 void Document::setError(Error kind, std::string message) {

@@ -278,6 +278,24 @@ class Document {
   // session: later texts on the page are appended to it. Writing the
   // document ends the session.
   std::map<std::uint32_t, std::uint32_t> drawnStreams;
+  // What the text object of a stream drawn in this session has set by its
+  // end, so that the next text continues it and writes only what differs:
+  // operands as written, and the line matrix as readers compute it from them.
+  struct DrawnText {
+    std::uint32_t stream = 0;  // the drawn stream this describes
+    std::string font;          // "/ZDL0 10" of the last Tf, empty before any
+    std::string fill;          // the last colour operator, empty for black
+    std::string horizontalScaling;  // the Tz operand, empty for 100
+    std::string charSpacing;        // the Tc operand, empty for 0
+    std::string shape;              // a b c d of the last Tm, "1 0 0 1" at first
+    Matrix line;
+  };
+  // By page index; an entry counts only while its stream is the page's
+  // drawn stream.
+  std::map<std::uint32_t, DrawnText> drawnText;
+  // Every content stream drawText made, in any session: the compact writer
+  // writes their strings in the literal form, half the size of the hex one.
+  std::set<std::uint32_t> drawnContent;
 
   // ---- Writing (write) -------------------------------------------------------
   // Writes every object to `path` as a new, unencrypted PDF with one classic

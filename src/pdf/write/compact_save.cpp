@@ -6,8 +6,12 @@
 #include <set>
 #include <string>
 #include <utility>
+#include <vector>
+
+#include "pdf/content/content_lexer.h"
 
 #include "pdf/model/document.h"
+#include "pdf/write/content_strings.h"
 #include "pdf/write/document_writer.h"
 #include "pdf/write/font_subset.h"
 
@@ -60,6 +64,102 @@ void subsetFont(Document& document, WriteOptions& options, const Document::Embed
   renamed(document, options, font.type0Object, "BaseFont", baseFont);
 }
 
+// Drawn text with its glyph codes in literal strings, where the stream is
+// still as drawing made it.
+void literalDrawnStrings(Document& document, WriteOptions& options) {
+  for (std::uint32_t number : document.drawnContent) {
+    const Object* stream = document.object(number);
+    if (!stream || !stream->isStream || !stream->createdStream || options.replacements.count(number)) continue;
+    Object replacement = *stream;
+    replacement.data = literalContentStrings(stream->data);
+    options.replacements.insert_or_assign(number, std::move(replacement));
+  }
+}
+
+// Forms nested deeper than this keep the page's fonts as they are.
+constexpr int kMaxFormDepth = 32;
+
+// Adds the font names that Tf sets in the content to `names`.
+void addFontNames(const Bytes& content, std::set<std::string>& names) {
+  ContentLexer lexer(content);
+  Token token;
+  std::string lastName;
+  while (lexer.next(token)) {
+    if (token.kind == Token::Kind::Name) {
+      lastName = token.text;
+    } else if (token.kind == Token::Kind::Keyword) {
+      if (token.text == "Tf") names.insert(lastName);
+      if (token.text == "BI") {
+        const auto dictionary = readInlineImageDictionary(lexer);
+        skipInlineImageData(lexer, dictionary);
+      }
+      lastName.clear();
+    }
+  }
+}
+
+// Adds the names Tf sets in the Form XObjects of the resources, and in
+// theirs; false when they nest too deep.
+bool addFormFontNames(const Document& document, const Value* resources, std::set<std::string>& names,
+                      std::set<std::uint32_t>& visited, int depth) {
+  const Value* dictionary = document.resolve(resources);
+  const Value* xobjects = dictionary ? document.dictionaryValue(dictionary, "XObject") : nullptr;
+  if (!xobjects || !xobjects->isDictionary()) return true;
+  if (depth > kMaxFormDepth) return false;
+  for (const auto& [name, entry] : xobjects->dictionary) {
+    if (!entry.isReference() || !visited.insert(entry.objectNumber).second) continue;
+    const Object* form = document.object(entry.objectNumber);
+    if (!form || !form->isStream) continue;
+    const Value* subtype = document.dictionaryValue(&form->value, "Subtype");
+    if (!subtype || !subtype->isName("Form")) continue;
+    addFontNames(document.decodeStream(*form), names);
+    if (!addFormFontNames(document, form->value.find("Resources"), names, visited, depth + 1)) return false;
+  }
+  return true;
+}
+
+// A page that text removal edited stops naming the fonts that nothing on
+// it sets any more (its content and its forms, read for Tf), so that,
+// unreachable, they are left out. A page with a Type 3 font in use (whose
+// glyphs may set fonts of the page), or whose resources are not its own,
+// keeps them all.
+void dropUnusedFonts(Document& document, WriteOptions& options, std::uint32_t pageIndex) {
+  if (pageIndex >= document.pages.size()) return;
+  const Page& page = document.pages[pageIndex];
+  const Value* dictionary = document.pageDictionary(page);
+  if (page.objectNumber == 0 || !dictionary || options.replacements.count(page.objectNumber)) return;
+  const Value* resources = dictionary->find("Resources");
+  if (!resources || !resources->isDictionary()) return;
+  const Value* fonts = document.dictionaryValue(resources, "Font");
+  if (!fonts || !fonts->isDictionary()) return;
+  std::set<std::string> used;
+  try {
+    for (std::uint32_t number : document.pageContentObjects(page)) {
+      if (const Object* stream = document.object(number)) addFontNames(document.decodeStream(*stream), used);
+    }
+    std::set<std::uint32_t> visited;
+    if (!addFormFontNames(document, resources, used, visited, 0)) return;
+  } catch (const Exception&) {
+    return;
+  }
+  Value kept = Value::Dictionary({});
+  for (const auto& [name, font] : fonts->dictionary) {
+    if (!used.count(name)) continue;
+    const Value* resolved = document.resolve(&font);
+    const Value* subtype = resolved ? document.dictionaryValue(resolved, "Subtype") : nullptr;
+    if (subtype && subtype->isName("Type3")) return;
+    kept.dictionary.insert_or_assign(name, font);
+  }
+  if (kept.dictionary.size() == fonts->dictionary.size()) return;
+  const Object* original = document.object(page.objectNumber);
+  if (!original || original->isStream || !original->value.isDictionary()) return;
+  Object replacement = *original;
+  Value* written = replacement.value.find("Resources");
+  if (!written || !written->isDictionary()) return;
+  written->dictionary.insert_or_assign("Font", std::move(kept));
+  options.replacements.insert_or_assign(page.objectNumber, std::move(replacement));
+}
+
 }  // namespace
 
 Error Document::saveCompact(const std::string& path, const CompactOptions& compact) {
@@ -74,6 +174,10 @@ Error Document::saveCompact(const std::string& path, const CompactOptions& compa
   try {
     if (compact.subsetFonts) {
       for (const auto& [fontPath, font] : embeddedFonts) subsetFont(*this, options, font);
+    }
+    if (options.shortStrings) literalDrawnStrings(*this, options);
+    if (compact.dropUnused) {
+      for (const auto& [pageIndex, edits] : textEdits) dropUnusedFonts(*this, options, pageIndex);
     }
   } catch (const Exception& failure) {
     setError(failure.kind(), failure.message());

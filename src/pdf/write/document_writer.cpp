@@ -306,23 +306,27 @@ class DocumentWriter {
     dictionary.insert_or_assign("Length", Value::Number(static_cast<double>(object.data.size())));
     Value written = object.value;
     written.dictionary.insert_or_assign("Filter", Value::Name("FlateDecode"));
-    // The object outlives the writer, so its bytes are deflated in place.
-    defer(number, std::min(object.generation, kMaxGeneration), std::move(written), &object.data, nullptr);
+    // The object outlives the writer, so its bytes are deflated in place,
+    // at the best level: content and fonts are written once and read many
+    // times.
+    defer(number, std::min(object.generation, kMaxGeneration), std::move(written), &object.data, nullptr,
+          Z_BEST_COMPRESSION);
   }
 
   // Queues a stream object for deflating and writing: `plain` points to
   // bytes that stay put until the writer ends, or `owned` holds them.
   void defer(std::uint32_t number, std::uint32_t generation, Value dictionary, const Bytes* plain,
-             std::shared_ptr<const Bytes> owned) {
+             std::shared_ptr<const Bytes> owned, int level = Z_DEFAULT_COMPRESSION) {
     Deferred entry{number, generation, std::move(dictionary), {}, {}};
     if (owned) plain = owned.get();
     if (options_.threads > 1) {
       // At most `threads` deflates run at once besides this thread.
       while (running_ >= options_.threads) waitOldestRunning();
-      entry.packing = std::async(std::launch::async, [plain, owned] { return deflateBytes(*plain); });
+      entry.packing =
+          std::async(std::launch::async, [plain, owned, level] { return deflateBytes(*plain, level); });
       ++running_;
     } else {
-      entry.packed = deflateBytes(*plain);
+      entry.packed = deflateBytes(*plain, level);
     }
     deferred_.push_back(std::move(entry));
     while (deferred_.size() > kWriteDelay) writeOldestDeferred();
@@ -549,10 +553,10 @@ class DocumentWriter {
 
 }  // namespace
 
-Bytes deflateBytes(const Bytes& data) {
+Bytes deflateBytes(const Bytes& data, int level) {
   uLongf size = compressBound(static_cast<uLong>(data.size()));
   Bytes packed(size);
-  if (compress2(packed.data(), &size, data.data(), static_cast<uLong>(data.size()), Z_DEFAULT_COMPRESSION) != Z_OK) {
+  if (compress2(packed.data(), &size, data.data(), static_cast<uLong>(data.size()), level) != Z_OK) {
     throw Exception(Error::Io, "failed to compress a stream");
   }
   packed.resize(size);

@@ -31,7 +31,8 @@ struct WriteOptions {
 // complete). Returns the error kind, recorded with setError.
 Error writeDocument(Document& document, const std::string& path, WriteOptions options);
 
-// zlib deflate of the whole buffer, as /FlateDecode takes it.
-Bytes deflateBytes(const Bytes& data);
+// zlib deflate of the whole buffer, as /FlateDecode takes it, at a zlib
+// level (-1, zlib's default, or 0 to 9).
+Bytes deflateBytes(const Bytes& data, int level = -1);
 
 }  // namespace zopra::pdf

@@ -78,28 +78,6 @@ void writeHexString(std::ostream& out, const std::string& bytes) {
   out.write(chunk, static_cast<std::streamsize>(used));
 }
 
-// "(...)" with backslash escapes for the backslash, both parentheses and
-// the line-end bytes (which readers would otherwise normalise); every other
-// byte stands for itself. Empty when the hex form is not longer.
-std::string literalString(const std::string& bytes) {
-  std::string literal;
-  literal.reserve(bytes.size() + 2);
-  literal.push_back('(');
-  for (char c : bytes) {
-    switch (c) {
-      case '\\': literal += "\\\\"; break;
-      case '(': literal += "\\("; break;
-      case ')': literal += "\\)"; break;
-      case '\r': literal += "\\r"; break;
-      case '\n': literal += "\\n"; break;
-      default: literal.push_back(c);
-    }
-    if (literal.size() >= 2 * bytes.size() + 2) return std::string();
-  }
-  literal.push_back(')');
-  return literal.size() <= 2 * bytes.size() + 2 ? literal : std::string();
-}
-
 void writeNested(std::ostream& out, const Value& value, int depth, StringForm strings) {
   if (depth > kMaxDepth) {
     text(out, "null");
@@ -160,6 +138,28 @@ void writeNested(std::ostream& out, const Value& value, int depth, StringForm st
 }
 
 }  // namespace
+
+// "(...)" with backslash escapes for the backslash, both parentheses and
+// the line-end bytes (which readers would otherwise normalise); every other
+// byte stands for itself. Empty when the hex form is not longer.
+std::string literalString(const std::string& bytes) {
+  std::string literal;
+  literal.reserve(bytes.size() + 2);
+  literal.push_back('(');
+  for (char c : bytes) {
+    switch (c) {
+      case '\\': literal += "\\\\"; break;
+      case '(': literal += "\\("; break;
+      case ')': literal += "\\)"; break;
+      case '\r': literal += "\\r"; break;
+      case '\n': literal += "\\n"; break;
+      default: literal.push_back(c);
+    }
+    if (literal.size() >= 2 * bytes.size() + 2) return std::string();
+  }
+  literal.push_back(')');
+  return literal.size() <= 2 * bytes.size() + 2 ? literal : std::string();
+}
 
 void writeText(std::ostream& out, std::string_view piece) {
   out.write(piece.data(), static_cast<std::streamsize>(piece.size()));

@@ -24,6 +24,10 @@ enum class StringForm { Hex, Shortest };
 // Appends the text of one value: strings as `strings` says (hex by
 // default), names escaped, numbers with 12 significant digits.
 void writeValue(std::ostream& out, const Value& value, StringForm strings = StringForm::Hex);
+// The bytes as a literal string, "(...)" with backslash escapes for the
+// backslash, both parentheses and the line-end bytes; empty when that is
+// longer than the hex form.
+std::string literalString(const std::string& bytes);
 // "/" and the name's bytes, with "#XX" for bytes that cannot stand in a name.
 std::string escapeName(std::string_view name);
 // Whether a name byte must be written as #XX: outside '!'..'~', or a

@@ -1,0 +1,99 @@
+// literalContentStrings: a single pass over the bytes that knows just
+// enough syntax to find hex strings: literal strings (nested parentheses,
+// escapes) and comments are copied as they are, and "<<" opens a
+// dictionary rather than a string.
+#include "pdf/write/content_strings.h"
+
+#include <string>
+
+#include "pdf/write/value_writer.h"
+
+namespace zopra::pdf {
+
+namespace {
+
+int hexValue(std::uint8_t byte) {
+  if (byte >= '0' && byte <= '9') return byte - '0';
+  if (byte >= 'a' && byte <= 'f') return byte - 'a' + 10;
+  if (byte >= 'A' && byte <= 'F') return byte - 'A' + 10;
+  return -1;
+}
+
+bool whiteSpace(std::uint8_t byte) {
+  return byte == ' ' || byte == '\t' || byte == '\r' || byte == '\n' || byte == '\f' || byte == '\0';
+}
+
+// The end of the literal string opening at `at` (past its ")"), or the end
+// of the data when it is not closed.
+std::size_t literalEnd(const Bytes& content, std::size_t at) {
+  int depth = 0;
+  for (std::size_t i = at; i < content.size(); ++i) {
+    if (content[i] == '\\') {
+      ++i;
+    } else if (content[i] == '(') {
+      ++depth;
+    } else if (content[i] == ')' && --depth == 0) {
+      return i + 1;
+    }
+  }
+  return content.size();
+}
+
+}  // namespace
+
+Bytes literalContentStrings(const Bytes& content) {
+  Bytes out;
+  out.reserve(content.size());
+  std::size_t i = 0;
+  while (i < content.size()) {
+    const std::uint8_t byte = content[i];
+    std::size_t end = i + 1;
+    if (byte == '(') {
+      end = literalEnd(content, i);
+    } else if (byte == '%') {
+      while (end < content.size() && content[end] != '\r' && content[end] != '\n') ++end;
+    } else if (byte == '<' && end < content.size() && content[end] == '<') {
+      ++end;
+    } else if (byte == '<') {
+      // The digits, white space ignored; an odd last digit counts as if
+      // followed by 0. Anything else leaves the string as it is.
+      std::string bytes;
+      int high = -1;
+      bool valid = false;
+      for (; end < content.size(); ++end) {
+        const std::uint8_t c = content[end];
+        if (c == '>') {
+          valid = true;
+          ++end;
+          break;
+        }
+        if (whiteSpace(c)) continue;
+        const int digit = hexValue(c);
+        if (digit < 0) break;
+        if (high < 0) {
+          high = digit;
+        } else {
+          bytes.push_back(static_cast<char>(high * 16 + digit));
+          high = -1;
+        }
+      }
+      if (valid) {
+        if (high >= 0) bytes.push_back(static_cast<char>(high * 16));
+        const std::string literal = literalString(bytes);
+        if (!literal.empty() && literal.size() < end - i) {
+          out.insert(out.end(), literal.begin(), literal.end());
+          i = end;
+          continue;
+        }
+      } else {
+        end = i + 1;
+      }
+    }
+    out.insert(out.end(), content.begin() + static_cast<std::ptrdiff_t>(i),
+               content.begin() + static_cast<std::ptrdiff_t>(end));
+    i = end;
+  }
+  return out;
+}
+
+}  // namespace zopra::pdf
