@@ -49,8 +49,37 @@ static void* runRange(void* argument) {
   return NULL;
 }
 
-int editPageRanges(ZOPRADocumentLoader* target, const char* input, uint32_t pages, unsigned jobs, RangeEdit edit,
-                   RangeDone done, void* context) {
+/* The first page of each range: ranges of about equal summed cost, each of
+ * at least one page. */
+static void splitPages(uint32_t pages, const double* costs, Range* ranges, unsigned count) {
+  double total = 0;
+  double sum = 0;
+  uint32_t page = 0;
+  unsigned k;
+  for (page = 0; costs && page < pages; ++page) total += costs[page] > 0 ? costs[page] : 0;
+  page = 0;
+  for (k = 0; k < count; ++k) {
+    /* Room for one page in each range after this one. */
+    const uint32_t latest = pages - (count - k);
+    ranges[k].first = page;
+    if (k + 1 == count) break;
+    if (!costs || !(total > 0)) {
+      page = (uint32_t)((uint64_t)pages * (k + 1) / count);
+    } else {
+      const double goal = total * (k + 1) / count;
+      do {
+        sum += costs[page] > 0 ? costs[page] : 0;
+        ++page;
+      } while (page < latest && sum + (costs[page] > 0 ? costs[page] : 0) / 2 <= goal);
+    }
+    if (page <= ranges[k].first) page = ranges[k].first + 1;
+    if (page > latest + 1) page = latest + 1;
+  }
+  for (k = 0; k < count; ++k) ranges[k].last = (k + 1 == count ? pages : ranges[k + 1].first) - 1;
+}
+
+int editPageRanges(ZOPRADocumentLoader* target, const char* input, uint32_t pages, const double* costs,
+                   unsigned jobs, RangeEdit edit, RangeDone done, void* context) {
   Range* ranges;
   pthread_t* threads;
   unsigned count = jobs < 1 ? 1 : jobs;
@@ -66,11 +95,10 @@ int editPageRanges(ZOPRADocumentLoader* target, const char* input, uint32_t page
     free(threads);
     return reportFailure(input, ZOPRA_STATUS_MEMORY_INSUFFICIENT);
   }
+  splitPages(pages, costs, ranges, count);
   for (k = 0; k < count; ++k) {
     Range* range = &ranges[k];
     range->input = input;
-    range->first = (uint32_t)((uint64_t)pages * k / count);
-    range->last = (uint32_t)((uint64_t)pages * (k + 1) / count) - 1;
     range->index = k;
     range->edit = edit;
     range->context = context;

@@ -25,9 +25,11 @@ typedef int (*RangeEdit)(ZOPRADocumentLoader* loader, uint32_t first, uint32_t l
 typedef int (*RangeDone)(unsigned range, int result, void* context);
 
 /* Splits the `pages` pages of `input` (open in `target`) into `jobs`
- * contiguous ranges and runs `edit` on each as above. EXIT_OK, or the exit
- * status of a failure to start a thread or to adopt a range (reported). */
-int editPageRanges(ZOPRADocumentLoader* target, const char* input, uint32_t pages, unsigned jobs, RangeEdit edit,
-                   RangeDone done, void* context);
+ * contiguous ranges of about equal cost, and runs `edit` on each as above.
+ * `costs` (NULL: all alike) holds an estimate of each page's work, in any
+ * unit. EXIT_OK, or the exit status of a failure to adopt a range
+ * (reported). */
+int editPageRanges(ZOPRADocumentLoader* target, const char* input, uint32_t pages, const double* costs,
+                   unsigned jobs, RangeEdit edit, RangeDone done, void* context);
 
 #endif

@@ -612,6 +612,21 @@ static int replaceRangeDone(unsigned range, int result, void* context) {
   return goOn(result, &job->outcome);
 }
 
+/* An estimate of each page's work, NULL when all look alike: reading a
+ * page costs about as much as fitting and drawing five new texts. */
+static double* pageCosts(const ReplaceMap* map, uint32_t pages) {
+  double* costs;
+  size_t i;
+  if (!json_is_array(map->json)) return NULL;
+  costs = malloc(pages * sizeof *costs);
+  if (!costs) return NULL;
+  for (i = 0; i < pages; ++i) costs[i] = 1;
+  for (i = 0; i < map->itemCount; ++i) {
+    if (map->items[i].page < pages) costs[map->items[i].page] += 0.2;
+  }
+  return costs;
+}
+
 /* Replaces on all pages, on options->jobs threads when there are several
  * pages; then names the object map's keys that no item read. */
 static int replacePages(ZOPRADocumentLoader* loader, const ReplaceOptions* options, ReplaceMap* map, uint32_t pages,
@@ -639,7 +654,9 @@ static int replacePages(ZOPRADocumentLoader* loader, const ReplaceOptions* optio
       if (!job.matched[k]) result = reportFailure(options->input, ZOPRA_STATUS_MEMORY_INSUFFICIENT);
     }
     if (result == EXIT_OK) {
-      result = editPageRanges(loader, options->input, pages, jobs, replaceRangeJob, replaceRangeDone, &job);
+      double* costs = pageCosts(map, pages);
+      result = editPageRanges(loader, options->input, pages, costs, jobs, replaceRangeJob, replaceRangeDone, &job);
+      free(costs);
       if (result == EXIT_OK) result = job.outcome;
       *counts = job.total;
     }

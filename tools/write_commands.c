@@ -268,7 +268,7 @@ int runErase(int argc, char** argv) {
     job.input = paths[0];
     job.wholePages = wholePages;
     job.outcome = EXIT_OK;
-    result = editPageRanges(loader, paths[0], pages, jobs, eraseRangeJob, eraseRangeDone, &job);
+    result = editPageRanges(loader, paths[0], pages, NULL, jobs, eraseRangeJob, eraseRangeDone, &job);
     if (result == EXIT_OK) result = job.outcome;
   } else if (result == EXIT_OK) {
     result = eraseChosen(loader, paths[0], wholePages, pages, items, itemCount);
