@@ -720,7 +720,9 @@ int runReplace(int argc, char** argv) {
      * half a job. Pages that could not be read are named and left as they
      * are, and text that could not be removed is named; the rest is done. */
     if (result == EXIT_OK || result == EXIT_PAGES_UNREAD || result == EXIT_TEXT_LEFT) {
-      int writing = writeAndClose(loader, options.input, options.output, options.plain);
+      int writing;
+      setWriteThreads(options.jobs);
+      writing = writeAndClose(loader, options.input, options.output, options.plain);
       if (writing != EXIT_OK) result = writing;
     } else {
       zopraDocumentLoaderDestroy(loader);

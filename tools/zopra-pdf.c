@@ -118,8 +118,9 @@ static const Subcommand kSubcommands[] = {
      "                 may be given again; all items of one page are numbered as\n"
      "                 items prints them for the input\n"
      "  -j N           erase whole pages on N threads, each editing a range of\n"
-     "                 pages on its own handle (default: one per processor); OUT\n"
-     "                 is the same for every N. With --items, one thread\n" PLAIN_OPTION,
+     "                 pages on its own handle (with --items, one thread), and\n"
+     "                 deflate on N threads when writing (default: one per\n"
+     "                 processor); OUT is the same for every N\n" PLAIN_OPTION,
      "Nothing on standard output.\n" NEVER_THE_INPUT,
      runErase},
     {"segments", "[-f FIRST] [-l LAST] [--format json|xliff] IN [OUTPUT]",
@@ -168,8 +169,9 @@ static const Subcommand kSubcommands[] = {
      "                 stops the job\n"
      "  --format F     the form of --segments: json (default) or xliff\n"
      "  -j N           with --map, replace on N threads, each editing a range of\n"
-     "                 pages on its own handle (default: one per processor); OUT\n"
-     "                 and the reports are the same for every N\n" PLAIN_OPTION,
+     "                 pages on its own handle, and deflate on N threads when\n"
+     "                 writing (default: one per processor); OUT and the reports\n"
+     "                 are the same for every N\n" PLAIN_OPTION,
      "One line: \"replaced N items on P pages (S shrunk, O overflowing, M with\n"
      "missing characters); wrote OUT, B bytes\". Each item that still overflows\n"
      "its room, each item with characters no installed font has, keys of an\n"
