@@ -463,6 +463,7 @@ void writeContent(Seeds& seeds) {
     seeds.write("fuzz_content", name, stream);
     // The removal scanner reads the same streams.
     seeds.write("fuzz_removal", name, stream);
+    seeds.write("fuzz_adoption", name, stream);
   }
 }
 

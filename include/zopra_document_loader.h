@@ -516,6 +516,40 @@ ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderGetUnremovedText(ZOPRADocum
                                                                      uint32_t index, uint32_t* item);
 
 /*
+ * zopraDocumentLoaderAdoptPageEdits
+ *   Takes into `target` what `source` did to the pages firstPage..lastPage
+ *   with the text removal and text drawing calls, so that `target` is as if
+ *   it had made those edits itself, page after page: written, it gives the
+ *   bytes it would give after making them. This lets several threads edit
+ *   one file, each on its own handle and its own pages, and one handle
+ *   gather and write the result: adopt the ranges in page order, and the
+ *   output does not depend on how the pages were split. The objects the
+ *   source created are created anew in `target`, numbered on from its own;
+ *   fonts `target` has embedded already take the source's new glyphs, new
+ *   ones get the resource names drawing would give them. Only `target`
+ *   changes. Both handles must be used by one thread at a time: call this
+ *   after the thread that edited `source` has finished with it. The items
+ *   of the target's last text extraction are not refreshed.
+ * Parameters
+ *   target     [in] the handle that takes the edits.
+ *   source     [in] another handle, opened on the same file (the same bytes);
+ *              it may have edited no page outside the range.
+ *   firstPage  [in] first page index of the range.
+ *   lastPage   [in] last page index of the range, below the page count; no
+ *              page of the range may have been edited in `target`.
+ * Returns
+ *   ZOPRA_STATUS_SUCCESS; ZOPRA_STATUS_INVALID_ARGUMENT (nothing changed)
+ *   when a handle is NULL or has no document open, both are the same
+ *   handle, the documents were not read from the same bytes, the range is
+ *   empty or past the last page, `source` edited a page outside it or
+ *   `target` one inside it; ZOPRA_STATUS_MEMORY_INSUFFICIENT;
+ *   ZOPRA_STATUS_OTHER_ERROR.
+ */
+ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderAdoptPageEdits(ZOPRADocumentLoader* target,
+                                                                   ZOPRADocumentLoader* source,
+                                                                   uint32_t firstPage, uint32_t lastPage);
+
+/*
  * zopraDocumentLoaderExtractPageGraphics
  *   Interprets one page and keeps its graphics entries in the handle, in
  *   painting order, replacing those of any earlier graphics extraction.

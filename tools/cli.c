@@ -4,6 +4,7 @@
 #define _POSIX_C_SOURCE 200809L
 
 #include "cli.h"
+#include "page_ranges.h"
 
 #include <errno.h>
 #include <fcntl.h>
@@ -138,10 +139,10 @@ int reportFailure(const char* path, int32_t status) {
   const ExitStatus* entry = statusEntry(status);
   endProgress();
   if (!entry) {
-    fprintf(stderr, PROGRAM ": %s: unexpected status %d\n", path, (int)status);
+    fprintf(reportStream(), PROGRAM ": %s: unexpected status %d\n", path, (int)status);
     return EXIT_UNKNOWN_STATUS;
   }
-  fprintf(stderr, PROGRAM ": %s: %s (status %d)\n", path, entry->meaning, (int)status);
+  fprintf(reportStream(), PROGRAM ": %s: %s (status %d)\n", path, entry->meaning, (int)status);
   return entry->code;
 }
 
@@ -149,19 +150,19 @@ int reportPageUnread(const char* path, uint32_t page, int32_t status) {
   const ExitStatus* entry = statusEntry(status);
   fflush(stdout);
   endProgress();
-  fprintf(stderr, PROGRAM ": %s, page %lu: cannot be read: %s (status %d)\n", path, (unsigned long)page + 1,
+  fprintf(reportStream(), PROGRAM ": %s, page %lu: cannot be read: %s (status %d)\n", path, (unsigned long)page + 1,
           entry ? entry->meaning : "unexpected status", (int)status);
   return EXIT_PAGES_UNREAD;
 }
 
 int reportMissingPage(const char* path, uint32_t page, uint32_t pages) {
-  fprintf(stderr, PROGRAM ": %s: the document has no page %lu (it has %lu)\n", path, (unsigned long)page + 1,
+  fprintf(reportStream(), PROGRAM ": %s: the document has no page %lu (it has %lu)\n", path, (unsigned long)page + 1,
           (unsigned long)pages);
   return EXIT_PAGE_RANGE;
 }
 
 int reportMissingItem(const char* path, uint32_t page, uint32_t item, uint32_t items) {
-  fprintf(stderr, PROGRAM ": %s: page %lu has no item %lu (it has %lu)\n", path, (unsigned long)page + 1,
+  fprintf(reportStream(), PROGRAM ": %s: page %lu has no item %lu (it has %lu)\n", path, (unsigned long)page + 1,
           (unsigned long)item + 1, (unsigned long)items);
   return EXIT_PAGE_RANGE;
 }
@@ -177,7 +178,7 @@ int reportTextLeft(ZOPRADocumentLoader* loader, const char* path, uint32_t page)
   for (i = 0; i < count; ++i) {
     uint32_t item = 0;
     if (zopraDocumentLoaderGetUnremovedText(loader, i, &item) == ZOPRA_STATUS_SUCCESS) {
-      fprintf(stderr, PROGRAM ": %s, page %lu: item %lu was not removed\n", path, (unsigned long)page + 1,
+      fprintf(reportStream(), PROGRAM ": %s, page %lu: item %lu was not removed\n", path, (unsigned long)page + 1,
               (unsigned long)item + 1);
     }
   }
@@ -375,21 +376,21 @@ int checkInputFile(const char* path) {
   int descriptor;
   if (stat(path, &info) != 0) {
     if (errno == ENOENT || errno == ENOTDIR) {
-      fprintf(stderr, PROGRAM ": %s: no such file\n", path);
+      fprintf(reportStream(), PROGRAM ": %s: no such file\n", path);
     } else {
-      fprintf(stderr, PROGRAM ": %s: cannot be read (%s)\n", path, strerror(errno));
+      fprintf(reportStream(), PROGRAM ": %s: cannot be read (%s)\n", path, strerror(errno));
     }
     return EXIT_NO_FILE;
   }
   if (S_ISDIR(info.st_mode)) {
-    fprintf(stderr, PROGRAM ": %s: is a directory\n", path);
+    fprintf(reportStream(), PROGRAM ": %s: is a directory\n", path);
     return EXIT_NO_FILE;
   }
   /* Opening tells what access() cannot (ACLs, root on a read-only mount); no
    * blocking, so that a FIFO without a writer does not hang the check. */
   descriptor = open(path, O_RDONLY | O_NONBLOCK);
   if (descriptor < 0) {
-    fprintf(stderr, PROGRAM ": %s: cannot be read (%s)\n", path, strerror(errno));
+    fprintf(reportStream(), PROGRAM ": %s: cannot be read (%s)\n", path, strerror(errno));
     return EXIT_NO_FILE;
   }
   close(descriptor);

@@ -37,6 +37,8 @@ struct FontChoice {
   int primary[STYLE_COUNT];
   int fallbacks[STYLE_COUNT][MAX_FALLBACKS];
   size_t fallbackCount[STYLE_COUNT];
+  /* Per fallback, the characters it was chosen for. */
+  FcCharSet* claimed[STYLE_COUNT][MAX_FALLBACKS];
   /* Characters that no acceptable installed font has: never asked again. */
   FcCharSet* nobody;
 };
@@ -195,37 +197,6 @@ static int primaryFace(FontChoice* choice, int key) {
   return choice->primary[key];
 }
 
-/* Adds fallbacks of the style, best first, for the characters of `needed`
- * (consumed); what no acceptable font has joins choice->nobody. */
-static void addFallbacks(FontChoice* choice, int key, FcCharSet* needed) {
-  FcFontSet* fonts = sortedFonts(choice, key, needed);
-  int i;
-  for (i = 0; fonts && i < fonts->nfont && FcCharSetCount(needed) > 0; ++i) {
-    const char* path;
-    FcCharSet* charset;
-    FcCharSet* found;
-    if (choice->fallbackCount[key] == MAX_FALLBACKS) break;
-    if (!acceptable(choice, fonts->fonts[i], &path, &charset)) continue;
-    found = FcCharSetIntersect(needed, charset);
-    if (found && FcCharSetCount(found) > 0) {
-      FcCharSet* rest = FcCharSetSubtract(needed, found);
-      int face = rest ? faceFor(choice, path, charset) : -1;
-      if (face >= 0) {
-        choice->fallbacks[key][choice->fallbackCount[key]++] = face;
-        FcCharSetDestroy(needed);
-        needed = rest;
-      } else if (rest) {
-        FcCharSetDestroy(rest);
-      }
-    }
-    if (found) FcCharSetDestroy(found);
-  }
-  /* Out of memory or the fallbacks full: asked again next time. */
-  if (!fonts || i == fonts->nfont) FcCharSetMerge(choice->nobody, needed, NULL);
-  if (fonts) FcFontSetDestroy(fonts);
-  FcCharSetDestroy(needed);
-}
-
 /* The next character of UTF-8 text, or NULL at a malformed byte (which the
  * caller skips). */
 static const char* nextCharacter(const char* text, FcChar32* character) {
@@ -234,39 +205,60 @@ static const char* nextCharacter(const char* text, FcChar32* character) {
   return length > 0 ? text + length : NULL;
 }
 
-/* The first fallback of the style that has `character`, or -1. */
-static int fallbackWith(const FontChoice* choice, int key, FcChar32 character) {
+/* The style's fallback slot for `face`, added when new; -1 when the slots
+ * are full or memory ran out. */
+static int fallbackSlot(FontChoice* choice, int key, int face) {
   size_t i;
   for (i = 0; i < choice->fallbackCount[key]; ++i) {
-    const Face* face = &choice->faces[choice->fallbacks[key][i]];
-    if (!face->rejected && FcCharSetHasChar(face->charset, character)) return (int)i;
+    if (choice->fallbacks[key][i] == face) return (int)i;
   }
-  return -1;
+  if (i == MAX_FALLBACKS) return -1;
+  choice->claimed[key][i] = FcCharSetCreate();
+  if (!choice->claimed[key][i]) return -1;
+  choice->fallbacks[key][i] = face;
+  choice->fallbackCount[key] = i + 1;
+  return (int)i;
 }
 
-/* Marks in `used` the fallbacks the text's characters need; gathers in
- * `needed` (when not NULL) those that no font of the style has yet and that
- * were not given up on. */
-static void markFallbacks(const FontChoice* choice, int key, const Face* primary, const char* text,
-                          unsigned char* used, FcCharSet* needed) {
-  while (*text) {
-    FcChar32 character = 0;
-    const char* next = nextCharacter(text, &character);
-    if (!next) {
-      ++text;
-      continue;
-    }
-    text = next;
-    if (character < 0x20 || FcCharSetHasChar(primary->charset, character)) continue;
-    {
-      int fallback = fallbackWith(choice, key, character);
-      if (fallback >= 0) {
-        used[fallback] = 1;
-      } else if (needed && !FcCharSetHasChar(choice->nobody, character)) {
-        FcCharSetAddChar(needed, character);
-      }
+/* The fallback slot of the style for a character the primary lacks: the
+ * first acceptable font that has it, in fontconfig's order for the style
+ * and that character alone. Each character is decided on its own, so a
+ * text gets the same fonts whatever texts were set before it (pages done on
+ * several threads choose alike). -1 when no font has it (it joins
+ * choice->nobody) or memory or the slots ran out. */
+static int fallbackFor(FontChoice* choice, int key, FcChar32 character) {
+  FcCharSet* wanted;
+  FcFontSet* fonts;
+  size_t i;
+  int slot = -1;
+  int k;
+  for (i = 0; i < choice->fallbackCount[key]; ++i) {
+    if (!choice->faces[choice->fallbacks[key][i]].rejected && FcCharSetHasChar(choice->claimed[key][i], character)) {
+      return (int)i;
     }
   }
+  if (FcCharSetHasChar(choice->nobody, character)) return -1;
+  wanted = FcCharSetCreate();
+  if (!wanted) return -1;
+  fonts = FcCharSetAddChar(wanted, character) ? sortedFonts(choice, key, wanted) : NULL;
+  FcCharSetDestroy(wanted);
+  for (k = 0; fonts && k < fonts->nfont; ++k) {
+    const char* path;
+    FcCharSet* charset;
+    int face;
+    if (!acceptable(choice, fonts->fonts[k], &path, &charset) || !FcCharSetHasChar(charset, character)) continue;
+    face = faceFor(choice, path, charset);
+    slot = face >= 0 ? fallbackSlot(choice, key, face) : -1;
+    if (slot >= 0 && !FcCharSetAddChar(choice->claimed[key][slot], character)) slot = -1;
+    break;
+  }
+  if (fonts && k == fonts->nfont) FcCharSetAddChar(choice->nobody, character);
+  if (fonts) FcFontSetDestroy(fonts);
+  return slot;
+}
+
+static int comparePaths(const void* left, const void* right) {
+  return strcmp(*(const char* const*)left, *(const char* const*)right);
 }
 
 uint32_t fontChoiceChain(FontChoice* choice, const ZOPRADocumentLoaderTextStyle* style, const char* text,
@@ -274,24 +266,33 @@ uint32_t fontChoiceChain(FontChoice* choice, const ZOPRADocumentLoaderTextStyle*
   const int key = styleKey(style);
   const int primary = primaryFace(choice, key);
   unsigned char used[MAX_FALLBACKS];
-  FcCharSet* needed = FcCharSetCreate();
+  const char* fallbacks[MAX_FALLBACKS];
   uint32_t count = 0;
   size_t i;
-  if (primary < 0) {
-    if (needed) FcCharSetDestroy(needed);
-    return 0;
-  }
+  size_t usedCount = 0;
+  if (primary < 0) return 0;
   memset(used, 0, sizeof used);
-  markFallbacks(choice, key, &choice->faces[primary], text, used, needed);
-  if (needed && FcCharSetCount(needed) > 0) {
-    addFallbacks(choice, key, needed);
-    markFallbacks(choice, key, &choice->faces[primary], text, used, NULL);
-  } else if (needed) {
-    FcCharSetDestroy(needed);
+  while (*text) {
+    FcChar32 character = 0;
+    const char* next = nextCharacter(text, &character);
+    int slot;
+    if (!next) {
+      ++text;
+      continue;
+    }
+    text = next;
+    if (character < 0x20 || FcCharSetHasChar(choice->faces[primary].charset, character)) continue;
+    slot = fallbackFor(choice, key, character);
+    if (slot >= 0) used[slot] = 1;
   }
+  for (i = 0; i < choice->fallbackCount[key]; ++i) {
+    if (used[i]) fallbacks[usedCount++] = choice->faces[choice->fallbacks[key][i]].path;
+  }
+  /* In an order of their own, not that of their finding. */
+  qsort((void*)fallbacks, usedCount, sizeof *fallbacks, comparePaths);
   paths[count++] = choice->faces[primary].path;
-  for (i = 0; i < choice->fallbackCount[key] && count < FONT_CHAIN_MAX; ++i) {
-    if (used[i]) paths[count++] = choice->faces[choice->fallbacks[key][i]].path;
+  for (i = 0; i < usedCount && count < FONT_CHAIN_MAX; ++i) {
+    if (strcmp(fallbacks[i], paths[0]) != 0) paths[count++] = fallbacks[i];
   }
   return count;
 }
@@ -342,12 +343,16 @@ FontChoice* fontChoiceCreate(const char* forcedPrimary) {
 
 void fontChoiceDestroy(FontChoice* choice) {
   size_t i;
+  int key;
   if (!choice) return;
   for (i = 0; i < choice->faceCount; ++i) {
     free(choice->faces[i].path);
     FcCharSetDestroy(choice->faces[i].charset);
   }
   free(choice->faces);
+  for (key = 0; key < STYLE_COUNT; ++key) {
+    for (i = 0; i < choice->fallbackCount[key]; ++i) FcCharSetDestroy(choice->claimed[key][i]);
+  }
   if (choice->nobody) FcCharSetDestroy(choice->nobody);
   if (choice->config) FcConfigDestroy(choice->config);
   free(choice);

@@ -1,8 +1,10 @@
 /* Font files for new text, chosen among the installed fonts through
  * fontconfig: a primary TrueType face that matches an item's style (serif,
  * sans or mono; bold; italic) and fallbacks that have the characters the
- * primary lacks. Choices are cached, so a long document asks fontconfig once
- * per style and once per set of characters that no chosen font has yet. */
+ * primary lacks, each character's fallback chosen for it alone, so that a
+ * text's chain does not depend on the texts before it. Choices are cached,
+ * so a long document asks fontconfig once per style and once per style and
+ * character that the primary lacks. */
 #ifndef ZOPRA_PDF_FONT_CHOICE_H
 #define ZOPRA_PDF_FONT_CHOICE_H
 

@@ -11,6 +11,8 @@
 
 #include "cli.h"
 #include "font_choice.h"
+#include "page_ranges.h"
+#include "parallel.h"
 #include "segments.h"
 #include "text_match.h"
 #include "zopra_document_loader.h"
@@ -34,6 +36,7 @@ typedef struct {
   int plain;      /* written as zopraDocumentLoaderWriteDocumentA writes */
   const char* segmentsPath; /* --segments: blocks replaced (segments_command.c) */
   SegmentFormat segmentFormat;
+  unsigned jobs; /* -j: threads editing the document's pages */
 } ReplaceOptions;
 
 /* One entry of an array map; page and item from 0, entry from 1. */
@@ -76,7 +79,9 @@ static int parseReplaceArguments(int argc, char** argv, ReplaceOptions* options)
   int i;
   memset(options, 0, sizeof *options);
   options->shrink = 1;
+  options->jobs = defaultJobs();
   for (i = 0; i < argc; ++i) {
+    int jobsResult = EXIT_OK;
     const char* argument = argv[i];
     const char* value = i + 1 < argc ? argv[i + 1] : NULL;
     if (strcmp(argument, "--help") == 0 || strcmp(argument, "-h") == 0) {
@@ -90,6 +95,8 @@ static int parseReplaceArguments(int argc, char** argv, ReplaceOptions* options)
       if (!parseSegmentFormat(argv[++i], &options->segmentFormat)) return usageError("--format takes json or xliff", value);
     } else if (strcmp(argument, "--plain") == 0) {
       options->plain = 1;
+    } else if (takeJobsOption(argc, argv, &i, &options->jobs, &jobsResult)) {
+      if (jobsResult != EXIT_OK) return jobsResult;
     } else if (strcmp(argument, "--font") == 0 && value) {
       options->fontPath = argv[++i];
     } else if (strcmp(argument, "--fit") == 0 && value) {
@@ -131,7 +138,7 @@ static char* readMapFile(const char* path, size_t* length) {
   size_t used = 0;
   size_t capacity = 0;
   if (!file) {
-    fprintf(stderr, PROGRAM ": %s: cannot read the map file (%s)\n", path, strerror(errno));
+    fprintf(reportStream(), PROGRAM ": %s: cannot read the map file (%s)\n", path, strerror(errno));
     return NULL;
   }
   for (;;) {
@@ -141,7 +148,7 @@ static char* readMapFile(const char* path, size_t* length) {
       capacity = capacity ? 2 * capacity : 65536;
       larger = realloc(buffer, capacity + 1);
       if (!larger) {
-        fprintf(stderr, PROGRAM ": %s: out of memory reading the map file\n", path);
+        fprintf(reportStream(), PROGRAM ": %s: out of memory reading the map file\n", path);
         break;
       }
       buffer = larger;
@@ -149,12 +156,12 @@ static char* readMapFile(const char* path, size_t* length) {
     got = fread(buffer + used, 1, capacity - used, file);
     used += got;
     if (used > MAX_MAP_BYTES) {
-      fprintf(stderr, PROGRAM ": %s: the map file is larger than %lu MiB\n", path, MAX_MAP_BYTES >> 20);
+      fprintf(reportStream(), PROGRAM ": %s: the map file is larger than %lu MiB\n", path, MAX_MAP_BYTES >> 20);
       break;
     }
     if (got == 0) {
       if (ferror(file)) {
-        fprintf(stderr, PROGRAM ": %s: cannot read the map file (%s)\n", path, strerror(errno));
+        fprintf(reportStream(), PROGRAM ": %s: cannot read the map file (%s)\n", path, strerror(errno));
         break;
       }
       fclose(file);
@@ -191,7 +198,7 @@ static int compareTexts(const void* left, const void* right) {
 }
 
 static int mapError(const char* path, size_t entry, const char* reason) {
-  fprintf(stderr, PROGRAM ": %s: entry %lu: %s\n", path, (unsigned long)entry, reason);
+  fprintf(reportStream(), PROGRAM ": %s: entry %lu: %s\n", path, (unsigned long)entry, reason);
   return EXIT_USAGE;
 }
 
@@ -216,7 +223,7 @@ static int loadListMap(const char* path, ReplaceMap* map) {
   qsort(map->items, map->itemCount, sizeof *map->items, compareItems);
   for (i = 1; i < map->itemCount; ++i) {
     if (map->items[i].page == map->items[i - 1].page && map->items[i].item == map->items[i - 1].item) {
-      fprintf(stderr, PROGRAM ": %s: entries %lu and %lu give page %lu item %lu twice\n", path,
+      fprintf(reportStream(), PROGRAM ": %s: entries %lu and %lu give page %lu item %lu twice\n", path,
               (unsigned long)map->items[i - 1].entry, (unsigned long)map->items[i].entry,
               (unsigned long)map->items[i].page + 1, (unsigned long)map->items[i].item + 1);
       return EXIT_USAGE;
@@ -235,9 +242,9 @@ static int loadTextMap(const char* path, ReplaceMap* map, int exact) {
   if (!map->texts || !map->matched) return reportFailure(path, ZOPRA_STATUS_MEMORY_INSUFFICIENT);
   json_object_foreach(map->json, key, value) {
     if (!json_is_string(value)) {
-      fprintf(stderr, PROGRAM ": %s: the new text of ", path);
-      printJson(stderr, jsonString(key));
-      fputs(" is not a string\n", stderr);
+      fprintf(reportStream(), PROGRAM ": %s: the new text of ", path);
+      printJson(reportStream(), jsonString(key));
+      fputs(" is not a string\n", reportStream());
       return EXIT_USAGE;
     }
     map->texts[i].key = key;
@@ -249,11 +256,11 @@ static int loadTextMap(const char* path, ReplaceMap* map, int exact) {
   qsort(map->texts, map->textCount, sizeof *map->texts, compareTexts);
   for (i = 1; i < map->textCount; ++i) {
     if (strcmp(map->texts[i].compared, map->texts[i - 1].compared) != 0) continue;
-    fprintf(stderr, PROGRAM ": %s: the keys ", path);
-    printJson(stderr, jsonString(map->texts[i - 1].key));
-    fputs(" and ", stderr);
-    printJson(stderr, jsonString(map->texts[i].key));
-    fputs(" match the same texts (--match exact tells them apart)\n", stderr);
+    fprintf(reportStream(), PROGRAM ": %s: the keys ", path);
+    printJson(reportStream(), jsonString(map->texts[i - 1].key));
+    fputs(" and ", reportStream());
+    printJson(reportStream(), jsonString(map->texts[i].key));
+    fputs(" match the same texts (--match exact tells them apart)\n", reportStream());
     return EXIT_USAGE;
   }
   return EXIT_OK;
@@ -271,12 +278,12 @@ static int loadMap(const char* path, int exact, ReplaceMap* map) {
   map->json = json_loadb(text, length, JSON_REJECT_DUPLICATES, &error);
   free(text);
   if (!map->json) {
-    fprintf(stderr, PROGRAM ": %s:%d:%d: %s\n", path, error.line, error.column, error.text);
+    fprintf(reportStream(), PROGRAM ": %s:%d:%d: %s\n", path, error.line, error.column, error.text);
     return EXIT_USAGE;
   }
   if (json_is_array(map->json)) return loadListMap(path, map);
   if (json_is_object(map->json)) return loadTextMap(path, map, exact);
-  fprintf(stderr, PROGRAM ": %s: the map is neither an array of {\"page\", \"item\", \"text\"} nor an object of texts\n",
+  fprintf(reportStream(), PROGRAM ": %s: the map is neither an array of {\"page\", \"item\", \"text\"} nor an object of texts\n",
           path);
   return EXIT_USAGE;
 }
@@ -318,13 +325,13 @@ static int checkFont(const char* fontPath) {
     fclose(file);
     return EXIT_OK;
   }
-  fprintf(stderr, PROGRAM ": %s: cannot read the font file\n", fontPath);
+  fprintf(reportStream(), PROGRAM ": %s: cannot read the font file\n", fontPath);
   return EXIT_USAGE;
 }
 
 static int fontFailure(const char* fontPath, int32_t status) {
   if (status == ZOPRA_STATUS_OTHER_ERROR) {
-    fprintf(stderr, PROGRAM ": %s: not a TrueType font with a Unicode character map (status %d)\n", fontPath,
+    fprintf(reportStream(), PROGRAM ": %s: not a TrueType font with a Unicode character map (status %d)\n", fontPath,
             (int)status);
     return EXIT_USAGE;
   }
@@ -336,7 +343,7 @@ static double pageLength(const ZOPRADocumentLoaderTextInfo* info, double length)
 }
 
 static int noInstalledFont(void) {
-  fprintf(stderr, PROGRAM ": no TrueType font is installed: install fonts-dejavu-core or give --font FONT.ttf\n");
+  fprintf(reportStream(), PROGRAM ": no TrueType font is installed: install fonts-dejavu-core or give --font FONT.ttf\n");
   return EXIT_USAGE;
 }
 
@@ -381,7 +388,7 @@ static int32_t setItemText(ZOPRADocumentLoader* loader, const ReplaceOptions* op
 
 /* Fits and draws the new text of one item (already removed) with the fonts
  * chosen for its style and characters. Overflow and characters that no font
- * has are named on stderr and counted; they do not change the exit status. */
+ * has are named on reportStream() and counted; they do not change the exit status. */
 static int drawItem(ZOPRADocumentLoader* loader, const ReplaceOptions* options, uint32_t page, uint32_t index,
                     const char* text, Counts* counts) {
   ZOPRADocumentLoaderTextInfo info;
@@ -395,7 +402,7 @@ static int drawItem(ZOPRADocumentLoader* loader, const ReplaceOptions* options, 
   if (status != ZOPRA_STATUS_SUCCESS) return reportFailure(options->input, status);
   /* A negative size mirrors the glyphs; the new text keeps only its extent. */
   if (!(fabs(info.fontSize) > 0) || fabs(info.fontSize) > 1e6) {
-    fprintf(stderr, PROGRAM ": page %lu item %lu: the item has no usable font size; removed, nothing drawn\n",
+    fprintf(reportStream(), PROGRAM ": page %lu item %lu: the item has no usable font size; removed, nothing drawn\n",
             (unsigned long)page + 1, (unsigned long)index + 1);
     return EXIT_OK;
   }
@@ -424,12 +431,12 @@ static int drawItem(ZOPRADocumentLoader* loader, const ReplaceOptions* options, 
     formatNumber(pageLength(&info, fit.width), needed, sizeof needed);
     formatNumber(pageLength(&info, fit.room), room, sizeof room);
     formatNumber(fit.shownSize, points, sizeof points);
-    fprintf(stderr, PROGRAM ": %s, page %lu: item %lu overflows its room (%s wide at %s pt, room %s)\n",
+    fprintf(reportStream(), PROGRAM ": %s, page %lu: item %lu overflows its room (%s wide at %s pt, room %s)\n",
             options->input, (unsigned long)page + 1, (unsigned long)index + 1, needed, points, room);
     ++counts->overflowing;
   }
   if (fit.missingCharacters > 0) {
-    fprintf(stderr, PROGRAM ": %s, page %lu: item %lu has %lu character%s no font has\n", options->input,
+    fprintf(reportStream(), PROGRAM ": %s, page %lu: item %lu has %lu character%s no font has\n", options->input,
             (unsigned long)page + 1, (unsigned long)index + 1, (unsigned long)fit.missingCharacters,
             fit.missingCharacters == 1 ? "" : "s");
     ++counts->missing;
@@ -481,14 +488,16 @@ static int extractPage(ZOPRADocumentLoader* loader, const char* input, uint32_t 
 
 /* Array map: the listed items, page by page. */
 static int replaceListed(ZOPRADocumentLoader* loader, const ReplaceOptions* options, const ReplaceMap* map,
-                         uint32_t pages, Counts* counts) {
+                         uint32_t pages, uint32_t firstPage, uint32_t lastPage, Counts* counts) {
   uint32_t* chosen = malloc((map->itemCount ? map->itemCount : 1) * sizeof *chosen);
   const char** texts = malloc((map->itemCount ? map->itemCount : 1) * sizeof *texts);
   size_t first = 0;
   int outcome = EXIT_OK;
   int going = 1;
   if (!chosen || !texts) going = goOn(reportFailure(options->input, ZOPRA_STATUS_MEMORY_INSUFFICIENT), &outcome);
-  while (going && first < map->itemCount) {
+  /* The range's entries; the last range also takes those past the last page. */
+  while (first < map->itemCount && map->items[first].page < firstPage) ++first;
+  while (going && first < map->itemCount && (map->items[first].page <= lastPage || lastPage + 1 >= pages)) {
     const uint32_t page = map->items[first].page;
     uint32_t available = 0;
     uint32_t count = 0;
@@ -512,16 +521,15 @@ static int replaceListed(ZOPRADocumentLoader* loader, const ReplaceOptions* opti
 }
 
 /* Object map: every item of every page whose text matches a key. */
-static int replaceMatching(ZOPRADocumentLoader* loader, const ReplaceOptions* options, ReplaceMap* map,
-                           uint32_t pages, Counts* counts) {
+static int replaceMatching(ZOPRADocumentLoader* loader, const ReplaceOptions* options, const ReplaceMap* map,
+                           unsigned char* matched, uint32_t firstPage, uint32_t lastPage, Counts* counts) {
   uint32_t page;
   uint32_t* chosen = NULL;
   const char** texts = NULL;
   uint32_t capacity = 0;
   int outcome = EXIT_OK;
   int going = 1;
-  size_t i;
-  for (page = 0; going && page < pages && map->textCount > 0; ++page) {
+  for (page = firstPage; going && page <= lastPage && map->textCount > 0; ++page) {
     uint32_t available = 0;
     uint32_t count = 0;
     uint32_t index;
@@ -548,21 +556,122 @@ static int replaceMatching(ZOPRADocumentLoader* loader, const ReplaceOptions* op
       if (zopraDocumentLoaderGetText(loader, &info, index) != ZOPRA_STATUS_SUCCESS) continue;
       found = findText(map, info.text, options->exact);
       if (found < 0) continue;
-      map->matched[found] = 1;
+      matched[found] = 1;
       chosen[count] = index;
       texts[count++] = map->texts[found].text;
     }
     going = goOn(replaceOnPage(loader, options, page, chosen, texts, count, counts), &outcome);
   }
-  for (i = 0; going && i < map->textCount; ++i) {
+  free(chosen);
+  free((void*)texts);
+  return outcome;
+}
+
+/* The pages first..last (with the map entries past the last page when
+ * last is the last page) on one handle; `matched` marks the object map's
+ * keys met. */
+static int replaceRange(ZOPRADocumentLoader* loader, const ReplaceOptions* options, const ReplaceMap* map,
+                        unsigned char* matched, uint32_t pages, uint32_t first, uint32_t last, Counts* counts) {
+  return json_is_array(map->json) ? replaceListed(loader, options, map, pages, first, last, counts)
+                                  : replaceMatching(loader, options, map, matched, first, last, counts);
+}
+
+/* The ranges of one document replaced on several threads. */
+typedef struct {
+  const ReplaceOptions* options;
+  const ReplaceMap* map;
+  uint32_t pages;
+  Counts* counts;          /* per range */
+  unsigned char** matched; /* per range, for an object map */
+  Counts total;
+  int outcome;
+} ReplaceJob;
+
+static int replaceRangeJob(ZOPRADocumentLoader* loader, uint32_t first, uint32_t last, unsigned range, void* context) {
+  ReplaceJob* job = context;
+  ReplaceOptions options = *job->options;
+  int result;
+  /* Font choice keeps state between items: each thread has its own. */
+  options.fonts = fontChoiceCreate(options.fontPath);
+  if (!options.fonts) return reportFailure(options.input, ZOPRA_STATUS_MEMORY_INSUFFICIENT);
+  result = replaceRange(loader, &options, job->map, job->matched[range], job->pages, first, last, &job->counts[range]);
+  fontChoiceDestroy(options.fonts);
+  return result;
+}
+
+static int replaceRangeDone(unsigned range, int result, void* context) {
+  ReplaceJob* job = context;
+  const Counts* counts = &job->counts[range];
+  size_t i;
+  job->total.replaced += counts->replaced;
+  job->total.shrunk += counts->shrunk;
+  job->total.overflowing += counts->overflowing;
+  job->total.missing += counts->missing;
+  job->total.pages += counts->pages;
+  for (i = 0; job->matched[range] && i < job->map->textCount; ++i) job->map->matched[i] |= job->matched[range][i];
+  return goOn(result, &job->outcome);
+}
+
+/* An estimate of each page's work, NULL when all look alike: reading a
+ * page costs about as much as fitting and drawing five new texts. */
+static double* pageCosts(const ReplaceMap* map, uint32_t pages) {
+  double* costs;
+  size_t i;
+  if (!json_is_array(map->json)) return NULL;
+  costs = malloc(pages * sizeof *costs);
+  if (!costs) return NULL;
+  for (i = 0; i < pages; ++i) costs[i] = 1;
+  for (i = 0; i < map->itemCount; ++i) {
+    if (map->items[i].page < pages) costs[map->items[i].page] += 0.2;
+  }
+  return costs;
+}
+
+/* Replaces on all pages, on options->jobs threads when there are several
+ * pages; then names the object map's keys that no item read. */
+static int replacePages(ZOPRADocumentLoader* loader, const ReplaceOptions* options, ReplaceMap* map, uint32_t pages,
+                        Counts* counts) {
+  int result;
+  size_t i;
+  unsigned jobs = options->jobs < pages ? options->jobs : pages;
+  if (pages == 0) {
+    /* A list map's entries all name missing pages. */
+    result = json_is_array(map->json) ? replaceListed(loader, options, map, pages, 0, 0, counts) : EXIT_OK;
+  } else if (jobs <= 1) {
+    result = replaceRange(loader, options, map, map->matched, pages, 0, pages - 1, counts);
+  } else {
+    ReplaceJob job;
+    unsigned k;
+    memset(&job, 0, sizeof job);
+    job.options = options;
+    job.map = map;
+    job.pages = pages;
+    job.counts = calloc(jobs, sizeof *job.counts);
+    job.matched = calloc(jobs, sizeof *job.matched);
+    result = job.counts && job.matched ? EXIT_OK : reportFailure(options->input, ZOPRA_STATUS_MEMORY_INSUFFICIENT);
+    for (k = 0; result == EXIT_OK && map->matched && k < jobs; ++k) {
+      job.matched[k] = calloc(map->textCount ? map->textCount : 1, 1);
+      if (!job.matched[k]) result = reportFailure(options->input, ZOPRA_STATUS_MEMORY_INSUFFICIENT);
+    }
+    if (result == EXIT_OK) {
+      double* costs = pageCosts(map, pages);
+      result = editPageRanges(loader, options->input, pages, costs, jobs, replaceRangeJob, replaceRangeDone, &job);
+      free(costs);
+      if (result == EXIT_OK) result = job.outcome;
+      *counts = job.total;
+    }
+    for (k = 0; job.matched && k < jobs; ++k) free(job.matched[k]);
+    free(job.matched);
+    free(job.counts);
+  }
+  if (result != EXIT_OK && result != EXIT_PAGES_UNREAD && result != EXIT_TEXT_LEFT) return result;
+  for (i = 0; map->matched && i < map->textCount; ++i) {
     if (map->matched[i]) continue;
     fputs(PROGRAM ": no item reads ", stderr);
     printJson(stderr, jsonString(map->texts[i].key));
     fputc('\n', stderr);
   }
-  free(chosen);
-  free((void*)texts);
-  return outcome;
+  return result;
 }
 
 int runReplace(int argc, char** argv) {
@@ -581,7 +690,7 @@ int runReplace(int argc, char** argv) {
   }
   options.fonts = fontChoiceCreate(options.fontPath);
   if (!options.fonts) {
-    fprintf(stderr, PROGRAM ": fontconfig cannot be initialised\n");
+    fprintf(reportStream(), PROGRAM ": fontconfig cannot be initialised\n");
     return EXIT_NO_MEMORY;
   }
   if (!options.fontPath) {
@@ -606,13 +715,14 @@ int runReplace(int argc, char** argv) {
   if (result == EXIT_OK) result = openForWriting(options.input, options.output, &loader);
   if (result == EXIT_OK) {
     zopraDocumentLoaderGetPageCount(loader, &pages);
-    result = json_is_array(map.json) ? replaceListed(loader, &options, &map, pages, &counts)
-                                     : replaceMatching(loader, &options, &map, pages, &counts);
+    result = replacePages(loader, &options, &map, pages, &counts);
     /* Nothing is written after a mistake or failure: the output never holds
      * half a job. Pages that could not be read are named and left as they
      * are, and text that could not be removed is named; the rest is done. */
     if (result == EXIT_OK || result == EXIT_PAGES_UNREAD || result == EXIT_TEXT_LEFT) {
-      int writing = writeAndClose(loader, options.input, options.output, options.plain);
+      int writing;
+      setWriteThreads(options.jobs);
+      writing = writeAndClose(loader, options.input, options.output, options.plain);
       if (writing != EXIT_OK) result = writing;
     } else {
       zopraDocumentLoaderDestroy(loader);

@@ -317,6 +317,27 @@ if [ -f "$dejavu" ]; then
     replace "$work/in.pdf" "$replaced" --map "$work/long.json" --fit none
   [ "$(size_of "$replaced" "$long_text")" = 10 ] || fail "replace --fit none changed the size"
 
+  # One document edited on threads: each -j gives the bytes -j 1 gives,
+  # with a font drawn on both pages, a bold one first drawn (and so first
+  # named by its thread) on the second page, a removal alone, and the
+  # compact and the plain writer.
+  printf '[{"page":1,"item":4,"text":"Eine Bibliothek"},{"page":2,"item":2,"text":"3. Das Werkzeug"},
+    {"page":2,"item":3,"text":"Das Programm"},{"page":2,"item":8,"text":""}]' >"$work/pages.json"
+  for plain in "" --plain; do
+    for jobs in 1 3; do
+      expect_run "replace -j $jobs $plain" 0 - - replace "$work/in.pdf" "$work/j$jobs.pdf" --map "$work/pages.json" \
+        -j $jobs $plain
+      cp "$work/stdout" "$work/j$jobs.out"
+      expect_run "erase -j $jobs $plain" 0 /dev/null - erase "$work/in.pdf" "$work/e$jobs.pdf" -j $jobs $plain
+    done
+    cmp -s "$work/j1.pdf" "$work/j3.pdf" || fail "replace $plain: -j 3 output differs from -j 1"
+    sed "s/j1.pdf/j3.pdf/" "$work/j1.out" | cmp -s - "$work/j3.out" || fail "replace $plain: -j 3 summary differs"
+    cmp -s "$work/e1.pdf" "$work/e3.pdf" || fail "erase $plain: -j 3 output differs from -j 1"
+  done
+  if command -v pdffonts >/dev/null 2>&1; then
+    [ "$(pdffonts "$work/j3.pdf" | grep -c CID)" -ge 2 ] || fail "replace -j 3: fewer than two fonts drawn"
+  fi
+
   printf '[{"page":1,\n' >"$work/bad.json"
   expect_refusal "replace, malformed map" "bad.json:2:0: string or '}' expected" --map "$work/bad.json"
   printf '[{"page":1,"item":1,"text":"x"},{"item":1,"page":1,"text":"y"}]' >"$work/bad.json"

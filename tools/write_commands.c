@@ -7,6 +7,7 @@
 #include <string.h>
 
 #include "cli.h"
+#include "page_ranges.h"
 #include "parallel.h"
 #include "zopra_document_loader.h"
 
@@ -170,6 +171,41 @@ static int eraseChosen(ZOPRADocumentLoader* loader, const char* input, const uns
   return outcome;
 }
 
+/* Whole pages erased on several threads, by ranges. */
+typedef struct {
+  const char* input;
+  const unsigned char* wholePages;
+  int outcome;
+} EraseJob;
+
+static int eraseRangeJob(ZOPRADocumentLoader* loader, uint32_t first, uint32_t last, unsigned range, void* context) {
+  const EraseJob* job = context;
+  int outcome = EXIT_OK;
+  uint32_t page;
+  (void)range;
+  for (page = first; page <= last; ++page) {
+    int32_t status;
+    int step;
+    if (!job->wholePages[page]) continue;
+    status = zopraDocumentLoaderRemoveOriginalText(loader, page);
+    step = status == ZOPRA_STATUS_SUCCESS ? reportTextLeft(loader, job->input, page)
+                                          : reportPageUnread(job->input, page, status);
+    if (step != EXIT_OK && outcome != EXIT_TEXT_LEFT) outcome = step;
+  }
+  return outcome;
+}
+
+static int eraseRangeDone(unsigned range, int result, void* context) {
+  EraseJob* job = context;
+  (void)range;
+  if (result == EXIT_PAGES_UNREAD || result == EXIT_TEXT_LEFT) {
+    if (job->outcome != EXIT_TEXT_LEFT) job->outcome = result;
+    return 1;
+  }
+  if (result != EXIT_OK) job->outcome = result;
+  return result == EXIT_OK;
+}
+
 int runErase(int argc, char** argv) {
   const char* paths[2] = {NULL, NULL};
   const char* pageList = NULL;
@@ -178,7 +214,7 @@ int runErase(int argc, char** argv) {
   size_t itemRoom = 0;
   size_t itemCount = 0;
   int plain = 0;
-  unsigned jobs = 1;
+  unsigned jobs = defaultJobs();
   ZOPRADocumentLoader* loader = NULL;
   unsigned char* wholePages = NULL;
   uint32_t pages = 0;
@@ -201,10 +237,6 @@ int runErase(int argc, char** argv) {
     } else if (strcmp(argument, "--plain") == 0) {
       plain = 1;
     } else if (takeJobsOption(argc, argv, &i, &jobs, &result)) {
-      /* Taken for the same command lines as text and items, but the edit
-       * stays on one thread: every removal must land in the one document
-       * that is written, and a handle's edits cannot be carried over to
-       * another handle. */
       continue;
     } else if (strcmp(argument, "--items") == 0 && i + 1 < argc) {
       if (!parseItems(argv[++i], items, &itemCount)) result = usageError("not a PAGE:ITEM,... list", argv[i]);
@@ -229,7 +261,18 @@ int runErase(int argc, char** argv) {
   if (!wholePages) result = reportFailure(paths[0], ZOPRA_STATUS_MEMORY_INSUFFICIENT);
   if (result == EXIT_OK && pageList) result = parsePageList(paths[0], pageList, wholePages, pages);
   if (result == EXIT_OK && !pageList && itemCount == 0) memset(wholePages, 1, pages);
-  if (result == EXIT_OK) result = eraseChosen(loader, paths[0], wholePages, pages, items, itemCount);
+  if (result == EXIT_OK && itemCount == 0 && jobs > 1 && pages > 1) {
+    /* Whole pages only: ranges of pages on threads of their own. With
+     * items, whose reports follow those of the whole pages, one thread. */
+    EraseJob job;
+    job.input = paths[0];
+    job.wholePages = wholePages;
+    job.outcome = EXIT_OK;
+    result = editPageRanges(loader, paths[0], pages, NULL, jobs, eraseRangeJob, eraseRangeDone, &job);
+    if (result == EXIT_OK) result = job.outcome;
+  } else if (result == EXIT_OK) {
+    result = eraseChosen(loader, paths[0], wholePages, pages, items, itemCount);
+  }
   free(wholePages);
   free(items);
   setWriteThreads(jobs);

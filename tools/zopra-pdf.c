@@ -117,8 +117,10 @@ static const Subcommand kSubcommands[] = {
      "  --items P:I,J  items I, J, ... of page P, numbered as items prints them;\n"
      "                 may be given again; all items of one page are numbered as\n"
      "                 items prints them for the input\n"
-     "  -j N           taken as by text and items; the edit runs on one thread, as\n"
-     "                 every removal goes into the one document written\n" PLAIN_OPTION,
+     "  -j N           erase whole pages on N threads, each editing a range of\n"
+     "                 pages on its own handle (with --items, one thread), and\n"
+     "                 deflate on N threads when writing (default: one per\n"
+     "                 processor); OUT is the same for every N\n" PLAIN_OPTION,
      "Nothing on standard output.\n" NEVER_THE_INPUT,
      runErase},
     {"segments", "[-f FIRST] [-l LAST] [--format json|xliff] IN [OUTPUT]",
@@ -165,7 +167,11 @@ static const Subcommand kSubcommands[] = {
      "                 and the free room below, the block shrunk evenly when needed;\n"
      "                 an unknown or repeated id or a text that is not a string\n"
      "                 stops the job\n"
-     "  --format F     the form of --segments: json (default) or xliff\n" PLAIN_OPTION,
+     "  --format F     the form of --segments: json (default) or xliff\n"
+     "  -j N           with --map, replace on N threads, each editing a range of\n"
+     "                 pages on its own handle, and deflate on N threads when\n"
+     "                 writing (default: one per processor); OUT and the reports\n"
+     "                 are the same for every N\n" PLAIN_OPTION,
      "One line: \"replaced N items on P pages (S shrunk, O overflowing, M with\n"
      "missing characters); wrote OUT, B bytes\". Each item that still overflows\n"
      "its room, each item with characters no installed font has, keys of an\n"

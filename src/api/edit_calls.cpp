@@ -55,4 +55,13 @@ ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderGetUnremovedText(ZOPRADocum
   return ZOPRA_STATUS_SUCCESS;
 }
 
+ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderAdoptPageEdits(ZOPRADocumentLoader* target,
+                                                                   ZOPRADocumentLoader* source,
+                                                                   uint32_t firstPage, uint32_t lastPage) {
+  if (!target || !source || !target->opened || !source->opened || target == source) {
+    return ZOPRA_STATUS_INVALID_ARGUMENT;
+  }
+  return guarded([&] { return statusFor(target->document.adoptPageEdits(source->document, firstPage, lastPage)); });
+}
+
 }  // extern "C"

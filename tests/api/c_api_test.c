@@ -95,6 +95,7 @@ static void checkWithoutDocument(ZOPRADocumentLoader* loader) {
   EXPECT(BAD, zopraDocumentLoaderGetPageTextSize(loader, &value, 0));
   EXPECT(BAD, zopraDocumentLoaderRemoveOriginalText(loader, 0));
   EXPECT(BAD, zopraDocumentLoaderRemoveOriginalTextByIndex(loader, 0, NULL, 0));
+  EXPECT(BAD, zopraDocumentLoaderAdoptPageEdits(loader, loader, 0, 0));
   EXPECT(BAD, zopraDocumentLoaderGetUnremovedTextCount(loader, &value));
   EXPECT(BAD, zopraDocumentLoaderGetUnremovedText(loader, 0, &value));
   EXPECT(BAD, zopraDocumentLoaderExtractPageGraphics(loader, 0, 0.0));
@@ -262,6 +263,14 @@ static void checkDocument(ZOPRADocumentLoader* loader, ZOPRADocumentLoader* read
   EXPECT(OK, zopraDocumentLoaderExtractPageText(reader, 0));
   EXPECT(OK, zopraDocumentLoaderGetPageTextCount(reader, &count, 0));
   CHECK(count == 0);
+
+  /* Page edits are taken over only from another handle on the same bytes. */
+  EXPECT(BAD, zopraDocumentLoaderAdoptPageEdits(loader, reader, 1, 1));
+  EXPECT(BAD, zopraDocumentLoaderAdoptPageEdits(loader, NULL, 1, 1));
+  EXPECT(BAD, zopraDocumentLoaderAdoptPageEdits(loader, loader, 1, 1));
+  EXPECT(OK, zopraDocumentLoaderOpenFileA(reader, paths[0]));
+  EXPECT(BAD, zopraDocumentLoaderAdoptPageEdits(loader, reader, 1, 2));
+  EXPECT(OK, zopraDocumentLoaderAdoptPageEdits(loader, reader, 1, 1));
 
   /* A failed open leaves no document open. */
   EXPECT(OTHER, zopraDocumentLoaderOpenFileA(loader, paths[2]));

@@ -222,26 +222,7 @@ void addGlyphs(Document& document, Document::EmbeddedFont& font, const Document:
     added = font.glyphToUnicode.emplace(state.glyphs[i], state.codePoints[i]).second || added;
     font.glyphAdvances.emplace(state.glyphs[i], state.advances[i]);
   }
-  if (!added) return;
-  ValueArray widths;
-  widths.reserve(2 * font.glyphAdvances.size());
-  for (const auto& [glyph, advance] : font.glyphAdvances) {
-    const double width = font.unitsPerEm == 0 ? advance : advance * 1000.0 / font.unitsPerEm;
-    widths.push_back(integer(glyph));
-    widths.push_back(Value::Array({Value::Number(width)}));
-  }
-  Object* descendant = document.object(font.descendantObject);
-  Object* toUnicode = document.object(font.toUnicodeObject);
-  if (!descendant || !descendant->value.isDictionary() || !toUnicode) {
-    throw Exception(Error::Format, "invalid PDF object offset");
-  }
-  descendant->value.dictionary.insert_or_assign("W", Value::Array(std::move(widths)));
-  const std::string map = makeToUnicode(font.glyphToUnicode);
-  replaceStreamData(*toUnicode, Bytes(map.begin(), map.end()));
-  // The font built from these objects before now lacks the new glyphs; the
-  // page's other fonts are as they were.
-  document.fontCache.fonts.forget(font.type0Object);
-  document.fontCache.toUnicode.forget(font.toUnicodeObject);
+  if (added) writeGlyphTables(document, font);
 }
 
 // How many graphics states (q) the streams leave open at their end, read
@@ -515,6 +496,34 @@ void appendPageContent(const Document& document, const Value& contents, ValueArr
   walkContent(document, contents, out, visited, 0);
 }
 
+void writeGlyphTables(Document& document, Document::EmbeddedFont& font) {
+  ValueArray widths;
+  widths.reserve(2 * font.glyphAdvances.size());
+  for (const auto& [glyph, advance] : font.glyphAdvances) {
+    const double width = font.unitsPerEm == 0 ? advance : advance * 1000.0 / font.unitsPerEm;
+    widths.push_back(integer(glyph));
+    widths.push_back(Value::Array({Value::Number(width)}));
+  }
+  Object* descendant = document.object(font.descendantObject);
+  Object* toUnicode = document.object(font.toUnicodeObject);
+  if (!descendant || !descendant->value.isDictionary() || !toUnicode) {
+    throw Exception(Error::Format, "invalid PDF object offset");
+  }
+  descendant->value.dictionary.insert_or_assign("W", Value::Array(std::move(widths)));
+  const std::string map = makeToUnicode(font.glyphToUnicode);
+  replaceStreamData(*toUnicode, Bytes(map.begin(), map.end()));
+  // The font built from these objects before now lacks the new glyphs; the
+  // page's other fonts are as they were.
+  document.fontCache.fonts.forget(font.type0Object);
+  document.fontCache.toUnicode.forget(font.toUnicodeObject);
+}
+
+std::string newFontName(const Document& document, const Page& page) {
+  std::size_t ordinal = document.embeddedFonts.size();
+  while (nameTaken(document, page, "ZDL" + std::to_string(ordinal))) ++ordinal;
+  return "ZDL" + std::to_string(ordinal);
+}
+
 void moveText(Document::DrawState& state, double dx, double dy) {
   Matrix& m = state.matrix;
   m.e += dx * m.a + dy * m.c;
@@ -602,9 +611,7 @@ Error Document::drawText(std::uint32_t pageIndex, const DrawState& state) {
         // "ZDL" and the count of fonts embedded before; a name the page
         // already gives another font (text drawn into this file by an
         // earlier run) is skipped, or that text would change its font.
-        std::size_t ordinal = embeddedFonts.size();
-        while (nameTaken(*this, page, "ZDL" + std::to_string(ordinal))) ++ordinal;
-        EmbeddedFont created = embedFont(*this, *state.fonts[k], paths[k], "ZDL" + std::to_string(ordinal));
+        EmbeddedFont created = embedFont(*this, *state.fonts[k], paths[k], newFontName(*this, page));
         found = embeddedFonts.emplace(paths[k], std::move(created)).first;
       }
       embedded[k] = &found->second;

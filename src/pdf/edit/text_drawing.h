@@ -26,6 +26,15 @@ std::string makeToUnicode(const std::map<std::uint16_t, std::uint32_t>& glyphToU
 void appendPageContent(const Document& document, const Value& contents, ValueArray& out,
                        std::set<std::uint32_t>& visited);
 
+// Rewrites the W array and ToUnicode map of an embedded font from its
+// glyph maps, and forgets what the font cache built from the old ones.
+void writeGlyphTables(Document& document, Document::EmbeddedFont& font);
+
+// The resource name of a font embedded now, first drawn on `page`: "ZDL"
+// and the count of fonts embedded before, counted on past names the
+// embedded fonts or the page's Font resources already have.
+std::string newFontName(const Document& document, const Page& page);
+
 // True for a font size new text can be drawn with: finite, above 0 and at
 // most 10000 text space units.
 bool validFontSize(double size);

@@ -31,6 +31,7 @@ void Document::reset() {
   file.clear();
   file.shrink_to_fit();
   nextObjectNumber = 1;
+  loadedObjectEnd = 1;
   strictCrossReference = false;
   compressedEntries.clear();
   compressedObjects.clear();

@@ -77,6 +77,9 @@ class Document {
   EncryptionState encryption;
   Bytes file;
   std::uint32_t nextObjectNumber = 1;
+  // nextObjectNumber when loading ended: objects numbered from here on were
+  // created by edits.
+  std::uint32_t loadedObjectEnd = 1;
   // True when the cross-reference data was used; false after the recovery scan.
   bool strictCrossReference = false;
   // Per object stream number, the type-2 cross-reference entries pointing into
@@ -274,6 +277,15 @@ class Document {
   std::map<std::string, FontFile> fontFiles;
   // Pages whose content drawText has wrapped in q/Q.
   std::set<std::uint32_t> wrappedPages;
+  // Takes over what `source`, a document loaded from the same bytes, did to
+  // pages first..last with removeText and drawText, as if those edits had
+  // been made here, one page after the other: its created objects are
+  // numbered on from this document's, fonts already embedded here are
+  // shared and widened, new ones named as drawText names them. `source` is
+  // only read. InvalidArgument, with nothing changed, when the documents
+  // were not loaded from the same bytes, a page is out of range, `source`
+  // edited a page outside the range or this document one inside it.
+  Error adoptPageEdits(const Document& source, std::uint32_t first, std::uint32_t last);
   // Per page index, the content stream that drawText made in this drawing
   // session: later texts on the page are appended to it. Writing the
   // document ends the session.

@@ -88,6 +88,7 @@ Error Document::load(const std::string& path) {
     decryptObjects();
     parseObjectStreams();
     if (Error kind = buildPages(); kind != Error::None) return kind;
+    loadedObjectEnd = nextObjectNumber;
     return error;
   } catch (const Exception& failure) {
     setError(failure.kind(), failure.message());

@@ -1,0 +1,128 @@
+/* One document edited on several threads; see page_ranges.h. */
+#define _POSIX_C_SOURCE 200809L
+
+#include "page_ranges.h"
+
+#include <pthread.h>
+#include <stdlib.h>
+#include <string.h>
+
+#include "cli.h"
+
+static pthread_key_t reportKey;
+static pthread_once_t reportOnce = PTHREAD_ONCE_INIT;
+
+static void createReportKey(void) { pthread_key_create(&reportKey, NULL); }
+
+FILE* reportStream(void) {
+  FILE* stream;
+  pthread_once(&reportOnce, createReportKey);
+  stream = pthread_getspecific(reportKey);
+  return stream ? stream : stderr;
+}
+
+typedef struct {
+  const char* input;
+  uint32_t first;
+  uint32_t last;
+  unsigned index;
+  RangeEdit edit;
+  void* context;
+  ZOPRADocumentLoader* loader;
+  char* reports;
+  size_t reportSize;
+  int result;
+  int started;
+} Range;
+
+static void* runRange(void* argument) {
+  Range* range = argument;
+  FILE* reports = open_memstream(&range->reports, &range->reportSize);
+  pthread_once(&reportOnce, createReportKey);
+  if (reports) pthread_setspecific(reportKey, reports);
+  range->result = openDocument(range->input, &range->loader);
+  if (range->result == EXIT_OK) {
+    range->result = range->edit(range->loader, range->first, range->last, range->index, range->context);
+  }
+  pthread_setspecific(reportKey, NULL);
+  if (reports) fclose(reports);
+  return NULL;
+}
+
+/* The first page of each range: ranges of about equal summed cost, each of
+ * at least one page. */
+static void splitPages(uint32_t pages, const double* costs, Range* ranges, unsigned count) {
+  double total = 0;
+  double sum = 0;
+  uint32_t page = 0;
+  unsigned k;
+  for (page = 0; costs && page < pages; ++page) total += costs[page] > 0 ? costs[page] : 0;
+  page = 0;
+  for (k = 0; k < count; ++k) {
+    /* Room for one page in each range after this one. */
+    const uint32_t latest = pages - (count - k);
+    ranges[k].first = page;
+    if (k + 1 == count) break;
+    if (!costs || !(total > 0)) {
+      page = (uint32_t)((uint64_t)pages * (k + 1) / count);
+    } else {
+      const double goal = total * (k + 1) / count;
+      do {
+        sum += costs[page] > 0 ? costs[page] : 0;
+        ++page;
+      } while (page < latest && sum + (costs[page] > 0 ? costs[page] : 0) / 2 <= goal);
+    }
+    if (page <= ranges[k].first) page = ranges[k].first + 1;
+    if (page > latest + 1) page = latest + 1;
+  }
+  for (k = 0; k < count; ++k) ranges[k].last = (k + 1 == count ? pages : ranges[k + 1].first) - 1;
+}
+
+int editPageRanges(ZOPRADocumentLoader* target, const char* input, uint32_t pages, const double* costs,
+                   unsigned jobs, RangeEdit edit, RangeDone done, void* context) {
+  Range* ranges;
+  pthread_t* threads;
+  unsigned count = jobs < 1 ? 1 : jobs;
+  unsigned k;
+  int result = EXIT_OK;
+  int going = 1;
+  if (pages == 0) return EXIT_OK;
+  if (count > pages) count = pages;
+  ranges = calloc(count, sizeof *ranges);
+  threads = calloc(count, sizeof *threads);
+  if (!ranges || !threads) {
+    free(ranges);
+    free(threads);
+    return reportFailure(input, ZOPRA_STATUS_MEMORY_INSUFFICIENT);
+  }
+  splitPages(pages, costs, ranges, count);
+  for (k = 0; k < count; ++k) {
+    Range* range = &ranges[k];
+    range->input = input;
+    range->index = k;
+    range->edit = edit;
+    range->context = context;
+    range->started = pthread_create(&threads[k], NULL, runRange, range) == 0;
+    if (!range->started) runRange(range);
+  }
+  for (k = 0; k < count; ++k) {
+    Range* range = &ranges[k];
+    if (range->started) pthread_join(threads[k], NULL);
+    if (going) {
+      if (range->reports) fwrite(range->reports, 1, range->reportSize, stderr);
+      going = done(k, range->result, context);
+      if (going && range->loader) {
+        int32_t status = zopraDocumentLoaderAdoptPageEdits(target, range->loader, range->first, range->last);
+        if (status != ZOPRA_STATUS_SUCCESS) {
+          result = reportFailure(input, status);
+          going = 0;
+        }
+      }
+    }
+    zopraDocumentLoaderDestroy(range->loader);
+    free(range->reports);
+  }
+  free(ranges);
+  free(threads);
+  return result;
+}

@@ -1,0 +1,35 @@
+/* One document edited on several threads (page_ranges.c): each thread opens
+ * its own handle on the file and edits a range of its pages; the calling
+ * thread then takes the edits into its handle range by range, in page order,
+ * with zopraDocumentLoaderAdoptPageEdits, and prints each range's reports
+ * in that order, so output and reports do not depend on the thread count. */
+#ifndef ZOPRA_PDF_PAGE_RANGES_H
+#define ZOPRA_PDF_PAGE_RANGES_H
+
+#include <stdint.h>
+#include <stdio.h>
+
+#include "zopra_document_loader.h"
+
+/* Where this thread's reports go: stderr, unless the thread set another
+ * stream. The report helpers of cli.c and the commands print there. */
+FILE* reportStream(void);
+
+/* Edits pages first..last (0-based, inclusive) with `loader`, on a worker
+ * thread; `range` is the range's number, from 0. Returns an exit status. */
+typedef int (*RangeEdit)(ZOPRADocumentLoader* loader, uint32_t first, uint32_t last, unsigned range,
+                         void* context);
+/* In page order on the calling thread, after the range's reports were
+ * printed: takes the range's exit status; returns 1 to go on, 0 to stop
+ * (later ranges are then neither printed nor adopted). */
+typedef int (*RangeDone)(unsigned range, int result, void* context);
+
+/* Splits the `pages` pages of `input` (open in `target`) into `jobs`
+ * contiguous ranges of about equal cost, and runs `edit` on each as above.
+ * `costs` (NULL: all alike) holds an estimate of each page's work, in any
+ * unit. EXIT_OK, or the exit status of a failure to adopt a range
+ * (reported). */
+int editPageRanges(ZOPRADocumentLoader* target, const char* input, uint32_t pages, const double* costs,
+                   unsigned jobs, RangeEdit edit, RangeDone done, void* context);
+
+#endif
