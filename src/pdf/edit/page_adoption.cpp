@@ -180,6 +180,8 @@ Error Document::adoptPageEdits(const Document& source, std::uint32_t first, std:
       const std::uint32_t number = createObject(Value()).number;
       numbers[it->first] = number;
       copies.emplace_back(&it->second, number);
+      // Drawn content is written as the target writes its own.
+      if (source.drawnContent.count(it->first)) drawnContent.insert(number);
     }
     for (const auto& [original, number] : copies) {
       Object& copy = *object(number);
