@@ -323,7 +323,7 @@ class DocumentWriter {
       // At most `threads` deflates run at once besides this thread.
       while (running_ >= options_.threads) waitOldestRunning();
       entry.packing =
-          std::async(std::launch::async, [plain, owned, level] { return deflateBytes(*plain, level); });
+          std::async(std::launch::async, [plain, owned, level] { return deflateBytes(owned ? *owned : *plain, level); });
       ++running_;
     } else {
       entry.packed = deflateBytes(*plain, level);
