@@ -247,14 +247,7 @@ class DocumentWriter {
     // Cross-reference streams describe the input file's layout; the new file
     // has its own table.
     if (!(type && type->isName("XRef"))) {
-      const std::uint64_t offset = counter_.position();
-      if (offset > kMaxOffset) throw Exception(Error::Io, "failed while writing output PDF");
-      const std::uint32_t generation = std::min(object->generation, kMaxGeneration);
-      table_.push_back({number, generation, offset});
-      writeUnsigned(out_, number);
-      out_.put(' ');
-      writeUnsigned(out_, generation);
-      writeText(out_, " obj\n");
+      startObject(number, std::min(object->generation, kMaxGeneration));
       if (object->isStream) {
         writeStream(*object);
       } else {
@@ -349,18 +342,9 @@ class DocumentWriter {
       entry.packed = entry.packing.get();
       --running_;
     }
-    const std::uint64_t offset = counter_.position();
-    if (offset > kMaxOffset) throw Exception(Error::Io, "failed while writing output PDF");
-    table_.push_back({entry.number, entry.generation, offset});
-    writeUnsigned(out_, entry.number);
-    out_.put(' ');
-    writeUnsigned(out_, entry.generation);
-    writeText(out_, " obj\n");
+    startObject(entry.number, entry.generation);
     entry.dictionary.dictionary.insert_or_assign("Length", Value::Number(static_cast<double>(entry.packed.size())));
-    writeValue(out_, entry.dictionary, strings());
-    writeText(out_, "\nstream\n");
-    out_.write(reinterpret_cast<const char*>(entry.packed.data()), static_cast<std::streamsize>(entry.packed.size()));
-    writeText(out_, "\nendstream\nendobj\n");
+    writeStreamObject(entry.dictionary, entry.packed);
   }
 
   void writeDeferred() {
@@ -386,12 +370,14 @@ class DocumentWriter {
     return static_cast<std::uint32_t>(nextNumber_++);
   }
 
-  void startObject(std::uint32_t number) {
+  void startObject(std::uint32_t number, std::uint32_t generation) {
     const std::uint64_t offset = counter_.position();
     if (offset > kMaxOffset) throw Exception(Error::Io, "failed while writing output PDF");
-    table_.push_back({number, 0, offset});
+    table_.push_back({number, generation, offset});
     writeUnsigned(out_, number);
-    writeText(out_, " 0 obj\n");
+    out_.put(' ');
+    writeUnsigned(out_, generation);
+    writeText(out_, " obj\n");
   }
 
   void writeStreamObject(const Value& dictionary, const Bytes& data) {
