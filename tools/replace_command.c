@@ -705,8 +705,9 @@ int runReplace(int argc, char** argv) {
     }
   }
   if (options.segmentsPath) {
-    SegmentReplace job = {options.input, options.output, options.segmentsPath, options.fonts,
-                          options.minSize, options.plain, options.segmentFormat};
+    SegmentReplace job = {options.input,   options.output, options.segmentsPath,
+                          options.fonts,   options.fontPath, options.jobs,
+                          options.minSize, options.plain,  options.segmentFormat};
     result = replaceSegments(&job);
     fontChoiceDestroy(options.fonts);
     return result;

@@ -29,6 +29,8 @@ typedef struct {
   const char* output;
   const char* segmentsPath;
   FontChoice* fonts; /* faces by the style of each block's first item */
+  const char* fontPath; /* --font, or NULL: each thread's font choice */
+  unsigned jobs; /* -j: threads editing the document's pages */
   double minSize; /* points; 0 for the library's floor */
   int plain;
   SegmentFormat format;

@@ -1,5 +1,7 @@
 /* zopra-pdf segments: the blocks of the pages as segments to translate, and
  * replace --segments: each listed block's text replaced, flowed over it. */
+#define _POSIX_C_SOURCE 200809L
+
 #include <stdint.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -7,6 +9,8 @@
 #include <sys/stat.h>
 
 #include "cli.h"
+#include "page_ranges.h"
+#include "parallel.h"
 #include "segments.h"
 #include "zopra_document_loader.h"
 
@@ -93,20 +97,95 @@ static char* outputName(const char* input, const char* extension) {
   return name;
 }
 
-/* Appends the page's blocks to `segments`; a library status. */
-static int32_t addPageSegments(ZOPRADocumentLoader* loader, uint32_t page, json_t* segments) {
+/* Writes the page's blocks to `out`, one compact JSON segment a line; a
+ * library status. Runs on a worker thread with that thread's handle. */
+static int32_t segmentsPage(ZOPRADocumentLoader* loader, const char* path, uint32_t page, FILE* out,
+                            void* context) {
   uint32_t count = 0;
   uint32_t block;
   int32_t status = zopraDocumentLoaderExtractPageBlocks(loader, page, &count);
+  (void)path;
+  (void)context;
   for (block = 0; status == ZOPRA_STATUS_SUCCESS && block < count; ++block) {
     ZOPRADocumentLoaderBlockInfo info;
     json_t* segment;
     status = zopraDocumentLoaderGetBlock(loader, block, &info);
     if (status != ZOPRA_STATUS_SUCCESS) break;
     segment = segmentObject(&info, page, block);
-    if (!segment || json_array_append_new(segments, segment) != 0) status = ZOPRA_STATUS_MEMORY_INSUFFICIENT;
+    if (!segment) {
+      status = ZOPRA_STATUS_MEMORY_INSUFFICIENT;
+      break;
+    }
+    printJson(out, segment);
+    putc('\n', out);
   }
   return status;
+}
+
+/* The segments of the pages, gathered in page order: the output file is
+ * created only once every page is done. */
+typedef struct {
+  FILE* lines; /* one segment a line */
+  char* data;
+  size_t size;
+  int failed;
+} SegmentsJob;
+
+static int emitSegments(const char* path, uint32_t page, const char* data, size_t size, int32_t status,
+                        void* context) {
+  SegmentsJob* job = context;
+  if (status == ZOPRA_STATUS_MEMORY_INSUFFICIENT) return reportFailure(path, status);
+  /* An unreadable page keeps the blocks read before the failure. */
+  fwrite(data, 1, size, job->lines);
+  return status == ZOPRA_STATUS_SUCCESS ? EXIT_OK : reportPageUnread(path, page, status);
+}
+
+static int beginSegments(const char* path, uint32_t first, uint32_t last, void* context) {
+  (void)path;
+  (void)first;
+  (void)last;
+  (void)context;
+  return EXIT_OK;
+}
+
+static int endSegments(const char* path, int result, void* context) {
+  (void)path;
+  (void)context;
+  return result;
+}
+
+/* Writes the gathered lines to `out` as the segments document; 0 when
+ * everything was written. */
+static int writeSegments(FILE* out, const char* input, SegmentFormat format, const char* lines, size_t size) {
+  const char* line = lines;
+  const char* end = lines + size;
+  size_t k = 0;
+  if (format == SEGMENTS_XLIFF) {
+    json_t* segments = json_array();
+    int failed = !segments;
+    for (; !failed && line < end; ++k) {
+      const char* next = memchr(line, '\n', (size_t)(end - line));
+      size_t length = next ? (size_t)(next - line) : (size_t)(end - line);
+      json_t* segment = json_loadb(line, length, 0, NULL);
+      failed = !segment || json_array_append_new(segments, segment) != 0;
+      line += length + 1;
+    }
+    if (!failed) failed = writeSegmentsXliff(out, input, segments);
+    json_decref(segments);
+    return failed;
+  }
+  /* One segment a line: easy to read, to diff and to edit by hand. */
+  fputs("{\"file\":", out);
+  printJson(out, jsonString(input));
+  fputs(",\"segments\":[", out);
+  for (; line < end; ++k) {
+    const char* next = memchr(line, '\n', (size_t)(end - line));
+    size_t length = next ? (size_t)(next - line) : (size_t)(end - line);
+    fputs(k ? ",\n " : "\n ", out);
+    fwrite(line, 1, length, out);
+    line += length + 1;
+  }
+  return fputs("\n]}\n", out) == EOF || ferror(out);
 }
 
 int runSegments(int argc, char** argv) {
@@ -114,17 +193,17 @@ int runSegments(int argc, char** argv) {
   int pathCount = 0;
   PageRange range = {0, 0};
   SegmentFormat format = SEGMENTS_JSON;
-  ZOPRADocumentLoader* loader = NULL;
+  unsigned jobs = defaultJobs();
   char* defaultOutput = NULL;
   const char* output;
-  json_t* document = NULL;
-  json_t* segments = NULL;
+  SegmentsJob job = {NULL, NULL, 0, 0};
+  PageWork work = {segmentsPage, beginSegments, emitSegments, endSegments, &job};
+  InputList inputs = {NULL, 0};
   FILE* out = NULL;
-  uint32_t first = 0, last = 0, page;
   int result = EXIT_OK;
   int i;
   for (i = 0; i < argc; ++i) {
-    if (takePageOption(argc, argv, &i, 0, &range, &result)) {
+    if (takePageOption(argc, argv, &i, 0, &range, &result) || takeJobsOption(argc, argv, &i, &jobs, &result)) {
       if (result != EXIT_OK) return result;
     } else if (strcmp(argv[i], "--help") == 0 || strcmp(argv[i], "-h") == 0) {
       printHelp();
@@ -148,51 +227,30 @@ int runSegments(int argc, char** argv) {
   }
   if (output[0] == '\0') result = usageError("empty output file name", NULL);
   if (result == EXIT_OK && strcmp(output, "-") != 0) result = refuseInputAsOutput(paths[0], output);
-  if (result == EXIT_OK) result = openPages(paths[0], &range, &loader, &first, &last);
   if (result == EXIT_OK) {
-    document = json_object();
-    segments = json_array();
-    if (!document || !segments) result = reportFailure(paths[0], ZOPRA_STATUS_MEMORY_INSUFFICIENT);
+    job.lines = open_memstream(&job.data, &job.size);
+    if (!job.lines) result = reportFailure(paths[0], ZOPRA_STATUS_MEMORY_INSUFFICIENT);
   }
-  for (page = first; result != EXIT_NO_MEMORY && loader && page < last; ++page) {
-    int32_t status;
-    if (result != EXIT_OK && result != EXIT_PAGES_UNREAD) break;
-    status = addPageSegments(loader, page, segments);
-    if (status == ZOPRA_STATUS_MEMORY_INSUFFICIENT) result = reportFailure(paths[0], status);
-    else if (status != ZOPRA_STATUS_SUCCESS) result = reportPageUnread(paths[0], page, status);
+  /* The one input is never taken for a folder: segment ids name its pages. */
+  if (result == EXIT_OK) result = listFile(paths[0], &inputs);
+  if (result == EXIT_OK) result = runPages(&inputs, &range, jobs, strcmp(output, "-") != 0, &work);
+  freeInputs(&inputs);
+  if (job.lines && fclose(job.lines) != 0 && (result == EXIT_OK || result == EXIT_PAGES_UNREAD)) {
+    result = reportFailure(paths[0], ZOPRA_STATUS_MEMORY_INSUFFICIENT);
   }
-  zopraDocumentLoaderDestroy(loader);
   /* The output is created once everything is known. */
   if (result == EXIT_OK || result == EXIT_PAGES_UNREAD) {
     out = openOutputFile(output);
     if (!out) result = EXIT_WRITE_FAILED;
   }
   if (out) {
-    int failed;
-    if (format == SEGMENTS_XLIFF) {
-      failed = writeSegmentsXliff(out, paths[0], segments);
-    } else {
-      /* One segment a line: easy to read, to diff and to edit by hand. */
-      size_t k;
-      json_t* segment;
-      fputs("{\"file\":", out);
-      printJson(out, jsonString(paths[0]));
-      fputs(",\"segments\":[", out);
-      json_array_foreach(segments, k, segment) {
-        fputs(k ? ",\n " : "\n ", out);
-        json_incref(segment);
-        printJson(out, segment);
-      }
-      failed = fputs("\n]}\n", out) == EOF || ferror(out);
-    }
+    int failed = writeSegments(out, paths[0], format, job.data, job.size);
+    int closed;
     if (failed) fprintf(stderr, PROGRAM ": %s: cannot write the segments\n", output);
-    {
-      int closed = closeOutputFile(out, output);
-      if (failed || closed != EXIT_OK) result = EXIT_WRITE_FAILED;
-    }
+    closed = closeOutputFile(out, output);
+    if (failed || closed != EXIT_OK) result = EXIT_WRITE_FAILED;
   }
-  json_decref(segments);
-  json_decref(document);
+  free(job.data);
   free(defaultOutput);
   return result;
 }
@@ -293,7 +351,6 @@ typedef struct {
   unsigned long pages;
 } SegmentCounts;
 
-/* Replaces the segments list[begin, end) of one page. */
 /* The font chain for a block's new text: faces of the style most of the
  * block is set in, with fallbacks for the text's characters. */
 static uint32_t blockFonts(ZOPRADocumentLoader* loader, FontChoice* fonts, uint32_t block, const char* text,
@@ -307,6 +364,7 @@ static uint32_t blockFonts(ZOPRADocumentLoader* loader, FontChoice* fonts, uint3
   return fontChoiceChain(fonts, &style, text, chain);
 }
 
+/* Replaces the segments list[begin, end) of one page. */
 static int replacePageSegments(ZOPRADocumentLoader* loader, const SegmentReplace* job, const Replacement* list,
                                size_t begin, size_t end, SegmentCounts* counts) {
   const uint32_t page = list[begin].page;
@@ -321,7 +379,7 @@ static int replacePageSegments(ZOPRADocumentLoader* loader, const SegmentReplace
     uint32_t n = 0;
     uint32_t* more;
     if (list[k].block >= blocks) {
-      fprintf(stderr, PROGRAM ": %s: unknown segment id %s (page %lu has %lu blocks)\n", job->segmentsPath,
+      fprintf(reportStream(), PROGRAM ": %s: unknown segment id %s (page %lu has %lu blocks)\n", job->segmentsPath,
               list[k].id, (unsigned long)page + 1, (unsigned long)blocks);
       free(items);
       return EXIT_USAGE;
@@ -352,11 +410,11 @@ static int replacePageSegments(ZOPRADocumentLoader* loader, const SegmentReplace
     uint32_t fonts = blockFonts(loader, job->fonts, list[k].block, list[k].text, chain);
     status = zopraDocumentLoaderFlowBlockA(loader, list[k].block, list[k].text, chain, fonts, job->minSize, &flow);
     if (status == ZOPRA_STATUS_INVALID_ARGUMENT) {
-      fprintf(stderr, PROGRAM ": %s: the text of segment %s is not UTF-8\n", job->segmentsPath, list[k].id);
+      fprintf(reportStream(), PROGRAM ": %s: the text of segment %s is not UTF-8\n", job->segmentsPath, list[k].id);
       return EXIT_USAGE;
     }
     if (status == ZOPRA_STATUS_OTHER_ERROR) {
-      fprintf(stderr, PROGRAM ": %s: not a TrueType font with a Unicode character map, or page %lu is damaged\n",
+      fprintf(reportStream(), PROGRAM ": %s: not a TrueType font with a Unicode character map, or page %lu is damaged\n",
               chain[0], (unsigned long)page + 1);
       return EXIT_USAGE;
     }
@@ -365,17 +423,113 @@ static int replacePageSegments(ZOPRADocumentLoader* loader, const SegmentReplace
     if (flow.overflows) {
       char size[64];
       formatNumber(flow.shownSize, size, sizeof size);
-      fprintf(stderr, PROGRAM ": segment %s does not fit its block: %lu lines at size %s run below the room\n",
+      fprintf(reportStream(), PROGRAM ": segment %s does not fit its block: %lu lines at size %s run below the room\n",
               list[k].id, (unsigned long)flow.linesUsed, size);
       ++counts->overflowing;
     }
     if (flow.missingCharacters) {
-      fprintf(stderr, PROGRAM ": segment %s: the font has no glyph for %lu character%s (drawn as spaces)\n",
+      fprintf(reportStream(), PROGRAM ": segment %s: the font has no glyph for %lu character%s (drawn as spaces)\n",
               list[k].id, (unsigned long)flow.missingCharacters, flow.missingCharacters == 1 ? "" : "s");
     }
     ++counts->replaced;
   }
   ++counts->pages;
+  return result;
+}
+
+/* Keeps the worst outcome so far: a page that could not be read, or text
+ * left on it, is named and the job goes on (returns 1); anything else stops
+ * it before OUT is written (returns 0). */
+static int goOn(int step, int* outcome) {
+  if (step == EXIT_OK) return 1;
+  if (step == EXIT_PAGES_UNREAD || step == EXIT_TEXT_LEFT) {
+    if (*outcome != EXIT_TEXT_LEFT) *outcome = step;
+    return 1;
+  }
+  *outcome = step;
+  return 0;
+}
+
+/* The segments of pages first..last, on one handle with its own font
+ * choice (which keeps state between blocks). */
+static int replaceSegmentRange(ZOPRADocumentLoader* loader, const SegmentReplace* job, FontChoice* fonts,
+                               const Replacement* list, size_t count, uint32_t first, uint32_t last,
+                               SegmentCounts* counts) {
+  SegmentReplace own = *job;
+  size_t begin = 0;
+  int outcome = EXIT_OK;
+  own.fonts = fonts;
+  while (begin < count && list[begin].page < first) ++begin;
+  while (begin < count && list[begin].page <= last) {
+    size_t end = begin;
+    while (end < count && list[end].page == list[begin].page) ++end;
+    if (!goOn(replacePageSegments(loader, &own, list, begin, end, counts), &outcome)) break;
+    begin = end;
+  }
+  return outcome;
+}
+
+/* The ranges of one document replaced on several threads. */
+typedef struct {
+  const SegmentReplace* job;
+  const Replacement* list;
+  size_t count;
+  SegmentCounts* counts; /* per range */
+  SegmentCounts total;
+  int outcome;
+} SegmentRanges;
+
+static int segmentRangeJob(ZOPRADocumentLoader* loader, uint32_t first, uint32_t last, unsigned range,
+                           void* context) {
+  SegmentRanges* ranges = context;
+  FontChoice* fonts = fontChoiceCreate(ranges->job->fontPath);
+  int result;
+  if (!fonts) return reportFailure(ranges->job->input, ZOPRA_STATUS_MEMORY_INSUFFICIENT);
+  result = replaceSegmentRange(loader, ranges->job, fonts, ranges->list, ranges->count, first, last,
+                               &ranges->counts[range]);
+  fontChoiceDestroy(fonts);
+  return result;
+}
+
+static int segmentRangeDone(unsigned range, int result, void* context) {
+  SegmentRanges* ranges = context;
+  const SegmentCounts* counts = &ranges->counts[range];
+  ranges->total.replaced += counts->replaced;
+  ranges->total.shrunk += counts->shrunk;
+  ranges->total.overflowing += counts->overflowing;
+  ranges->total.pages += counts->pages;
+  return goOn(result, &ranges->outcome);
+}
+
+/* Replaces the listed segments of all pages, on job->jobs threads when
+ * there are several pages to edit. */
+static int replaceAllSegments(ZOPRADocumentLoader* loader, const SegmentReplace* job, const Replacement* list,
+                              size_t count, uint32_t pages, SegmentCounts* counts) {
+  unsigned jobs = job->jobs < pages ? job->jobs : pages;
+  SegmentRanges ranges;
+  double* costs;
+  size_t i;
+  int result;
+  if (jobs <= 1 || count == 0) return replaceSegmentRange(loader, job, job->fonts, list, count, 0, pages, counts);
+  /* Reading a page costs about as much as flowing and drawing fifty
+   * blocks; a page without segments is not read at all. */
+  costs = calloc(pages, sizeof *costs);
+  memset(&ranges, 0, sizeof ranges);
+  ranges.counts = calloc(jobs, sizeof *ranges.counts);
+  if (!costs || !ranges.counts) {
+    free(costs);
+    free(ranges.counts);
+    return reportFailure(job->input, ZOPRA_STATUS_MEMORY_INSUFFICIENT);
+  }
+  for (i = 0; i < count; ++i) costs[list[i].page] += costs[list[i].page] == 0 ? 1.02 : 0.02;
+  ranges.job = job;
+  ranges.list = list;
+  ranges.count = count;
+  result = editPageRanges(loader, job->input, pages, costs, jobs, segmentRangeJob, segmentRangeDone, &ranges);
+  if (result == EXIT_OK) result = ranges.outcome;
+  *counts = ranges.total;
+  free(costs);
+  free(ranges.counts);
   return result;
 }
 
@@ -385,7 +539,6 @@ int replaceSegments(const SegmentReplace* job) {
   ZOPRADocumentLoader* loader = NULL;
   Replacement* list = NULL;
   size_t count = 0;
-  size_t begin = 0;
   uint32_t pages = 0;
   SegmentCounts counts = {0, 0, 0, 0};
   struct stat written;
@@ -397,21 +550,16 @@ int replaceSegments(const SegmentReplace* job) {
     zopraDocumentLoaderGetPageCount(loader, &pages);
     result = takeReplacements(job->segmentsPath, segments, pages, &list, &count);
   }
-  while (result == EXIT_OK && begin < count) {
-    size_t end = begin;
-    int step;
-    while (end < count && list[end].page == list[begin].page) ++end;
-    step = replacePageSegments(loader, job, list, begin, end, &counts);
-    /* A page that cannot be read, or text left on it, is named and the job
-     * goes on; anything else stops it before OUT is written. */
+  if (result == EXIT_OK) {
+    int step = replaceAllSegments(loader, job, list, count, pages, &counts);
     if (step == EXIT_PAGES_UNREAD || step == EXIT_TEXT_LEFT) {
-      if (outcome != EXIT_TEXT_LEFT) outcome = step;
+      outcome = step;
     } else {
       result = step;
     }
-    begin = end;
   }
   if (result == EXIT_OK) {
+    setWriteThreads(job->jobs);
     result = writeAndClose(loader, job->input, job->output, job->plain);
   } else {
     zopraDocumentLoaderDestroy(loader);

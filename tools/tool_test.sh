@@ -546,6 +546,12 @@ END
   expect_run "replace --segments" 0 - - replace "$work/in.pdf" "$replaced" --segments "$work/long-segments.json"
   grep -q "^replaced 15 segments on 2 pages (.* 0 overflowing)" "$work/stdout" ||
     fail "replace --segments: unexpected summary $(cat "$work/stdout")"
+  # Pages on threads: the same segments and the same replaced file.
+  "$tool" segments -j 3 "$work/in.pdf" "$work/j3.json" && cmp -s "$segments" "$work/j3.json" ||
+    fail "segments: -j 3 differs from -j 1"
+  "$tool" replace -j 1 "$work/in.pdf" "$work/j1.pdf" --segments "$work/long-segments.json" >/dev/null &&
+    "$tool" replace -j 3 "$work/in.pdf" "$work/j3.pdf" --segments "$work/long-segments.json" >/dev/null &&
+    cmp -s "$work/j1.pdf" "$work/j3.pdf" || fail "replace --segments: -j 3 output differs from -j 1"
   expect_run "segments of the result" 0 - - segments "$replaced" "$work/back.json"
   python3 - "$work/long-segments.json" "$work/back.json" <<'END' || fail "replace --segments: words lost"
 import json, sys

@@ -123,14 +123,14 @@ static const Subcommand kSubcommands[] = {
      "                 processor); OUT is the same for every N\n" PLAIN_OPTION,
      "Nothing on standard output.\n" NEVER_THE_INPUT,
      runErase},
-    {"segments", "[-f FIRST] [-l LAST] [--format json|xliff] IN [OUTPUT]",
+    {"segments", "[-f FIRST] [-l LAST] [-j N] [--format json|xliff] IN [OUTPUT]",
      "write the paragraphs, headings, list items and cells to translate",
      "Writes the blocks of the pages FIRST to LAST of IN (paragraphs, headings, list\n"
      "items, table cells and captions, in reading order) to OUTPUT as segments to\n"
      "translate. Without OUTPUT they go to IN with .pdf replaced by .segments.json\n"
      "(.xlf with --format xliff); OUTPUT - is standard output. replace --segments\n"
      "reads them back.\n",
-     RANGE_OPTIONS
+     RANGE_OPTIONS JOBS_OPTION
      "  --format F     json (default) or xliff (XLIFF 2.1, one unit per segment)\n",
      "JSON: {\"file\":IN,\"segments\":[{\"id\":\"p1-b1\",\"page\":1,\"box\":[x0,y0,x1,y1],\n"
      "\"text\":T,\"kind\":K,\"alignment\":A,\"size\":S,\"lines\":N,\"font\":F,\"bold\":B,\n"
@@ -168,7 +168,7 @@ static const Subcommand kSubcommands[] = {
      "                 an unknown or repeated id or a text that is not a string\n"
      "                 stops the job\n"
      "  --format F     the form of --segments: json (default) or xliff\n"
-     "  -j N           with --map, replace on N threads, each editing a range of\n"
+     "  -j N           replace on N threads, each editing a range of\n"
      "                 pages on its own handle, and deflate on N threads when\n"
      "                 writing (default: one per processor); OUT and the reports\n"
      "                 are the same for every N\n" PLAIN_OPTION,
