@@ -123,7 +123,7 @@ static const Subcommand kSubcommands[] = {
      "                 processor); OUT is the same for every N\n" PLAIN_OPTION,
      "Nothing on standard output.\n" NEVER_THE_INPUT,
      runErase},
-    {"segments", "[-f FIRST] [-l LAST] [-j N] [--format json|xliff] IN [OUTPUT]",
+    {"segments", "[-f FIRST] [-l LAST] [-j N] [--format F] IN [OUTPUT]",
      "write the paragraphs, headings, list items and cells to translate",
      "Writes the blocks of the pages FIRST to LAST of IN (paragraphs, headings, list\n"
      "items, table cells and captions, in reading order) to OUTPUT as segments to\n"
