@@ -15,6 +15,7 @@
 #include <exception>
 #include <future>
 #include <memory>
+#include <optional>
 #include <locale>
 #include <sstream>
 #include <ostream>
@@ -26,6 +27,7 @@
 #include <vector>
 
 #include "pdf/model/document.h"
+#include "pdf/parse/raw_value.h"
 #include "pdf/write/output_file.h"
 #include "pdf/write/value_writer.h"
 
@@ -223,6 +225,10 @@ class DocumentWriter {
                       : slot->second.loaded           ? Held::Parsed
                                                       : Held::Unparsed;
     auto replaced = options_.replacements.find(number);
+    if (held == Held::Compressed && replaced == options_.replacements.end() && options_.objectStreams &&
+        copyCompressed(number)) {
+      return;
+    }
     Object* object = replaced != options_.replacements.end() ? &replaced->second : document_.object(number);
     if (!object) return;
     const Value* type = object->value.isDictionary() ? object->value.find("Type") : nullptr;
@@ -259,6 +265,28 @@ class DocumentWriter {
       if (options_.onlyReachable) queueReferences(object->value);
     }
     release(number, held);
+  }
+
+  // An object of an input object stream that nothing changed goes into the
+  // next object stream as its text stands, when that text is plain enough
+  // (see raw_value.h); false leaves it to be parsed and written.
+  bool copyCompressed(std::uint32_t number) {
+    const std::optional<CompressedObject> found = document_.compressedObjects.find(number);
+    if (!found || found->end <= found->position) return false;
+    const std::shared_ptr<const ObjectStreamData> data = document_.objectStreamData(found->stream, found->end);
+    if (data->bytes.size() < found->end) return false;
+    const std::uint8_t* text = data->bytes.data() + found->position;
+    if (!scanRawValue(text, found->end - found->position, raw_)) return false;
+    pending_.emplace_back(number, std::string(reinterpret_cast<const char*>(text) + raw_.begin, raw_.end - raw_.begin));
+    if (options_.onlyReachable) {
+      for (std::uint32_t reference : raw_.references) {
+        if (reference != 0 && document_.hasObject(reference) && queued_.insert(reference).second) {
+          queue_.push_back(reference);
+        }
+      }
+    }
+    if (pending_.size() >= kObjectsPerStream) flushObjectStream();
+    return true;
   }
 
   void writeStream(Object& object) {
@@ -522,6 +550,7 @@ class DocumentWriter {
   // Objects waiting for the next object stream: number and written value.
   std::vector<std::pair<std::uint32_t, std::string>> pending_;
   std::ostringstream objectText_;
+  RawValue raw_;
   // Streams made, not yet written: their packed bytes, or the deflate
   // running for them.
   struct Deferred {
