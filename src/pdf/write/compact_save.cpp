@@ -3,6 +3,7 @@
 // them, the streams the engine made or rewrote are compressed, and objects
 // nothing refers to any more (content replaced by removal, object streams
 // whose objects are now written on their own) are left out.
+#include <algorithm>
 #include <set>
 #include <string>
 #include <utility>
@@ -79,19 +80,35 @@ void literalDrawnStrings(Document& document, WriteOptions& options) {
 // Forms nested deeper than this keep the page's fonts as they are.
 constexpr int kMaxFormDepth = 32;
 
-// Adds the font names that Tf sets in the content to `names`.
-void addFontNames(const Bytes& content, std::set<std::string>& names) {
+// Adds the font names that Tf sets in the content to `names`. Strings and
+// numbers are only skipped, and names taken as they stand in the content,
+// unless one holds a # escape: then the content is read again with every
+// value decoded.
+void addFontNames(const Bytes& content, std::set<std::string>& names, bool decode = false) {
   ContentLexer lexer(content);
+  lexer.decodeValues = decode;
   Token token;
   std::string lastName;
   while (lexer.next(token)) {
     if (token.kind == Token::Kind::Name) {
-      lastName = token.text;
+      if (decode) {
+        lastName = token.text;
+        continue;
+      }
+      const auto begin = content.begin() + static_cast<std::ptrdiff_t>(token.start + 1);
+      const auto end = content.begin() + static_cast<std::ptrdiff_t>(lexer.position);
+      if (std::find(begin, end, '#') != end) {
+        addFontNames(content, names, true);
+        return;
+      }
+      lastName.assign(begin, end);
     } else if (token.kind == Token::Kind::Keyword) {
       if (token.text == "Tf") names.insert(lastName);
       if (token.text == "BI") {
+        lexer.decodeValues = true;
         const auto dictionary = readInlineImageDictionary(lexer);
         skipInlineImageData(lexer, dictionary);
+        lexer.decodeValues = decode;
       }
       lastName.clear();
     }

@@ -6,7 +6,6 @@
 
 #include <string>
 
-#include "pdf/write/value_writer.h"
 
 namespace zopra::pdf {
 
@@ -39,16 +38,58 @@ std::size_t literalEnd(const Bytes& content, std::size_t at) {
   return content.size();
 }
 
+// Appends `bytes` as the literal string literalString() makes of them, when
+// it is shorter than `hexSize` bytes of hex string; false (and nothing
+// appended) otherwise. Written in place: drawn content holds tens of
+// thousands of strings.
+bool appendLiteral(Bytes& out, const std::string& bytes, std::size_t hexSize) {
+  const std::size_t mark = out.size();
+  const std::size_t limit = 2 * bytes.size() + 2;
+  out.push_back('(');
+  for (char c : bytes) {
+    const char* escape = nullptr;
+    switch (c) {
+      case '\\': escape = "\\\\"; break;
+      case '(': escape = "\\("; break;
+      case ')': escape = "\\)"; break;
+      case '\r': escape = "\\r"; break;
+      case '\n': escape = "\\n"; break;
+      default: break;
+    }
+    if (escape) {
+      out.push_back(static_cast<std::uint8_t>(escape[0]));
+      out.push_back(static_cast<std::uint8_t>(escape[1]));
+    } else {
+      out.push_back(static_cast<std::uint8_t>(c));
+    }
+    if (out.size() - mark >= limit) {
+      out.resize(mark);
+      return false;
+    }
+  }
+  out.push_back(')');
+  if (out.size() - mark > limit || out.size() - mark >= hexSize) {
+    out.resize(mark);
+    return false;
+  }
+  return true;
+}
+
 }  // namespace
 
 Bytes literalContentStrings(const Bytes& content) {
   Bytes out;
   out.reserve(content.size());
+  std::string bytes;
   std::size_t i = 0;
   while (i < content.size()) {
     const std::uint8_t byte = content[i];
     std::size_t end = i + 1;
-    if (byte == '(') {
+    if (byte != '(' && byte != '%' && byte != '<') {
+      // Operators, numbers and names up to the next string or comment go
+      // over in one piece.
+      while (end < content.size() && content[end] != '(' && content[end] != '%' && content[end] != '<') ++end;
+    } else if (byte == '(') {
       end = literalEnd(content, i);
     } else if (byte == '%') {
       while (end < content.size() && content[end] != '\r' && content[end] != '\n') ++end;
@@ -57,7 +98,7 @@ Bytes literalContentStrings(const Bytes& content) {
     } else if (byte == '<') {
       // The digits, white space ignored; an odd last digit counts as if
       // followed by 0. Anything else leaves the string as it is.
-      std::string bytes;
+      bytes.clear();
       int high = -1;
       bool valid = false;
       for (; end < content.size(); ++end) {
@@ -79,9 +120,7 @@ Bytes literalContentStrings(const Bytes& content) {
       }
       if (valid) {
         if (high >= 0) bytes.push_back(static_cast<char>(high * 16));
-        const std::string literal = literalString(bytes);
-        if (!literal.empty() && literal.size() < end - i) {
-          out.insert(out.end(), literal.begin(), literal.end());
+        if (appendLiteral(out, bytes, end - i)) {
           i = end;
           continue;
         }
