@@ -465,7 +465,18 @@ class DocumentWriter {
         for (int i = 0; i < 3; ++i) putBigEndian(rows, fields[i], kRowWidths[i]);
       }
     }
-    const Bytes packed = deflateBytes(rows);
+    // Rows differ from the row above in few bytes: with the PNG Up filter
+    // the data is mostly zeros, which deflates ten times faster and smaller.
+    constexpr std::size_t kRowSize = kRowWidths[0] + kRowWidths[1] + kRowWidths[2];
+    Bytes filtered;
+    filtered.reserve(rows.size() / kRowSize * (kRowSize + 1));
+    for (std::size_t row = 0; row < rows.size(); row += kRowSize) {
+      filtered.push_back(2);
+      for (std::size_t i = row; i < row + kRowSize; ++i) {
+        filtered.push_back(static_cast<std::uint8_t>(rows[i] - (row > 0 ? rows[i - kRowSize] : 0)));
+      }
+    }
+    const Bytes packed = deflateBytes(filtered);
     Value dictionary = writtenTrailer(tableSize);
     ValueDictionary& entries = dictionary.dictionary;
     entries.insert_or_assign("Type", Value::Name("XRef"));
@@ -473,6 +484,8 @@ class DocumentWriter {
                                                 Value::Number(kRowWidths[2])}));
     entries.insert_or_assign("Index", Value::Array(std::move(index)));
     entries.insert_or_assign("Filter", Value::Name("FlateDecode"));
+    entries.insert_or_assign("DecodeParms", Value::Dictionary({{"Predictor", Value::Number(12)},
+                                                               {"Columns", Value::Number(kRowSize)}}));
     entries.insert_or_assign("Length", Value::Number(static_cast<double>(packed.size())));
     writeUnsigned(out_, number);
     writeText(out_, " 0 obj\n");
