@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 
 #include "pdf/fonts/unicode.h"
 #include "pdf/layout/block_text.h"
@@ -261,12 +262,75 @@ bool besideFigure(const TextBlock& block, const PageRules& rules) {
   return false;
 }
 
+// Superscripts and subscripts (footnote marks, exponents, indices) are
+// lines of their own to textLines, their baselines off the line's. A short
+// line of smaller text within reach of a larger line's ends and baseline
+// joins that line, so that a footnote mark makes no block of its own.
+constexpr std::size_t kScriptItems = 3;
+constexpr double kScriptRatio = 0.9;   // the script's size to the line's, at most
+constexpr double kScriptRise = 0.75;   // em of the line, the script's baseline above it
+constexpr double kScriptDrop = 0.45;   // em of the line, below it
+constexpr double kScriptReach = 0.6;   // em of the line, beyond its ends
+constexpr double kScriptWidth = 3.0;   // em of the line, the script's width
+constexpr std::size_t kScriptWindow = 8;  // lines searched on either side (they are sorted by baseline)
+
+std::vector<TextLine> attachScripts(std::vector<TextLine> lines, const std::vector<TextEntry>& items) {
+  constexpr std::size_t kNone = SIZE_MAX;
+  std::vector<std::size_t> host(lines.size(), kNone);
+  for (std::size_t s = 0; s < lines.size(); ++s) {
+    const TextLine& script = lines[s];
+    if (!script.upright || script.items.size() > kScriptItems || !(script.size > 0)) continue;
+    double nearest = 0;
+    const std::size_t from = s > kScriptWindow ? s - kScriptWindow : 0;
+    const std::size_t to = std::min(lines.size(), s + kScriptWindow + 1);
+    for (std::size_t m = from; m < to; ++m) {
+      const TextLine& line = lines[m];
+      if (m == s || host[m] != kNone || !line.upright || script.size > kScriptRatio * line.size) continue;
+      const double rise = script.baseline - line.baseline;
+      if (rise > kScriptRise * line.size || rise < -kScriptDrop * line.size) continue;
+      if (script.left < line.left - kScriptReach * line.size || script.right > line.right + kScriptReach * line.size ||
+          script.right - script.left > kScriptWidth * line.size) {
+        continue;
+      }
+      if (host[s] == kNone || std::fabs(rise) < nearest) {
+        host[s] = m;
+        nearest = std::fabs(rise);
+      }
+    }
+  }
+  for (std::size_t s = 0; s < lines.size(); ++s) {
+    std::size_t m = host[s];
+    // A host that is itself a script passes it on; each step is to larger
+    // text, so chains are short.
+    for (int step = 0; m != kNone && host[m] != kNone && step < 8; ++step) m = host[m];
+    if (m == kNone || host[m] != kNone) {
+      host[s] = kNone;
+      continue;
+    }
+    TextLine& line = lines[m];
+    const TextLine& script = lines[s];
+    line.items.insert(line.items.end(), script.items.begin(), script.items.end());
+    line.left = std::min(line.left, script.left);
+    line.right = std::max(line.right, script.right);
+    line.bottom = std::min(line.bottom, script.bottom);
+    line.top = std::max(line.top, script.top);
+    std::stable_sort(line.items.begin(), line.items.end(),
+                     [&](std::uint32_t l, std::uint32_t r) { return items[l].startX < items[r].startX; });
+  }
+  std::vector<TextLine> kept;
+  kept.reserve(lines.size());
+  for (std::size_t s = 0; s < lines.size(); ++s) {
+    if (host[s] == kNone) kept.push_back(std::move(lines[s]));
+  }
+  return kept;
+}
+
 }  // namespace
 
 std::vector<TextBlock> textBlocks(const std::vector<TextEntry>& items, const std::vector<GraphicsEntry>& graphics,
                                   std::size_t budget) {
   const PageRules rules = pageRules(graphics);
-  const std::vector<TextLine> lines = textLines(items, rules, budget);
+  const std::vector<TextLine> lines = attachScripts(textLines(items, rules, budget), items);
   std::vector<Building> building;
   std::vector<std::size_t> open;
   std::size_t work = 0;
@@ -275,8 +339,13 @@ std::vector<TextBlock> textBlocks(const std::vector<TextEntry>& items, const std
     const bool bold = lineBold(items, line);
     // A line of code keeps its own block: its breaks and indentation carry
     // meaning, so its text is never joined with and flowed over other lines.
-    const FontStyle* style = lineStyle(items, line);
-    const bool grouped = line.upright && !(style && style->fixedPitch);
+    // A line with proportional text beside fixed-pitch text is prose that
+    // quotes code.
+    const bool code = std::all_of(line.items.begin(), line.items.end(), [&](std::uint32_t index) {
+      const FontStyle* style = items[index].style.get();
+      return style && style->fixedPitch;
+    });
+    const bool grouped = line.upright && !code;
     std::size_t chosen = building.size();
     if (grouped) {
       double bestGap = 0;

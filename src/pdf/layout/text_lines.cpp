@@ -25,6 +25,8 @@ constexpr int kGutterLines = 5;
 // Gaps remembered for that comparison; a page with more is a table or a
 // picture, and its lines split at the wide gaps alone.
 constexpr std::size_t kMaxGutterSpans = 4000;
+// Lines farther than this (em) above or below share no gap with a line.
+constexpr double kSharedGapReach = 8.0;
 
 struct Placed {
   std::uint32_t index = 0;
@@ -128,7 +130,11 @@ std::vector<TextLine> textLines(const std::vector<TextEntry>& items, const PageR
   // the other lines of the page: many of them start at the x after it, or
   // have a gap as wide across the same stretch of the page.
   std::map<long, int> resumes;
-  std::vector<std::pair<double, double>> spans;
+  // Gaps as (from, to, baseline).
+  struct Span {
+    double from, to, y;
+  };
+  std::vector<Span> spans;
   const auto gapOf = [](const std::vector<Placed>& band, std::size_t k, double reach) {
     return (band[k].x0 - reach) / std::max(band[k].size, band[k - 1].size);
   };
@@ -141,7 +147,7 @@ std::vector<TextLine> textLines(const std::vector<TextEntry>& items, const PageR
       const double gap = gapOf(band, k, reach);
       if (gap > kNarrowGutter) {
         ++resumes[bucket(band[k].x0)];
-        if (spans.size() < kMaxGutterSpans) spans.emplace_back(reach, band[k].x0);
+        if (spans.size() < kMaxGutterSpans) spans.push_back({reach, band[k].x0, band[k].y});
       }
       reach = std::max(reach, band[k].x1);
     }
@@ -154,10 +160,16 @@ std::vector<TextLine> textLines(const std::vector<TextEntry>& items, const PageR
     }
     return count >= kGutterLines;
   };
-  const auto sharedGap = [&](double from, double to, double em) {
+  // Only gaps of nearby lines count: a column's gutter runs down the lines
+  // around it, while a code listing or a table elsewhere on the page lines
+  // up its gaps at any x.
+  const auto sharedGap = [&](double from, double to, double y, double em) {
     int count = 0;
-    for (const auto& [start, end] : spans) {
-      if (std::min(to, end) - std::max(from, start) >= 0.4 * em && ++count >= kGutterLines) return true;
+    for (const Span& span : spans) {
+      if (std::fabs(span.y - y) <= kSharedGapReach * em && std::min(to, span.to) - std::max(from, span.from) >= 0.4 * em &&
+          ++count >= kGutterLines) {
+        return true;
+      }
     }
     return false;
   };
@@ -171,7 +183,7 @@ std::vector<TextLine> textLines(const std::vector<TextEntry>& items, const PageR
         const double em = std::max(band[k].size, band[k - 1].size);
         const double low = std::min(band[k].y, band[k - 1].y) - 0.2 * em;
         split = gap > kColumnGap ||
-                (gap > kNarrowGutter && (gutter(band[k].x0) || sharedGap(reach, band[k].x0, em))) ||
+                (gap > kNarrowGutter && (gutter(band[k].x0) || sharedGap(reach, band[k].x0, band[k].y, em))) ||
                 ruleAcross(rules, low, low + em, reach - 0.1 * em, band[k].x0 + 0.1 * em);
       }
       if (split) {
