@@ -54,6 +54,17 @@ char* matchKey(const char* text, int exact) {
     if (out) memcpy(out, text, length + 1);
     return out;
   }
+  /* ASCII text is its own NFKC form (most
+   * keys and items are): only its white space is collapsed. */
+  {
+    size_t i = 0;
+    while (i < length && (unsigned char)text[i] < 0x80) ++i;
+    if (i == length) {
+      out = malloc(length + 1);
+      if (out) collapse(text, out);
+      return out;
+    }
+  }
   /* utf8proc refuses text that is not UTF-8: such text is compared with its
    * white space collapsed only. */
   normal = (char*)utf8proc_NFKC((const utf8proc_uint8_t*)text);

@@ -66,11 +66,16 @@ void subsetFont(Document& document, WriteOptions& options, const Document::Embed
 }
 
 // Drawn text with its glyph codes in literal strings, where the stream is
-// still as drawing made it.
+// still as drawing made it. A stream to be deflated is converted as it is
+// deflated, on the writer's threads.
 void literalDrawnStrings(Document& document, WriteOptions& options) {
   for (std::uint32_t number : document.drawnContent) {
     const Object* stream = document.object(number);
     if (!stream || !stream->isStream || !stream->createdStream || options.replacements.count(number)) continue;
+    if (options.compressCreated && !stream->data.empty()) {
+      options.literalStrings.insert(number);
+      continue;
+    }
     Object replacement = *stream;
     replacement.data = literalContentStrings(stream->data);
     options.replacements.insert_or_assign(number, std::move(replacement));

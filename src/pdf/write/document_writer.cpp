@@ -28,6 +28,8 @@
 
 #include "pdf/model/document.h"
 #include "pdf/parse/raw_value.h"
+#include "pdf/write/content_strings.h"
+#include "pdf/write/deflate_pool.h"
 #include "pdf/write/output_file.h"
 #include "pdf/write/value_writer.h"
 
@@ -330,45 +332,30 @@ class DocumentWriter {
     // The object outlives the writer, so its bytes are deflated in place.
     // zlib's default level: its best level takes twice the time for 1% less
     // on content streams.
-    defer(number, std::min(object.generation, kMaxGeneration), std::move(written), &object.data, nullptr);
+    defer(number, std::min(object.generation, kMaxGeneration), std::move(written), &object.data, nullptr,
+          options_.literalStrings.count(number) > 0);
   }
 
   // Queues a stream object for deflating and writing: `plain` points to
   // bytes that stay put until the writer ends, or `owned` holds them.
   void defer(std::uint32_t number, std::uint32_t generation, Value dictionary, const Bytes* plain,
-             std::shared_ptr<const Bytes> owned) {
+             std::shared_ptr<const Bytes> owned, bool literal = false) {
     Deferred entry{number, generation, std::move(dictionary), {}, {}};
     if (owned) plain = owned.get();
     if (options_.threads > 1) {
-      // At most `threads` deflates run at once besides this thread.
-      while (running_ >= options_.threads) waitOldestRunning();
-      entry.packing =
-          std::async(std::launch::async, [plain, owned] { return deflateBytes(owned ? *owned : *plain); });
-      ++running_;
+      if (!pool_) pool_ = std::make_unique<DeflatePool>(options_.threads);
+      entry.packing = pool_->submit(plain, std::move(owned), literal);
     } else {
-      entry.packed = deflateBytes(*plain);
+      entry.packed = deflateBytes(literal ? literalContentStrings(*plain) : *plain);
     }
     deferred_.push_back(std::move(entry));
     while (deferred_.size() > kWriteDelay) writeOldestDeferred();
   }
 
-  void waitOldestRunning() {
-    for (Deferred& entry : deferred_) {
-      if (!entry.packing.valid()) continue;
-      entry.packed = entry.packing.get();
-      --running_;
-      return;
-    }
-    running_ = 0;
-  }
-
   void writeOldestDeferred() {
     Deferred entry = std::move(deferred_.front());
     deferred_.pop_front();
-    if (entry.packing.valid()) {
-      entry.packed = entry.packing.get();
-      --running_;
-    }
+    if (entry.packing.valid()) entry.packed = entry.packing.get();
     startObject(entry.number, entry.generation);
     entry.dictionary.dictionary.insert_or_assign("Length", Value::Number(static_cast<double>(entry.packed.size())));
     writeStreamObject(entry.dictionary, entry.packed);
@@ -574,7 +561,9 @@ class DocumentWriter {
     std::future<Bytes> packing;
   };
   std::deque<Deferred> deferred_;
-  unsigned running_ = 0;
+  // Declared after the streams waiting for it, so that it ends (finishing
+  // what was queued) before they go.
+  std::unique_ptr<DeflatePool> pool_;
   std::uint64_t nextNumber_ = 1;
 };
 

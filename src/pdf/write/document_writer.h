@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <map>
+#include <set>
 #include <string>
 
 #include "pdf/model/document.h"
@@ -25,6 +26,10 @@ struct WriteOptions {
   // Objects written in place of the document's own, by number (the
   // document keeps its objects as they are).
   std::map<std::uint32_t, Object> replacements;
+  // Streams of drawn content whose hex strings are written as literal
+  // strings where those are shorter (with compressCreated, as they are
+  // deflated).
+  std::set<std::uint32_t> literalStrings;
 };
 
 // Writes the document to `path` (under a temporary name, renamed when
