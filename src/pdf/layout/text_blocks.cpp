@@ -270,7 +270,7 @@ constexpr std::size_t kScriptItems = 3;
 constexpr double kScriptRatio = 0.9;   // the script's size to the line's, at most
 constexpr double kScriptRise = 0.75;   // em of the line, the script's baseline above it
 constexpr double kScriptDrop = 0.45;   // em of the line, below it
-constexpr double kScriptReach = 0.6;   // em of the line, beyond its ends
+constexpr double kScriptReach = 0.6;   // em of the line, the script's gap to its ends
 constexpr double kScriptWidth = 3.0;   // em of the line, the script's width
 constexpr std::size_t kScriptWindow = 8;  // lines searched on either side (they are sorted by baseline)
 
@@ -288,7 +288,7 @@ std::vector<TextLine> attachScripts(std::vector<TextLine> lines, const std::vect
       if (m == s || host[m] != kNone || !line.upright || script.size > kScriptRatio * line.size) continue;
       const double rise = script.baseline - line.baseline;
       if (rise > kScriptRise * line.size || rise < -kScriptDrop * line.size) continue;
-      if (script.left < line.left - kScriptReach * line.size || script.right > line.right + kScriptReach * line.size ||
+      if (script.left > line.right + kScriptReach * line.size || script.right < line.left - kScriptReach * line.size ||
           script.right - script.left > kScriptWidth * line.size) {
         continue;
       }
@@ -339,11 +339,11 @@ std::vector<TextBlock> textBlocks(const std::vector<TextEntry>& items, const std
     const bool bold = lineBold(items, line);
     // A line of code keeps its own block: its breaks and indentation carry
     // meaning, so its text is never joined with and flowed over other lines.
-    // A line with proportional text beside fixed-pitch text is prose that
-    // quotes code.
+    // A line with proportional text beside fixed-pitch text, in items of
+    // their own or ending one, is prose that quotes code.
     const bool code = std::all_of(line.items.begin(), line.items.end(), [&](std::uint32_t index) {
-      const FontStyle* style = items[index].style.get();
-      return style && style->fixedPitch;
+      const TextEntry& item = items[index];
+      return item.style && item.style->fixedPitch && (!item.lastStyle || item.lastStyle == item.style.get());
     });
     const bool grouped = line.upright && !code;
     std::size_t chosen = building.size();
