@@ -219,9 +219,17 @@ TrueType::TrueType(Bytes data) : bytes(std::move(data)) {
 }
 
 std::uint16_t TrueType::glyph(std::uint32_t codepoint) const {
-  if (cmapFormat_ == 4) return glyphFormat4(bytes, cmapOffset_, codepoint);
-  if (cmapFormat_ == 12) return glyphFormat12(bytes, cmapOffset_, codepoint);
-  return 0;
+  if (codepoint <= 0xFFFF && !known_.empty() && known_[codepoint] != 0) {
+    return static_cast<std::uint16_t>(known_[codepoint] - 1);
+  }
+  std::uint16_t found = 0;
+  if (cmapFormat_ == 4) found = glyphFormat4(bytes, cmapOffset_, codepoint);
+  if (cmapFormat_ == 12) found = glyphFormat12(bytes, cmapOffset_, codepoint);
+  if (codepoint <= 0xFFFF) {
+    if (known_.empty()) known_.assign(0x10000, 0);
+    known_[codepoint] = std::uint32_t{found} + 1;
+  }
+  return found;
 }
 
 }  // namespace zopra::pdf

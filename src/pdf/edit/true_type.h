@@ -38,6 +38,11 @@ class TrueType {
  private:
   std::uint64_t cmapOffset_ = 0;  // chosen subtable, from the start of the file
   std::uint16_t cmapFormat_ = 0;  // 4 or 12
+  // Glyphs of the Basic Multilingual Plane looked up so far, as glyph + 1
+  // (0: not yet). Drawing looks up every character of every text; the
+  // character map's search reads the file's bytes each time. A reader
+  // belongs to one document, used by one thread at a time.
+  mutable std::vector<std::uint32_t> known_;
 };
 
 }  // namespace zopra::pdf
