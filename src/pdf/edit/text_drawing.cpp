@@ -217,10 +217,12 @@ Document::EmbeddedFont embedFont(Document& document, const TrueType& font, const
 void addGlyphs(Document& document, Document::EmbeddedFont& font, const Document::DrawState& state,
                std::size_t chainIndex) {
   bool added = false;
+  if (font.mappedGlyphs.empty()) font.mappedGlyphs.assign(0x10000, false);
   for (std::size_t i = 0; i < state.glyphs.size(); ++i) {
-    if (state.fontIndices[i] != chainIndex) continue;
-    added = font.glyphToUnicode.emplace(state.glyphs[i], state.codePoints[i]).second || added;
-    font.glyphAdvances.emplace(state.glyphs[i], state.advances[i]);
+    if (state.fontIndices[i] != chainIndex || font.mappedGlyphs[state.glyphs[i]]) continue;
+    added = font.glyphToUnicode.try_emplace(state.glyphs[i], state.codePoints[i]).second || added;
+    font.glyphAdvances.try_emplace(state.glyphs[i], state.advances[i]);
+    font.mappedGlyphs[state.glyphs[i]] = true;
   }
   if (added) writeGlyphTables(document, font);
 }

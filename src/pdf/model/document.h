@@ -237,6 +237,9 @@ class Document {
     // The first code point drawn with a glyph names it for extraction.
     std::map<std::uint16_t, std::uint32_t> glyphToUnicode;
     std::map<std::uint16_t, std::uint16_t> glyphAdvances;  // font units
+    // Glyphs known to be in both maps, by glyph index: most glyphs of a
+    // text were drawn before, and this spares the maps' searches.
+    std::vector<bool> mappedGlyphs;
     std::uint16_t unitsPerEm = 1000;
     // BaseFont and FontName: the font's PostScript name, else a name made
     // from the file name.
