@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <filesystem>
 #include <functional>
 #include <limits>
 #include <string>
@@ -139,6 +140,39 @@ TEST(TextDrawing, MeasuresAndSubstitutesMissingCharacters) {
     EXPECT_EQ(state.glyphs, c.glyphs);
     EXPECT_DOUBLE_EQ(state.width, c.width);
     EXPECT_EQ(state.font->bytes, c.font == withSpace ? abcFont() : abcFont(false));
+  }
+}
+
+// Hebrew and Arabic go on the line in visual order, brackets mirrored and
+// Arabic letters joined, each glyph named by the character it shows; the
+// page reads back in reading order.
+TEST(TextDrawing, RightToLeftTextIsDrawnInVisualOrder) {
+  const std::string dejaVu = "/usr/share/fonts/truetype/dejavu/DejaVuSans.ttf";
+  if (!std::filesystem::exists(dejaVu)) GTEST_SKIP() << "no " << dejaVu;
+  const struct {
+    const char* text;
+    std::vector<std::uint32_t> named;  // left to right
+    std::uint32_t firstShown;          // the character whose glyph comes first
+  } cases[] = {
+      {"\u05E9\u05DC\u05D5\u05DD (\u05D0) 12",
+       {'1', '2', ' ', '(', 0x05D0, ')', ' ', 0x05DD, 0x05D5, 0x05DC, 0x05E9}, '1'},
+      // "Salam": the meem stands alone on the left (the alef before it
+      // joins to nothing after it), in its isolated form.
+      {"\u0633\u0644\u0627\u0645", {0x0645, 0x0627, 0x0644, 0x0633}, 0xFEE1},
+      {"Hello (world)", {'H', 'e', 'l', 'l', 'o', ' ', '(', 'w', 'o', 'r', 'l', 'd', ')'}, 'H'},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.text);
+    auto loaded = threePages();
+    ASSERT_EQ(loaded.result, Error::None);
+    Document& document = *loaded.document;
+    const Document::DrawState state = prepared(document, c.text, dejaVu);
+    EXPECT_EQ(state.codePoints, c.named);
+    EXPECT_EQ(state.text, c.text);
+    ASSERT_FALSE(state.glyphs.empty());
+    EXPECT_EQ(state.glyphs.front(), state.font->glyph(c.firstShown));
+    ASSERT_EQ(document.drawText(1, state), Error::None);
+    EXPECT_EQ(itemTexts(document, 1), (std::vector<std::string>{"Hello", c.text}));
   }
 }
 

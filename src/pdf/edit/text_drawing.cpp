@@ -23,6 +23,7 @@
 #include "pdf/edit/text_drawing.h"
 #include "pdf/edit/text_removal.h"
 #include "pdf/edit/true_type.h"
+#include "pdf/edit/visual_order.h"
 #include "pdf/fonts/unicode.h"
 #include "pdf/write/value_writer.h"
 
@@ -551,10 +552,19 @@ Error Document::prepareText(DrawState& state) {
     state.fontIndices.clear();
     state.missingCharacters = 0;
     state.width = 0;
-    for (std::uint32_t codePoint : decoded) {
+    // Glyphs go on the line in visual order; each is named (ToUnicode) by
+    // the character a reader should extract for it.
+    const VisualText visual = state.givenOrder ? VisualText{decoded, decoded} : visualOrder(decoded);
+    for (std::size_t i = 0; i < visual.shown.size(); ++i) {
+      std::uint32_t codePoint = visual.named[i];
       std::size_t chosen = 0;
       std::uint16_t glyph = 0;
       for (std::size_t k = 0; k < fonts.size() && glyph == 0; ++k) {
+        glyph = fonts[k]->glyph(visual.shown[i]);
+        chosen = k;
+      }
+      // A font without the joining form still has the letter.
+      for (std::size_t k = 0; k < fonts.size() && glyph == 0 && visual.shown[i] != codePoint; ++k) {
         glyph = fonts[k]->glyph(codePoint);
         chosen = k;
       }
@@ -578,7 +588,10 @@ Error Document::prepareText(DrawState& state) {
                       (codePoint == kSpace ? state.wordSpacing : 0.0)) *
                      state.horizontalScaling;
     }
-    state.text = encodeUtf8(state.codePoints);
+    // The text drawn, in reading order: with missing characters as spaces
+    // (or left out), unless reordering for the line put it out of that order.
+    const bool reordered = visual.shown != decoded || visual.named != decoded;
+    state.text = encodeUtf8(reordered ? decoded : state.codePoints);
     state.unitsPerEm = first.unitsPerEm;
     state.font = fonts.front();
     state.fontPath = paths.front();

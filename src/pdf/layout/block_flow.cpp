@@ -5,6 +5,7 @@
 
 #include "pdf/edit/text_drawing.h"
 #include "pdf/edit/true_type.h"
+#include "pdf/edit/visual_order.h"
 #include "pdf/fonts/unicode.h"
 #include "pdf/layout/block_text.h"
 #include "pdf/layout/item_geometry.h"
@@ -169,6 +170,7 @@ Error flowBlock(Document& document, std::uint32_t page, const FlowPage& context,
   // Measured once at the block's size; each line is measured again as drawn.
   Document::DrawState measure = stateFor(item, page, fontPaths, fontSize);
   measure.text = plain;
+  measure.givenOrder = true;
   const Error prepared = document.prepareText(measure);
   if (prepared != Error::None) return prepared;
   result.missingCharacters = measure.missingCharacters;
@@ -239,6 +241,9 @@ Error flowBlock(Document& document, std::uint32_t page, const FlowPage& context,
   result.overflows = flow.overflows;
   result.linesUsed = static_cast<std::uint32_t>(flow.lines.size());
   bool first = true;
+  // Words of a right-to-left text stand from the right; a line drawn whole
+  // is put in visual order when drawn.
+  const bool rightToLeft = rightToLeftLine(measure.codePoints);
   for (const FlowLine& line : flow.lines) {
     // A justified line is drawn word by word at stretched positions: the
     // word spacing operator does not act on the two-byte codes of the
@@ -251,7 +256,8 @@ Error flowBlock(Document& document, std::uint32_t page, const FlowPage& context,
       std::vector<std::uint32_t> codePoints;
       for (std::size_t k = w; k < end; ++k) {
         if (k > w) codePoints.push_back(kSpace);
-        codePoints.insert(codePoints.end(), wordText[k].begin(), wordText[k].end());
+        const std::size_t word = byWord && rightToLeft ? line.firstWord + line.endWord - 1 - k : k;
+        codePoints.insert(codePoints.end(), wordText[word].begin(), wordText[word].end());
       }
       Document::DrawState state = stateFor(item, page, fontPaths, fontSize * flow.scale);
       state.text = encodeUtf8(codePoints);

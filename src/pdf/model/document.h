@@ -203,6 +203,10 @@ class Document {
     // ((advance / unitsPerEm) * fontSize + spacing) * horizontalScaling
     // summed over the glyphs: the advance in the text space of `matrix`.
     double width = 0;
+    // Characters kept in the order given instead of put in visual order
+    // (right-to-left runs reversed): for measuring words before lines are
+    // made of them.
+    bool givenOrder = false;
     // One entry per drawn character; advances in font units.
     std::vector<std::uint32_t> codePoints;
     std::vector<std::uint16_t> glyphs;
