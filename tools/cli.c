@@ -189,6 +189,16 @@ int reportTextLeft(ZOPRADocumentLoader* loader, const char* path, uint32_t page)
  * Formats a number with at most three decimals and no trailing zeros, using
  * only digits, '-' and '.', whatever the C locale says.
  */
+int goOn(int step, int* outcome) {
+  if (step == EXIT_OK) return 1;
+  if (step == EXIT_PAGES_UNREAD || step == EXIT_TEXT_LEFT) {
+    if (*outcome != EXIT_TEXT_LEFT) *outcome = step;
+    return 1;
+  }
+  *outcome = step;
+  return 0;
+}
+
 void formatNumber(double value, char* out, size_t size) {
   long long scaled;
   long long whole;

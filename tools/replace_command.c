@@ -445,19 +445,6 @@ static int drawItem(ZOPRADocumentLoader* loader, const ReplaceOptions* options, 
   return status == ZOPRA_STATUS_SUCCESS ? EXIT_OK : reportFailure(options->input, status);
 }
 
-/* Keeps the worst outcome of the pages done so far: a mistake or failure
- * stops the job (returns 0), a page that could not be read or text left on
- * it is noted and the job goes on (returns 1). */
-static int goOn(int step, int* outcome) {
-  if (step == EXIT_OK) return 1;
-  if (step == EXIT_PAGES_UNREAD || step == EXIT_TEXT_LEFT) {
-    if (*outcome != EXIT_TEXT_LEFT) *outcome = step;
-    return 1;
-  }
-  *outcome = step;
-  return 0;
-}
-
 /* Replaces the chosen items of one page: `texts[k]` for item `chosen[k]`. */
 static int replaceOnPage(ZOPRADocumentLoader* loader, const ReplaceOptions* options, uint32_t page,
                          const uint32_t* chosen, const char* const* texts, uint32_t count, Counts* counts) {

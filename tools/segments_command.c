@@ -437,19 +437,6 @@ static int replacePageSegments(ZOPRADocumentLoader* loader, const SegmentReplace
   return result;
 }
 
-/* Keeps the worst outcome so far: a page that could not be read, or text
- * left on it, is named and the job goes on (returns 1); anything else stops
- * it before OUT is written (returns 0). */
-static int goOn(int step, int* outcome) {
-  if (step == EXIT_OK) return 1;
-  if (step == EXIT_PAGES_UNREAD || step == EXIT_TEXT_LEFT) {
-    if (*outcome != EXIT_TEXT_LEFT) *outcome = step;
-    return 1;
-  }
-  *outcome = step;
-  return 0;
-}
-
 /* The segments of pages first..last, on one handle with its own font
  * choice (which keeps state between blocks). */
 static int replaceSegmentRange(ZOPRADocumentLoader* loader, const SegmentReplace* job, FontChoice* fonts,
