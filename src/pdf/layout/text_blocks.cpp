@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstdint>
 
+#include "pdf/edit/visual_order.h"
 #include "pdf/fonts/unicode.h"
 #include "pdf/layout/block_text.h"
 #include "pdf/layout/page_rules.h"
@@ -201,6 +202,8 @@ BlockAlignment alignmentOf(const TextBlock& block, double areaLeft, double areaR
     if (line.left > areaLeft + 3 * block.size && std::fabs(centre - (areaLeft + areaRight) / 2) < block.size) {
       return BlockAlignment::Center;
     }
+    // A line of Hebrew or Arabic starts at its right end.
+    if (rightToLeftLine(decodeUtf8(block.text, nullptr))) return BlockAlignment::Right;
     return BlockAlignment::Left;
   }
   std::vector<double> lefts, rights, allRights, centres;
