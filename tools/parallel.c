@@ -452,7 +452,7 @@ static int writeFile(Pool* pool, size_t f, Progress* progress) {
   while (file->state == FILE_WAITING || file->state == FILE_OPENING) pthread_cond_wait(&pool->changed, &pool->lock);
   pthread_mutex_unlock(&pool->lock);
   if (file->state == FILE_FAILED) return reportFile(pool, f);
-  result = work->beginFile(path, file->first, file->last, work->context);
+  result = work->beginFile ? work->beginFile(path, file->first, file->last, work->context) : EXIT_OK;
   began = result == EXIT_OK;
   if (!began) {
     pthread_mutex_lock(&pool->lock);
@@ -486,7 +486,7 @@ static int writeFile(Pool* pool, size_t f, Progress* progress) {
     }
   }
   if (!began) return result;
-  return work->endFile(path, result, work->context);
+  return work->endFile ? work->endFile(path, result, work->context) : result;
 }
 
 int runPages(const InputList* inputs, const PageRange* range, unsigned jobs, int quietStdout,

@@ -38,14 +38,14 @@ void freeInputs(InputList* inputs);
 typedef struct {
   int32_t (*page)(ZOPRADocumentLoader* loader, const char* path, uint32_t page, FILE* out, void* context);
   /* A file that opened well, before its first page: EXIT_OK, or an exit
-   * status (already reported) that skips the file. */
+   * status (already reported) that skips the file. NULL: nothing to do. */
   int (*beginFile)(const char* path, uint32_t first, uint32_t last, void* context);
   /* One page's output and status: EXIT_OK, EXIT_PAGES_UNREAD (reported), or
    * EXIT_WRITE_FAILED to skip the file's remaining pages. */
   int (*emitPage)(const char* path, uint32_t page, const char* data, size_t size, int32_t status,
                   void* context);
   /* After the last page of a file that began; gets the file's result so
-   * far and returns its final one. */
+   * far and returns its final one. NULL: the result stands. */
   int (*endFile)(const char* path, int result, void* context);
   void* context;
 } PageWork;

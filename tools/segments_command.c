@@ -140,20 +140,6 @@ static int emitSegments(const char* path, uint32_t page, const char* data, size_
   return status == ZOPRA_STATUS_SUCCESS ? EXIT_OK : reportPageUnread(path, page, status);
 }
 
-static int beginSegments(const char* path, uint32_t first, uint32_t last, void* context) {
-  (void)path;
-  (void)first;
-  (void)last;
-  (void)context;
-  return EXIT_OK;
-}
-
-static int endSegments(const char* path, int result, void* context) {
-  (void)path;
-  (void)context;
-  return result;
-}
-
 /* Writes the gathered lines to `out` as the segments document; 0 when
  * everything was written. */
 static int writeSegments(FILE* out, const char* input, SegmentFormat format, const char* lines, size_t size) {
@@ -197,7 +183,7 @@ int runSegments(int argc, char** argv) {
   char* defaultOutput = NULL;
   const char* output;
   SegmentsJob job = {NULL, NULL, 0, 0};
-  PageWork work = {segmentsPage, beginSegments, emitSegments, endSegments, &job};
+  PageWork work = {segmentsPage, NULL, emitSegments, NULL, &job};
   InputList inputs = {NULL, 0};
   FILE* out = NULL;
   int result = EXIT_OK;

@@ -46,6 +46,16 @@ bool bracketsPaired(const std::vector<std::uint32_t>& text) {
 
 }  // namespace
 
+LetterDirections letterDirections(const std::vector<std::uint32_t>& text) {
+  LetterDirections directions;
+  for (std::uint32_t c : text) {
+    const FriBidiCharType type = fribidi_get_bidi_type(c);
+    if (rightToLeft(type)) ++directions.rightToLeft;
+    if (type == FRIBIDI_TYPE_LTR) ++directions.leftToRight;
+  }
+  return directions;
+}
+
 std::string logicalOrder(const std::string& visual) {
   if (!mayHoldRightToLeft(visual)) return visual;
   bool ok = true;
@@ -54,20 +64,13 @@ std::string logicalOrder(const std::string& visual) {
       decoded.size() > static_cast<std::size_t>(std::numeric_limits<FriBidiStrIndex>::max())) {
     return visual;
   }
+  const LetterDirections directions = letterDirections(decoded);
+  if (directions.rightToLeft == 0) return visual;
+  FriBidiParType base = directions.rightToLeftLine() ? FRIBIDI_PAR_RTL : FRIBIDI_PAR_LTR;
   std::vector<FriBidiChar> text(decoded.begin(), decoded.end());
   const auto length = static_cast<FriBidiStrIndex>(text.size());
   std::vector<FriBidiCharType> types(text.size());
   fribidi_get_bidi_types(text.data(), length, types.data());
-  std::size_t leftToRightCount = 0;
-  std::size_t rightToLeftCount = 0;
-  for (FriBidiCharType type : types) {
-    if (rightToLeft(type)) ++rightToLeftCount;
-    if (type == FRIBIDI_TYPE_LTR) ++leftToRightCount;
-  }
-  if (rightToLeftCount == 0) return visual;
-  // The line's base direction is that of most of its letters: a Hebrew
-  // line that starts (on the left) with a Latin word is still a Hebrew line.
-  FriBidiParType base = rightToLeftCount > leftToRightCount ? FRIBIDI_PAR_RTL : FRIBIDI_PAR_LTR;
   std::vector<FriBidiBracketType> brackets(text.size());
   fribidi_get_bracket_types(text.data(), length, types.data(), brackets.data());
   std::vector<FriBidiLevel> levels(text.size());

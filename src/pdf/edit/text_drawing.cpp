@@ -554,17 +554,20 @@ Error Document::prepareText(DrawState& state) {
     state.width = 0;
     // Glyphs go on the line in visual order; each is named (ToUnicode) by
     // the character a reader should extract for it.
-    const VisualText visual = state.givenOrder ? VisualText{decoded, decoded} : visualOrder(decoded);
-    for (std::size_t i = 0; i < visual.shown.size(); ++i) {
-      std::uint32_t codePoint = visual.named[i];
+    const VisualText visual = state.givenOrder ? VisualText() : visualOrder(decoded);
+    const bool reordered = !visual.shown.empty();
+    const std::vector<std::uint32_t>& shown = reordered ? visual.shown : decoded;
+    const std::vector<std::uint32_t>& named = reordered ? visual.named : decoded;
+    for (std::size_t i = 0; i < shown.size(); ++i) {
+      std::uint32_t codePoint = named[i];
       std::size_t chosen = 0;
       std::uint16_t glyph = 0;
       for (std::size_t k = 0; k < fonts.size() && glyph == 0; ++k) {
-        glyph = fonts[k]->glyph(visual.shown[i]);
+        glyph = fonts[k]->glyph(shown[i]);
         chosen = k;
       }
       // A font without the joining form still has the letter.
-      for (std::size_t k = 0; k < fonts.size() && glyph == 0 && visual.shown[i] != codePoint; ++k) {
+      for (std::size_t k = 0; k < fonts.size() && glyph == 0 && shown[i] != codePoint; ++k) {
         glyph = fonts[k]->glyph(codePoint);
         chosen = k;
       }
@@ -590,7 +593,6 @@ Error Document::prepareText(DrawState& state) {
     }
     // The text drawn, in reading order: with missing characters as spaces
     // (or left out), unless reordering for the line put it out of that order.
-    const bool reordered = visual.shown != decoded || visual.named != decoded;
     state.text = encodeUtf8(reordered ? decoded : state.codePoints);
     state.unitsPerEm = first.unitsPerEm;
     state.font = fonts.front();

@@ -4,45 +4,28 @@
 
 #include <fribidi.h>
 
+#include <algorithm>
 #include <limits>
 #include <numeric>
 
+#include "pdf/content/bidi_order.h"
+
 namespace zopra::pdf {
 
-namespace {
-
-bool rightToLeft(FriBidiCharType type) { return type == FRIBIDI_TYPE_RTL || type == FRIBIDI_TYPE_AL; }
-
-}  // namespace
-
-bool rightToLeftLine(const std::vector<std::uint32_t>& logical) {
-  std::size_t leftToRight = 0;
-  std::size_t rightToLeftCount = 0;
-  for (std::uint32_t c : logical) {
-    const FriBidiCharType type = fribidi_get_bidi_type(c);
-    if (rightToLeft(type)) ++rightToLeftCount;
-    if (type == FRIBIDI_TYPE_LTR) ++leftToRight;
-  }
-  return rightToLeftCount > leftToRight;
-}
-
 VisualText visualOrder(const std::vector<std::uint32_t>& logical) {
-  VisualText result{logical, logical};
-  if (logical.empty() || logical.size() > static_cast<std::size_t>(std::numeric_limits<FriBidiStrIndex>::max())) {
+  VisualText result;
+  // Scripts that run right to left start at U+0590 (Hebrew).
+  if (std::all_of(logical.begin(), logical.end(), [](std::uint32_t c) { return c < 0x0590; }) ||
+      logical.size() > static_cast<std::size_t>(std::numeric_limits<FriBidiStrIndex>::max())) {
     return result;
   }
+  const LetterDirections directions = letterDirections(logical);
+  if (directions.rightToLeft == 0) return result;
+  FriBidiParType base = directions.rightToLeftLine() ? FRIBIDI_PAR_RTL : FRIBIDI_PAR_LTR;
   const auto length = static_cast<FriBidiStrIndex>(logical.size());
   std::vector<FriBidiChar> mirrored(logical.begin(), logical.end());
   std::vector<FriBidiCharType> types(logical.size());
   fribidi_get_bidi_types(mirrored.data(), length, types.data());
-  std::size_t leftToRight = 0;
-  std::size_t rightToLeftCount = 0;
-  for (FriBidiCharType type : types) {
-    if (rightToLeft(type)) ++rightToLeftCount;
-    if (type == FRIBIDI_TYPE_LTR) ++leftToRight;
-  }
-  if (rightToLeftCount == 0) return result;
-  FriBidiParType base = rightToLeftCount > leftToRight ? FRIBIDI_PAR_RTL : FRIBIDI_PAR_LTR;
   std::vector<FriBidiBracketType> brackets(logical.size());
   fribidi_get_bracket_types(mirrored.data(), length, types.data(), brackets.data());
   std::vector<FriBidiLevel> levels(logical.size());
@@ -63,6 +46,8 @@ VisualText visualOrder(const std::vector<std::uint32_t>& logical) {
                            map.data()) == 0) {
     return result;
   }
+  result.shown.resize(logical.size());
+  result.named.resize(logical.size());
   for (std::size_t i = 0; i < logical.size(); ++i) {
     const auto from = static_cast<std::size_t>(map[i]);
     result.shown[i] = shaped[from];

@@ -18,13 +18,9 @@ struct VisualText {
   std::vector<std::uint32_t> named;
 };
 
-// Text without a right-to-left letter keeps its order and characters. The
-// line's base direction is that of most of its letters, as text
-// extraction takes it, so that drawn text reads back as it was given.
+// Both empty for text without a right-to-left letter, which keeps its order
+// and characters. The line's base direction is that of most of its letters
+// (see letterDirections), as text extraction takes it.
 VisualText visualOrder(const std::vector<std::uint32_t>& logical);
-
-// Whether a line of this text runs right to left: most of its letters are
-// right-to-left ones.
-bool rightToLeftLine(const std::vector<std::uint32_t>& logical);
 
 }  // namespace zopra::pdf

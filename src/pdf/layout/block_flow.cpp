@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <cmath>
 
+#include "pdf/content/bidi_order.h"
 #include "pdf/edit/text_drawing.h"
 #include "pdf/edit/true_type.h"
-#include "pdf/edit/visual_order.h"
 #include "pdf/fonts/unicode.h"
 #include "pdf/layout/block_text.h"
 #include "pdf/layout/item_geometry.h"
@@ -243,7 +243,7 @@ Error flowBlock(Document& document, std::uint32_t page, const FlowPage& context,
   bool first = true;
   // Words of a right-to-left text stand from the right; a line drawn whole
   // is put in visual order when drawn.
-  const bool rightToLeft = rightToLeftLine(measure.codePoints);
+  const bool rightToLeft = letterDirections(measure.codePoints).rightToLeftLine();
   for (const FlowLine& line : flow.lines) {
     // A justified line is drawn word by word at stretched positions: the
     // word spacing operator does not act on the two-byte codes of the

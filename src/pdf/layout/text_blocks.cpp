@@ -4,7 +4,7 @@
 #include <cmath>
 #include <cstdint>
 
-#include "pdf/edit/visual_order.h"
+#include "pdf/content/bidi_order.h"
 #include "pdf/fonts/unicode.h"
 #include "pdf/layout/block_text.h"
 #include "pdf/layout/page_rules.h"
@@ -203,7 +203,7 @@ BlockAlignment alignmentOf(const TextBlock& block, double areaLeft, double areaR
       return BlockAlignment::Center;
     }
     // A line of Hebrew or Arabic starts at its right end.
-    if (rightToLeftLine(decodeUtf8(block.text, nullptr))) return BlockAlignment::Right;
+    if (letterDirections(decodeUtf8(block.text, nullptr)).rightToLeftLine()) return BlockAlignment::Right;
     return BlockAlignment::Left;
   }
   std::vector<double> lefts, rights, allRights, centres;

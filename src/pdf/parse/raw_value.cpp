@@ -3,6 +3,8 @@
 // would have to guess at is left to the parser.
 #include "pdf/parse/raw_value.h"
 
+#include <string_view>
+
 #include "pdf/parse/lexer.h"
 
 namespace zopra::pdf {
@@ -179,16 +181,8 @@ class RawScanner {
   bool keyword() {
     const std::size_t start = position_;
     while (!atDelimiterOrEnd()) ++position_;
-    const std::size_t length = position_ - start;
-    const char* text = reinterpret_cast<const char*>(data_ + start);
-    auto is = [&](const char* word, std::size_t size) {
-      if (length != size) return false;
-      for (std::size_t i = 0; i < size; ++i) {
-        if (text[i] != word[i]) return false;
-      }
-      return true;
-    };
-    return is("true", 4) || is("false", 5) || is("null", 4);
+    const std::string_view word(reinterpret_cast<const char*>(data_ + start), position_ - start);
+    return word == "true" || word == "false" || word == "null";
   }
 
   const std::uint8_t* data_;

@@ -6,6 +6,8 @@
 
 #include <string>
 
+#include "pdf/write/value_writer.h"
+
 
 namespace zopra::pdf {
 
@@ -47,16 +49,7 @@ bool appendLiteral(Bytes& out, const std::string& bytes, std::size_t hexSize) {
   const std::size_t limit = 2 * bytes.size() + 2;
   out.push_back('(');
   for (char c : bytes) {
-    const char* escape = nullptr;
-    switch (c) {
-      case '\\': escape = "\\\\"; break;
-      case '(': escape = "\\("; break;
-      case ')': escape = "\\)"; break;
-      case '\r': escape = "\\r"; break;
-      case '\n': escape = "\\n"; break;
-      default: break;
-    }
-    if (escape) {
+    if (const char* escape = literalEscape(c)) {
       out.push_back(static_cast<std::uint8_t>(escape[0]));
       out.push_back(static_cast<std::uint8_t>(escape[1]));
     } else {

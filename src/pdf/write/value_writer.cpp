@@ -142,18 +142,26 @@ void writeNested(std::ostream& out, const Value& value, int depth, StringForm st
 // "(...)" with backslash escapes for the backslash, both parentheses and
 // the line-end bytes (which readers would otherwise normalise); every other
 // byte stands for itself. Empty when the hex form is not longer.
+const char* literalEscape(char c) {
+  switch (c) {
+    case '\\': return "\\\\";
+    case '(': return "\\(";
+    case ')': return "\\)";
+    case '\r': return "\\r";
+    case '\n': return "\\n";
+    default: return nullptr;
+  }
+}
+
 std::string literalString(const std::string& bytes) {
   std::string literal;
   literal.reserve(bytes.size() + 2);
   literal.push_back('(');
   for (char c : bytes) {
-    switch (c) {
-      case '\\': literal += "\\\\"; break;
-      case '(': literal += "\\("; break;
-      case ')': literal += "\\)"; break;
-      case '\r': literal += "\\r"; break;
-      case '\n': literal += "\\n"; break;
-      default: literal.push_back(c);
+    if (const char* escape = literalEscape(c)) {
+      literal += escape;
+    } else {
+      literal.push_back(c);
     }
     if (literal.size() >= 2 * bytes.size() + 2) return std::string();
   }

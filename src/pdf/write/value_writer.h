@@ -28,6 +28,9 @@ void writeValue(std::ostream& out, const Value& value, StringForm strings = Stri
 // backslash, both parentheses and the line-end bytes; empty when that is
 // longer than the hex form.
 std::string literalString(const std::string& bytes);
+// The two-character escape a literal string writes for `c`, or null when
+// `c` stands as it is.
+const char* literalEscape(char c);
 // "/" and the name's bytes, with "#XX" for bytes that cannot stand in a name.
 std::string escapeName(std::string_view name);
 // Whether a name byte must be written as #XX: outside '!'..'~', or a
