@@ -1028,18 +1028,24 @@ ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderWriteDocumentA(ZOPRADocumen
 #define ZOPRA_BLOCK_LIST_ITEM 2
 #define ZOPRA_BLOCK_TABLE_CELL 3
 #define ZOPRA_BLOCK_CAPTION 4
+/* Lines set wholly in fixed-pitch fonts: a listing of code, input or
+ * output, kept line by line. */
+#define ZOPRA_BLOCK_CODE 5
 
 /* A block's lines are stretched to its width, but its last (blocks only;
  * the other alignments are ZOPRA_ALIGNMENT_LEFT, _CENTER and _RIGHT). */
 #define ZOPRA_ALIGNMENT_JUSTIFIED 3
 
 /* One block of the last zopraDocumentLoaderExtractPageBlocks: a paragraph,
- * heading, list item, table cell or caption, made of consecutive lines. */
+ * heading, list item, table cell, caption or code listing, made of
+ * consecutive lines. */
 typedef struct ZOPRADocumentLoaderBlockInfo {
   /* The block's text, UTF-8, NUL-terminated: its lines joined by a space, a
    * word hyphenated at a line end joined back (the hyphen of a compound such
    * as "state-of-the-art" stays), ligatures spelled out ("ffi" for U+FB03),
-   * runs of white space made one space. Owned by the handle; valid until the
+   * runs of white space made one space. The lines of a code listing are
+   * joined by a line feed instead, in the order top to bottom, those on one
+   * baseline left to right. Owned by the handle; valid until the
    * next extraction (ExtractPageText or ExtractPageBlocks) or OpenFileA on
    * the handle, or until it is destroyed. */
   const char* text;
@@ -1173,7 +1179,12 @@ ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderGetBlockItems(ZOPRADocument
  *   block's width (drawn word by word). A block of one line may run as far
  *   as its room (zopraDocumentLoaderGetTextRoom); a block of rotated or
  *   mirrored text is drawn as one line on its first item's baseline, shrunk
- *   to that item's length. A text of which no font has a character draws
+ *   to that item's length. A code listing (ZOPRA_BLOCK_CODE) keeps the
+ *   text's line breaks instead: each line of the text is drawn at the start
+ *   and baseline of the listing's line of the same rank (lines past its last
+ *   one below it, at its leading), all at the largest size, at most the
+ *   block's, at which each fits its room and the lines fit above the floor
+ *   below; an empty line of the text leaves its line empty. A text of which no font has a character draws
  *   nothing (linesUsed 0, missingCharacters set); a block set at no usable
  *   size draws nothing either (overflows 1). Drawn as
  *   zopraDocumentLoaderDrawText draws (same content stream session); the

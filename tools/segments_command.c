@@ -17,7 +17,7 @@
 /* A segments file is text; anything larger is a mistake. */
 #define MAX_SEGMENTS_BYTES (256ul << 20)
 
-static const char* const kKinds[] = {"paragraph", "heading", "list-item", "table-cell", "caption"};
+static const char* const kKinds[] = {"paragraph", "heading", "list-item", "table-cell", "caption", "code"};
 static const char* const kAlignments[] = {"left", "center", "right", "justified"};
 
 int parseSegmentFormat(const char* text, SegmentFormat* format) {
@@ -69,7 +69,7 @@ static json_t* segmentObject(const ZOPRADocumentLoaderBlockInfo* info, uint32_t 
   json_object_set_new(segment, "page", json_integer((json_int_t)page + 1));
   json_object_set_new(segment, "box", box);
   json_object_set_new(segment, "text", jsonString(info->text));
-  json_object_set_new(segment, "kind", json_string(info->kind >= 0 && info->kind < 5 ? kKinds[info->kind] : "paragraph"));
+  json_object_set_new(segment, "kind", json_string(info->kind >= 0 && info->kind < 6 ? kKinds[info->kind] : "paragraph"));
   json_object_set_new(segment, "alignment",
                       json_string(info->alignment >= 0 && info->alignment < 4 ? kAlignments[info->alignment] : "left"));
   json_object_set_new(segment, "size", jsonNumber(info->shownSize));

@@ -135,9 +135,10 @@ static const Subcommand kSubcommands[] = {
      "JSON: {\"file\":IN,\"segments\":[{\"id\":\"p1-b1\",\"page\":1,\"box\":[x0,y0,x1,y1],\n"
      "\"text\":T,\"kind\":K,\"alignment\":A,\"size\":S,\"lines\":N,\"font\":F,\"bold\":B,\n"
      "\"italic\":I},...]}: ids are pP-bB (page and block from 1), the same for the same\n"
-     "input; boxes in PDF units; kind paragraph, heading, list-item, table-cell or\n"
-     "caption; alignment left, center, right or justified. Lines are joined by a\n"
-     "space, words hyphenated at a line end joined back, ligatures spelled out.\n",
+     "input; boxes in PDF units; kind paragraph, heading, list-item, table-cell,\n"
+     "caption or code; alignment left, center, right or justified. Lines are joined\n"
+     "by a space, words hyphenated at a line end joined back, ligatures spelled\n"
+     "out; the lines of code are joined by a line feed and keep their breaks.\n",
      runSegments},
     {"replace", "IN OUT --map MAP.json | --segments FILE [OPTIONS]",
      "write IN as OUT with the text of items replaced, fitted to each item",

@@ -168,34 +168,6 @@ TEST(TextBlocks, GroupsHandMadePages) {
   }
 }
 
-// A paragraph written a few words per string, with one italic word a
-// line, is set in roman; lines of code keep a block each.
-TEST(TextBlocks, StyleOfMostTextAndCodeLines) {
-  test::PdfBuilder b;
-  b.object(1, "<< /Type /Catalog /Pages 2 0 R >>");
-  b.object(2, "<< /Type /Pages /Kids [3 0 R] /Count 1 >>");
-  b.object(3, "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 612 792] /Resources << /Font << /R 5 0 R "
-              "/I 6 0 R /C 7 0 R >> >> /Contents 4 0 R >>");
-  std::string content = "BT 72 700 Td 12 TL\n";
-  for (const char* word : {"emphasised", "underlined", "italicised"}) {
-    content += std::string("/R 10 Tf (The ) Tj (words ) Tj (of ) Tj (the ) Tj /I 10 Tf (") + word +
-               ") Tj /R 10 Tf ( line ) Tj (go ) Tj (on.) Tj T*\n";
-  }
-  content += "/C 10 Tf 0 -12 Td (for \\(i = 0; i < n; ++i\\) {) Tj T* (  sum += i;) Tj T* (}) Tj ET";
-  b.stream(4, "", content);
-  b.object(5, "<< /Type /Font /Subtype /Type1 /BaseFont /Times-Roman >>");
-  b.object(6, "<< /Type /Font /Subtype /Type1 /BaseFont /Times-Italic >>");
-  b.object(7, "<< /Type /Font /Subtype /Type1 /BaseFont /Courier >>");
-  auto page = laidOut(b, "styles.pdf");
-  ASSERT_EQ(page->blocks.size(), 4u);
-  const TextBlock& paragraph = page->blocks[0];
-  ASSERT_TRUE(paragraph.style);
-  EXPECT_FALSE(paragraph.style->italic);
-  EXPECT_EQ(page->items.at(paragraph.styleItem).style, paragraph.style);
-  EXPECT_EQ(page->blocks[1].text, "for (i = 0; i < n; ++i) {");
-  EXPECT_EQ(page->blocks[3].text, "}");
-}
-
 TEST(TextBlocks, JoinsLinesAsAReaderWould) {
   const struct {
     std::vector<std::string> lines;
@@ -314,6 +286,64 @@ TEST(TextBlocks, FlowsLongerAndShorterTexts) {
       }
     }
   }
+}
+
+// A paragraph written a few words per string, with one italic word a
+// line, is set in roman; lines of code make one listing.
+TEST(TextBlocks, StyleOfMostTextAndCodeListings) {
+  if (!test::haveProgram("pdftotext")) GTEST_SKIP() << "pdftotext not installed";
+  test::PdfBuilder b;
+  b.object(1, "<< /Type /Catalog /Pages 2 0 R >>");
+  b.object(2, "<< /Type /Pages /Kids [3 0 R] /Count 1 >>");
+  b.object(3, "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 612 792] /Resources << /Font << /R 5 0 R "
+              "/I 6 0 R /C 7 0 R >> >> /Contents 4 0 R >>");
+  std::string content = "BT 72 700 Td 12 TL\n";
+  for (const char* word : {"emphasised", "underlined", "italicised"}) {
+    content += std::string("/R 10 Tf (The ) Tj (words ) Tj (of ) Tj (the ) Tj /I 10 Tf (") + word +
+               ") Tj /R 10 Tf ( line ) Tj (go ) Tj (on.) Tj T*\n";
+  }
+  content += "/C 10 Tf 0 -12 Td (for \\(i = 0; i < n; ++i\\) {) Tj T* (  sum += i;) Tj T* (}) Tj ET";
+  b.stream(4, "", content);
+  b.object(5, "<< /Type /Font /Subtype /Type1 /BaseFont /Times-Roman >>");
+  b.object(6, "<< /Type /Font /Subtype /Type1 /BaseFont /Times-Italic >>");
+  b.object(7, "<< /Type /Font /Subtype /Type1 /BaseFont /Courier >>");
+  auto page = laidOut(b, "styles.pdf");
+  ASSERT_EQ(page->blocks.size(), 2u);
+  const TextBlock& paragraph = page->blocks[0];
+  ASSERT_TRUE(paragraph.style);
+  EXPECT_FALSE(paragraph.style->italic);
+  EXPECT_EQ(page->items.at(paragraph.styleItem).style, paragraph.style);
+  const TextBlock& code = page->blocks[1];
+  EXPECT_EQ(code.kind, BlockKind::Code);
+  EXPECT_EQ(code.text, "for (i = 0; i < n; ++i) {\n  sum += i;\n}");
+
+  // New code keeps its breaks and indentation: line k at the start of the
+  // listing's line k, lines past the last one below it at its leading from
+  // its left edge, an empty line left empty, one size for all.
+  std::set<std::uint32_t> chosen;
+  for (const TextLine& line : code.lines) chosen.insert(line.items.begin(), line.items.end());
+  ASSERT_EQ(page->document->removeText(0, &chosen, page->items, 1), Error::None);
+  const std::vector<double> room = textRoom(page->items, page->graphics, unrotatedPageBox(page->document->pages[0]));
+  FlowPage context{&page->items, &page->blocks, &page->graphics, &room, unrotatedPageBox(page->document->pages[0])};
+  BlockFlow flow;
+  ASSERT_EQ(flowBlock(*page->document.document, 0, context, 1, "loop {\n    total += k;\n\nk--;\n}", {kFont}, 0,
+                      flow),
+            Error::None);
+  EXPECT_EQ(flow.linesUsed, 5u);
+  EXPECT_EQ(flow.scale, 1);
+  const std::string pdf = test::tempDirectory() + "/code.pdf";
+  ASSERT_EQ(page->document->save(pdf), Error::None);
+  std::map<std::string, Word> words;
+  for (const Word& word : popplerWords(pdf)) words.emplace(word.text, word);
+  ASSERT_EQ(words.count("loop") + words.count("total") + words.count("k--;") + words.count("}"), 4u);
+  const double top = 792 - code.lines[0].baseline;
+  EXPECT_NEAR(words["loop"].x0, code.lines[0].left, 0.5);
+  EXPECT_GT(words["total"].x0, words["loop"].x0 + 10);
+  EXPECT_NEAR(words["k--;"].x0, code.box.x0, 0.5);
+  EXPECT_NEAR(words["total"].y1 - words["loop"].y1, code.leading, 2);
+  EXPECT_NEAR(words["k--;"].y1 - words["loop"].y1, 3 * code.leading, 2);
+  EXPECT_NEAR(words["}"].y1 - words["loop"].y1, 4 * code.leading, 2);
+  EXPECT_LT(std::fabs(words["loop"].y1 - top), 4);
 }
 
 }  // namespace

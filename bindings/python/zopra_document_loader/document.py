@@ -11,7 +11,7 @@ from ._library import BlockFlow, BlockInfo, GraphicsInfo, TextFit as _TextFit, T
 from .errors import INVALID_ARGUMENT, InvalidArgument, check
 from .records import Alignment, BlockFlowResult, Graphic, Image, ImageFormat, TextBlock, TextFit, TextItem, TextStyle
 
-_KINDS = ("paragraph", "heading", "list-item", "table-cell", "caption")
+_KINDS = ("paragraph", "heading", "list-item", "table-cell", "caption", "code")
 _ALIGNMENTS = ("left", "center", "right", "justified")
 
 PathArg = Union[str, bytes, "os.PathLike[str]", "os.PathLike[bytes]"]

@@ -151,7 +151,7 @@ class TextBlock:
     text: str
     #: (x0, y0, x1, y1) in page space, PDF units.
     box: Tuple[float, float, float, float]
-    #: "paragraph", "heading", "list-item", "table-cell" or "caption".
+    #: "paragraph", "heading", "list-item", "table-cell", "caption" or "code".
     kind: str
     #: "left", "center", "right" or "justified".
     alignment: str

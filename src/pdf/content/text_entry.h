@@ -86,6 +86,10 @@ struct TextEntry {
   double leading = 0;
   bool leadingSpace = false;
   bool trailingSpace = false;
+  // White space characters trimmed from the front of the first string (the
+  // indentation of a line of code written with spaces): startX is where
+  // they start.
+  std::uint32_t leadingSpaces = 0;
   Color fillColor;
   // Operator range: stream key and first/last text-operator ordinals.
   std::uint32_t stream = 0;

@@ -66,6 +66,7 @@ void trim(TextRun& run, bool& leadingSpace, bool& trailingSpace) {
   std::size_t last = points.size();
   while (first < last && textWhiteSpace(points[first])) ++first;
   while (last > first && textWhiteSpace(points[last - 1])) --last;
+  run.leadingSpaces = static_cast<std::uint32_t>(first);
   run.text = encodeUtf8(std::vector<std::uint32_t>(points.begin() + static_cast<std::ptrdiff_t>(first),
                                                    points.begin() + static_cast<std::ptrdiff_t>(last)));
 }
@@ -109,6 +110,7 @@ TextEntry newEntry(TextRun& run, const RunGeometry& g, bool leadingSpace, bool t
   entry.spaceScale = std::fabs(run.fontSize * run.horizontalScale) / 1000.0;
   entry.leading = run.leading;
   entry.leadingSpace = leadingSpace;
+  entry.leadingSpaces = run.leadingSpaces;
   entry.trailingSpace = trailingSpace;
   entry.fillColor = run.fillColor;
   entry.stream = run.stream;
@@ -336,6 +338,7 @@ void prepend(TextEntry& item, TextRun& run, const RunGeometry& g, bool leadingSp
     item.width = ((item.endX - g.startX) * item.a + (item.endY - g.startY) * item.b) / norm;
   }
   item.leadingSpace = leadingSpace;
+  item.leadingSpaces = run.leadingSpaces;
   item.firstWidth = run.metrics.firstWidth;
   extendRange(item, run);
   item.sources.push_back(std::move(run.source));

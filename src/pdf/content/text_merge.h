@@ -18,8 +18,10 @@ namespace zopra::pdf {
 struct TextRun {
   // Text matrix x CTM at the start of the run.
   Matrix matrix;
-  // UTF-8, untrimmed.
+  // UTF-8, untrimmed; once trimmed, the white space characters it started
+  // with.
   std::string text;
+  std::uint32_t leadingSpaces = 0;
   RunMetrics metrics;
   std::uint32_t stream = 0;
   std::uint32_t operatorIndex = 0;

@@ -140,6 +140,99 @@ Document::DrawState stateFor(const TextEntry& item, std::uint32_t page, const st
   return state;
 }
 
+// The new lines of a code listing, one a line of the text: each at the
+// start and baseline of the listing's line of the same rank, those past its
+// last line below it at its leading. One size for all: the largest at which
+// each line fits its room and the lines fit above the room's floor.
+Error flowCode(Document& document, std::uint32_t page, const FlowPage& context, const TextBlock& block,
+               const std::string& text, const std::vector<std::string>& fontPaths, double minimumScale,
+               BlockFlow& result) {
+  const TextEntry& item = referenceItem(context, block);
+  const double fontSize = std::fabs(item.fontSize);
+  const double along = std::hypot(item.a, item.b);
+  std::vector<std::string> pieces;
+  for (std::size_t start = 0;;) {
+    const std::size_t end = text.find('\n', start);
+    pieces.push_back(codeText(text.substr(start, end == std::string::npos ? std::string::npos : end - start)));
+    if (end == std::string::npos) break;
+    start = end + 1;
+  }
+  while (!pieces.empty() && pieces.back().empty()) pieces.pop_back();
+  if (pieces.empty()) return Error::InvalidArgument;
+  const double size = block.size > 0 ? block.size : shownSize(item);
+  const double leading = block.leading > 0 ? block.leading : 1.2 * size;
+  const TextLine& lastLine = block.lines.back();
+  const double left = block.box.x0;
+  std::vector<double> xs, baselines, widths(pieces.size(), 0);
+  double scale = 1;
+  for (std::size_t k = 0; k < pieces.size(); ++k) {
+    const bool own = k < block.lines.size();
+    const TextLine& line = own ? block.lines[k] : lastLine;
+    xs.push_back(own ? line.left : left);
+    baselines.push_back(own ? line.baseline : lastLine.baseline - leading * static_cast<double>(k + 1 - block.lines.size()));
+    if (pieces[k].empty()) continue;
+    Document::DrawState measure = stateFor(item, page, fontPaths, fontSize);
+    measure.text = pieces[k];
+    const Error prepared = document.prepareText(measure);
+    if (prepared != Error::None) return prepared;
+    result.missingCharacters += measure.missingCharacters;
+    widths[k] = measure.width * along;
+    // The room of the line: as far as its items' room reaches, or the
+    // listing's width for lines below it.
+    double end = block.box.x1;
+    if (own && context.room) {
+      for (std::uint32_t index : line.items) {
+        const TextEntry& entry = (*context.items)[index];
+        if (index < context.room->size()) {
+          end = std::max(end, entry.startX + (*context.room)[index] * std::hypot(entry.a, entry.b));
+        }
+      }
+    }
+    if (widths[k] > 0 && end - xs[k] < widths[k] * scale) scale = std::max(0.0, end - xs[k]) / widths[k];
+  }
+  // Lines past the listing's last one closer together, when the room below
+  // is short of them.
+  if (pieces.size() > block.lines.size()) {
+    const double floor = floorBelow(context, block, block.box.x0, block.box.x1, size);
+    const double extra = static_cast<double>(pieces.size() - block.lines.size());
+    const double fitting = (lastLine.baseline - floor) / (extra * leading);
+    if (fitting < 1) {
+      scale = std::min(scale, std::max(0.0, fitting));
+      for (std::size_t k = block.lines.size(); k < pieces.size(); ++k) {
+        baselines[k] = lastLine.baseline - leading * scale * static_cast<double>(k + 1 - block.lines.size());
+      }
+    }
+  }
+  result.overflows = scale < minimumScale - 1e-9;
+  scale = std::clamp(scale, std::min(minimumScale, 1.0), 1.0);
+  result.scale = scale;
+  result.shownSize = size * scale;
+  result.linesUsed = static_cast<std::uint32_t>(pieces.size());
+  bool first = true;
+  for (std::size_t k = 0; k < pieces.size(); ++k) {
+    if (pieces[k].empty()) continue;
+    Document::DrawState state = stateFor(item, page, fontPaths, fontSize * scale);
+    state.text = pieces[k];
+    state.matrix.e = xs[k];
+    state.matrix.f = baselines[k];
+    Error step = document.prepareText(state);
+    if (step == Error::None) step = document.drawText(page, state);
+    if (step != Error::None) return step;
+    const ItemBox drawn{xs[k], baselines[k] - 0.25 * result.shownSize, xs[k] + state.width * along,
+                        baselines[k] + result.shownSize};
+    if (first) {
+      result.box = drawn;
+      first = false;
+    } else {
+      result.box.x0 = std::min(result.box.x0, drawn.x0);
+      result.box.y0 = std::min(result.box.y0, drawn.y0);
+      result.box.x1 = std::max(result.box.x1, drawn.x1);
+      result.box.y1 = std::max(result.box.y1, drawn.y1);
+    }
+  }
+  return Error::None;
+}
+
 }  // namespace
 
 Error flowBlock(Document& document, std::uint32_t page, const FlowPage& context, std::size_t blockIndex,
@@ -166,6 +259,12 @@ Error flowBlock(Document& document, std::uint32_t page, const FlowPage& context,
     // place.
     result.overflows = true;
     return Error::None;
+  }
+  const double size = block.size > 0 ? block.size : shownSize(item);
+  const double minimumScale =
+      minimumShownSize > 0 && size > 0 ? std::min(1.0, minimumShownSize / size) : kDefaultMinimumScale;
+  if (block.kind == BlockKind::Code && block.lines[0].upright) {
+    return flowCode(document, page, context, block, text, fontPaths, minimumScale, result);
   }
   // Measured once at the block's size; each line is measured again as drawn.
   Document::DrawState measure = stateFor(item, page, fontPaths, fontSize);
@@ -210,9 +309,6 @@ Error flowBlock(Document& document, std::uint32_t page, const FlowPage& context,
   // The font has none of the characters: nothing to draw.
   if (words.empty()) return Error::None;
 
-  const double size = block.size > 0 ? block.size : shownSize(item);
-  const double minimumScale =
-      minimumShownSize > 0 && size > 0 ? std::min(1.0, minimumShownSize / size) : kDefaultMinimumScale;
   FlowResult flow;
   if (block.lines[0].upright) {
     flow = flowText(words, space, frameOf(context, block, size), minimumScale);

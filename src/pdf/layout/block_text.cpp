@@ -1,5 +1,7 @@
 #include "pdf/layout/block_text.h"
 
+#include <algorithm>
+#include <cmath>
 #include <cstdint>
 
 #include "pdf/fonts/unicode.h"
@@ -43,6 +45,37 @@ std::string lineText(const std::vector<TextEntry>& items, const TextLine& line) 
   return text;
 }
 
+std::string codeLineText(const std::vector<TextEntry>& items, const TextLine& line) {
+  if (line.items.empty()) return std::string();
+  const double em = line.size > 0 ? line.size : 1;
+  // The pitch: the advance per character of the longest item without
+  // trimmed white space.
+  double pitch = 0;
+  std::size_t longest = 0;
+  for (std::uint32_t index : line.items) {
+    const TextEntry& item = items[index];
+    const std::size_t count = decodeUtf8(item.text, nullptr).size();
+    if (item.leadingSpace || item.trailingSpace || count <= longest) continue;
+    pitch = std::hypot(item.endX - item.startX, item.endY - item.startY) / static_cast<double>(count);
+    longest = count;
+  }
+  if (!(pitch > 0.2 * em)) pitch = 0.6 * em;
+  std::string text(std::min<std::uint32_t>(items[line.items[0]].leadingSpaces, 256), ' ');
+  const TextEntry* previous = nullptr;
+  for (std::uint32_t index : line.items) {
+    const TextEntry& item = items[index];
+    if (previous) {
+      const double gap = item.startX - previous->endX;
+      long spaces = std::lround(std::min(gap, 256 * pitch) / pitch);
+      if (spaces < 1 && (gap > kSpaceGap * em || previous->trailingSpace || item.leadingSpace)) spaces = 1;
+      if (spaces > 0) text.append(static_cast<std::size_t>(spaces), ' ');
+    }
+    text += item.text;
+    previous = &item;
+  }
+  return text;
+}
+
 std::string joinLines(const std::vector<std::string>& lines) {
   std::vector<std::uint32_t> out;
   for (const std::string& raw : lines) {
@@ -67,8 +100,21 @@ std::string joinLines(const std::vector<std::string>& lines) {
   return encodeUtf8(out);
 }
 
-std::string plainText(const std::string& text) {
+namespace {
+
+// One character, a ligature spelled out.
+void appendSpelled(std::string& out, std::uint32_t c) {
   static const char* const kLigatures[] = {"ff", "fi", "fl", "ffi", "ffl", "st", "st"};
+  if (c >= 0xFB00 && c <= 0xFB06) {
+    out += kLigatures[c - 0xFB00];
+  } else {
+    out += encodeUtf8(c);
+  }
+}
+
+}  // namespace
+
+std::string plainText(const std::string& text) {
   std::string out;
   bool pendingSpace = false;
   for (std::uint32_t c : decodeUtf8(text, nullptr)) {
@@ -78,12 +124,21 @@ std::string plainText(const std::string& text) {
     }
     if (pendingSpace) out += ' ';
     pendingSpace = false;
-    if (c >= 0xFB00 && c <= 0xFB06) {
-      out += kLigatures[c - 0xFB00];
+    appendSpelled(out, c);
+  }
+  return out;
+}
+
+std::string codeText(const std::string& text) {
+  std::string out;
+  for (std::uint32_t c : decodeUtf8(text, nullptr)) {
+    if (isSpace(c)) {
+      out += ' ';
     } else {
-      out += encodeUtf8(c);
+      appendSpelled(out, c);
     }
   }
+  while (!out.empty() && out.back() == ' ') out.pop_back();
   return out;
 }
 

@@ -14,6 +14,11 @@ namespace zopra::pdf {
 // wider than a fifth of an em and neither already has one there.
 std::string lineText(const std::vector<TextEntry>& items, const TextLine& line);
 
+// The text of a line of code: its indentation written with spaces kept,
+// and each gap between its items as many spaces as fill it at the font's
+// pitch (at least one).
+std::string codeLineText(const std::vector<TextEntry>& items, const TextLine& line);
+
 // Lines joined. A line that ends in a hyphen after a lower-case letter,
 // followed by a line that starts with a lower-case letter, is joined
 // without the hyphen ("infor-" "mation" gives "information"), unless the
@@ -25,5 +30,9 @@ std::string joinLines(const std::vector<std::string>& lines);
 // Ligatures and presentation forms (U+FB00 to U+FB06) become their letters;
 // runs of white space become one space, none at either end.
 std::string plainText(const std::string& text);
+
+// A line of code: ligatures become their letters and white space a space
+// each, so that indentation stays; none at the end.
+std::string codeText(const std::string& text);
 
 }  // namespace zopra::pdf

@@ -27,11 +27,18 @@ constexpr double kEdgeTolerance = 0.6;
 // Rule and box comparisons made while grouping one page.
 constexpr std::size_t kMaxRuleWork = 50000000;
 
+// A code line below a listing by at most this much (em; a blank line
+// between two lines of code is part of the listing) continues it.
+constexpr double kMaxCodeGap = 2.6;
+// Code lines starting this far left of a listing (em) still belong to it
+// (an outdented line after an indented first one).
+constexpr double kCodeOutdent = 8;
+
 struct Building {
   TextBlock block;
   std::vector<std::string> texts;
   bool bold = false;
-  bool closed = false;
+  bool code = false;
 };
 
 const FontStyle* lineStyle(const std::vector<TextEntry>& items, const TextLine& line) {
@@ -163,6 +170,63 @@ bool accepts(const Building& b, const TextLine& line, bool bold, const std::stri
     return false;
   }
   return !boxBetween(rules, last, line);
+}
+
+// A line of code continues a listing of lines of code of its size just
+// above it, within its width, with no rule or box between them. Lines of
+// one baseline (code beside its line numbers) are all taken.
+bool acceptsCode(const Building& b, const TextLine& line, const PageRules& rules, std::size_t& work) {
+  const TextBlock& block = b.block;
+  const TextLine& last = block.lines.back();
+  const double em = std::max(line.size, last.size);
+  const double gap = last.baseline - line.baseline;
+  if (gap < -0.3 * em || gap > kMaxCodeGap * em) return false;
+  if (std::fabs(line.size - block.size) > kSizeTolerance * std::max(line.size, block.size)) return false;
+  if (line.left > block.box.x1 || line.left < block.box.x0 - kCodeOutdent * em) return false;
+  work += rules.horizontal.size() + rules.boxes.size();
+  if (work > kMaxRuleWork) return true;
+  if (gap > 0.3 * em &&
+      ruleBetween(rules, line.baseline + 0.5 * line.size, last.baseline - 0.25 * last.size, line.left, line.right)) {
+    return false;
+  }
+  return !boxBetween(rules, last, line);
+}
+
+// A listing's lines top to bottom, those of one baseline left to right,
+// its text one line of code a line, and its leading the median distance
+// between baselines that differ.
+void finishCode(Building& b) {
+  TextBlock& block = b.block;
+  std::vector<std::size_t> order(block.lines.size());
+  for (std::size_t k = 0; k < order.size(); ++k) order[k] = k;
+  const double tolerance = 0.3 * block.size;
+  std::stable_sort(order.begin(), order.end(), [&](std::size_t l, std::size_t r) {
+    const TextLine& a = block.lines[l];
+    const TextLine& c = block.lines[r];
+    if (std::fabs(a.baseline - c.baseline) > tolerance) return a.baseline > c.baseline;
+    return a.left < c.left;
+  });
+  std::vector<TextLine> lines;
+  std::string text;
+  for (std::size_t k : order) {
+    if (!lines.empty()) text += '\n';
+    lines.push_back(std::move(block.lines[k]));
+    text += codeText(b.texts[k]);
+  }
+  block.lines = std::move(lines);
+  block.text = std::move(text);
+  std::vector<double> gaps;
+  for (std::size_t i = 1; i < block.lines.size(); ++i) {
+    const double gap = block.lines[i - 1].baseline - block.lines[i].baseline;
+    if (gap > tolerance) gaps.push_back(gap);
+  }
+  block.leading = 1.2 * block.size;
+  if (!gaps.empty()) {
+    std::nth_element(gaps.begin(), gaps.begin() + static_cast<std::ptrdiff_t>(gaps.size() / 2), gaps.end());
+    block.leading = gaps[gaps.size() / 2];
+  }
+  block.kind = BlockKind::Code;
+  block.alignment = BlockAlignment::Left;
 }
 
 void addLine(Building& b, const TextLine& line, std::string text) {
@@ -336,45 +400,56 @@ std::vector<TextBlock> textBlocks(const std::vector<TextEntry>& items, const std
   const std::vector<TextLine> lines = attachScripts(textLines(items, rules, budget), items);
   std::vector<Building> building;
   std::vector<std::size_t> open;
+  // Listings still open to a next line of code.
+  std::vector<std::size_t> openCode;
   std::size_t work = 0;
   for (const TextLine& line : lines) {
-    std::string text = lineText(items, line);
     const bool bold = lineBold(items, line);
-    // A line of code keeps its own block: its breaks and indentation carry
-    // meaning, so its text is never joined with and flowed over other lines.
+    // Lines of code make listings of their own: their breaks and
+    // indentation carry meaning, so their text is never flowed as prose.
     // A line with proportional text beside fixed-pitch text, in items of
     // their own or ending one, is prose that quotes code.
-    const bool code = std::all_of(line.items.begin(), line.items.end(), [&](std::uint32_t index) {
+    const bool code = line.upright && std::all_of(line.items.begin(), line.items.end(), [&](std::uint32_t index) {
       const TextEntry& item = items[index];
       return item.style && item.style->fixedPitch && (!item.lastStyle || item.lastStyle == item.style.get());
     });
     const bool grouped = line.upright && !code;
+    std::string text = code ? codeLineText(items, line) : lineText(items, line);
     std::size_t chosen = building.size();
-    if (grouped) {
-      double bestGap = 0;
-      for (std::size_t k : open) {
-        const Building& candidate = building[k];
-        if (!accepts(candidate, line, bold, text, rules, work)) continue;
-        const double gap = candidate.block.lines.back().baseline - line.baseline;
-        if (chosen == building.size() || gap < bestGap) {
-          chosen = k;
-          bestGap = gap;
-        }
+    double bestGap = 0;
+    for (std::size_t k : grouped ? open : code ? openCode : std::vector<std::size_t>()) {
+      const Building& candidate = building[k];
+      if (grouped ? !accepts(candidate, line, bold, text, rules, work) : !acceptsCode(candidate, line, rules, work)) {
+        continue;
+      }
+      const double gap = std::fabs(candidate.block.lines.back().baseline - line.baseline);
+      if (chosen == building.size() || gap < bestGap) {
+        chosen = k;
+        bestGap = gap;
       }
     }
     if (chosen == building.size()) {
       building.emplace_back();
       building.back().bold = bold;
-      if (grouped) {
-        open.push_back(chosen);
-        if (open.size() > kMaxOpenBlocks) open.erase(open.begin());
+      building.back().code = code;
+      std::vector<std::size_t>& list = code ? openCode : open;
+      if (grouped || code) {
+        list.push_back(chosen);
+        if (list.size() > kMaxOpenBlocks) list.erase(list.begin());
       }
     }
     addLine(building[chosen], line, std::move(text));
-    // Blocks far above this line can take no more lines.
+    // Blocks far above this line can take no more lines, and prose below a
+    // listing across its width ends it.
     std::erase_if(open, [&](std::size_t k) {
       const TextBlock& block = building[k].block;
       return block.lines.back().baseline - line.baseline > 4 * std::max(block.size, line.size) + block.leading;
+    });
+    std::erase_if(openCode, [&](std::size_t k) {
+      const TextBlock& block = building[k].block;
+      const double gap = block.lines.back().baseline - line.baseline;
+      return gap > kMaxCodeGap * std::max(block.size, line.size) ||
+             (!code && gap > 0.3 * line.size && overlap(line.left, line.right, block.box.x0, block.box.x1) > 0);
     });
   }
   // The text area and the body size: the size that covers the most width.
@@ -408,11 +483,19 @@ std::vector<TextBlock> textBlocks(const std::vector<TextEntry>& items, const std
   blocks.reserve(building.size());
   for (Building& b : building) {
     TextBlock& block = b.block;
-    if (block.lines.size() < 2) block.leading = 1.2 * block.size;
-    block.text = joinLines(b.texts);
-    if (block.text.empty()) continue;
+    if (b.code) {
+      finishCode(b);
+    } else {
+      if (block.lines.size() < 2) block.leading = 1.2 * block.size;
+      block.text = joinLines(b.texts);
+    }
+    if (block.text.find_first_not_of('\n') == std::string::npos) continue;
     block.styleItem = blockStyleItem(items, block);
     if (block.styleItem < items.size()) block.style = items[block.styleItem].style;
+    if (b.code) {
+      blocks.push_back(std::move(block));
+      continue;
+    }
     block.alignment = alignmentOf(block, areaLeft, areaRight, startsListItem(block.text));
     const std::size_t words = std::count(block.text.begin(), block.text.end(), ' ') + 1;
     const bool figure = besideFigure(block, rules);

@@ -1,5 +1,5 @@
-// Blocks of text: paragraphs, headings, list items, table cells and
-// captions, each made of consecutive lines, in reading order.
+// Blocks of text: paragraphs, headings, list items, table cells, captions
+// and code listings, each made of consecutive lines, in reading order.
 #pragma once
 
 #include <cstdint>
@@ -14,7 +14,7 @@
 
 namespace zopra::pdf {
 
-enum class BlockKind : std::int32_t { Paragraph = 0, Heading = 1, ListItem = 2, TableCell = 3, Caption = 4 };
+enum class BlockKind : std::int32_t { Paragraph = 0, Heading = 1, ListItem = 2, TableCell = 3, Caption = 4, Code = 5 };
 enum class BlockAlignment : std::int32_t { Left = 0, Center = 1, Right = 2, Justified = 3 };
 
 struct TextBlock {
@@ -32,7 +32,8 @@ struct TextBlock {
   // and the item that shows the longest stretch of it.
   std::shared_ptr<const FontStyle> style;
   std::uint32_t styleItem = 0;
-  // Lines joined (see joinLines), ligatures spelled out.
+  // Lines joined (see joinLines), ligatures spelled out. The lines of a
+  // code block are joined by a line feed instead: they keep their breaks.
   std::string text;
 };
 
