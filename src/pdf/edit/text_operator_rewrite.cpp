@@ -234,10 +234,13 @@ void dropUnusedFontSettings(std::vector<Edit>& edits, const std::vector<Edit>& f
         break;
     }
   }
+  // Both lists are in content order: merged, not sorted.
+  const std::size_t kept = edits.size();
   for (std::size_t i = 0; i < fonts.size(); ++i) {
     if (!used[i]) edits.push_back(fonts[i]);
   }
-  std::sort(edits.begin(), edits.end(), [](const Edit& a, const Edit& b) { return a.start < b.start; });
+  std::inplace_merge(edits.begin(), edits.begin() + static_cast<std::ptrdiff_t>(kept), edits.end(),
+                     [](const Edit& a, const Edit& b) { return a.start < b.start; });
 }
 
 // Operators after which the place of the next glyph no longer depends on
@@ -267,8 +270,8 @@ bool separates(char c) {
 
 }  // namespace
 
-std::string rewriteTextOperators(const std::vector<Bytes>& streams, const OperatorChoices* choices,
-                                 std::set<std::uint32_t>* found) {
+Bytes rewriteTextOperators(const std::vector<Bytes>& streams, const OperatorChoices* choices,
+                           std::set<std::uint32_t>* found) {
   std::string content;
   // Where each stream starts in the join.
   std::vector<std::uint64_t> bases;
@@ -287,7 +290,7 @@ std::string rewriteTextOperators(const std::vector<Bytes>& streams, const Operat
     lexer.next(token);
     return token;
   };
-  if (std::none_of(streams.begin(), streams.end(), mayShowText)) return content;
+  if (std::none_of(streams.begin(), streams.end(), mayShowText)) return Bytes(content.begin(), content.end());
   std::vector<Edit> edits;
   std::vector<std::pair<Step, std::size_t>> steps;
   // Every Tf with its operands, as an edit that would drop it.
@@ -344,24 +347,27 @@ std::string rewriteTextOperators(const std::vector<Bytes>& streams, const Operat
       edits.push_back(operatorEdit(content, keyword, context.operands, &chosen->second, shown));
     }
   }
-  if (edits.empty()) return content;
+  if (edits.empty()) return Bytes(content.begin(), content.end());
   settleEdits(edits, steps);
   dropUnusedFontSettings(edits, fonts, steps);
-  std::string output;
+  Bytes output;
   output.reserve(content.size() + 16 * edits.size());
   std::uint64_t copied = 0;
+  const auto append = [&](std::string_view text) { output.insert(output.end(), text.begin(), text.end()); };
+  const std::string_view all(content);
   for (const Edit& edit : edits) {
-    output.append(content, copied, edit.start - copied);
+    append(all.substr(copied, edit.start - copied));
     // What follows an operator keyword is white space, a delimiter or the
     // end, so only the replacement's start may need a space not to fuse
     // with the token before it.
-    if (!edit.text.empty() && !output.empty() && !separates(output.back()) && !separates(edit.text.front())) {
-      output += ' ';
+    if (!edit.text.empty() && !output.empty() && !separates(static_cast<char>(output.back())) &&
+        !separates(edit.text.front())) {
+      output.push_back(' ');
     }
-    output += edit.text;
+    append(edit.text);
     copied = edit.end;
   }
-  output.append(content, copied, std::string::npos);
+  append(all.substr(copied));
   return output;
 }
 

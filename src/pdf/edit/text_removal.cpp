@@ -98,8 +98,6 @@ std::vector<std::uint32_t> itemsLeft(const PageTextEdits& edits, const std::vect
   return left;
 }
 
-Bytes toBytes(const std::string& text) { return Bytes(text.begin(), text.end()); }
-
 std::vector<Bytes> decodedStreams(const Document& document, const std::vector<std::uint32_t>& numbers) {
   std::vector<Bytes> streams;
   streams.reserve(numbers.size());
@@ -145,9 +143,9 @@ std::map<std::uint32_t, std::uint32_t> copyForms(Document& document, Page& page)
 }
 
 // A family's new content: all of it in its first stream, the others empty.
-void storeContent(Document& document, const std::vector<std::uint32_t>& streams, const std::string& text) {
+void storeContent(Document& document, const std::vector<std::uint32_t>& streams, Bytes content) {
   for (std::size_t i = 0; i < streams.size(); ++i) {
-    if (Object* stream = document.object(streams[i])) replaceStreamData(*stream, i == 0 ? toBytes(text) : Bytes());
+    if (Object* stream = document.object(streams[i])) replaceStreamData(*stream, i == 0 ? std::move(content) : Bytes());
   }
 }
 
@@ -225,6 +223,7 @@ Error Document::removeText(std::uint32_t pageIndex, const std::set<std::uint32_t
     }
   }
   PageTextEdits& edits = textEdits[pageIndex];
+  keepDecoded = true;
   try {
     Page& page = pages[pageIndex];
     if (!indices) {
@@ -232,17 +231,18 @@ Error Document::removeText(std::uint32_t pageIndex, const std::set<std::uint32_t
       edits = PageTextEdits{};
       return Error::None;
     }
-    if (!edits.active || edits.extraction != extraction) {
+    const bool fresh = !edits.active || edits.extraction != extraction;
+    if (fresh) {
       // The first removal with items of this extraction: the content as it
       // is now is what the items describe. It stays as it is; removal
       // writes copies.
-      PageTextEdits fresh;
-      fresh.active = true;
-      fresh.extraction = extraction;
-      fresh.originalContents = pageContentObjects(page);
-      fresh.contents = copyContents(*this, page, fresh.originalContents);
-      fresh.forms = copyForms(*this, page);
-      edits = std::move(fresh);
+      PageTextEdits started;
+      started.active = true;
+      started.extraction = extraction;
+      started.originalContents = pageContentObjects(page);
+      started.contents = copyContents(*this, page, started.originalContents);
+      started.forms = copyForms(*this, page);
+      edits = std::move(started);
     }
     edits.chosen.insert(indices->begin(), indices->end());
     const std::map<std::uint32_t, OperatorChoices> choices = choicesFor(edits.chosen, entries);
@@ -250,15 +250,17 @@ Error Document::removeText(std::uint32_t pageIndex, const std::set<std::uint32_t
     if (!edits.contents.empty()) {
       static const OperatorChoices kNone;
       auto own = choices.find(0);
+      // Fresh copies still hold the content as it was: no need to decode
+      // the originals again.
       storeContent(*this, edits.contents,
-                   rewriteTextOperators(decodedStreams(*this, edits.originalContents),
+                   rewriteTextOperators(decodedStreams(*this, fresh ? edits.contents : edits.originalContents),
                                         own != choices.end() ? &own->second : &kNone, &found[0]));
     }
     for (const auto& [form, copy] : edits.forms) {
       auto chosen = choices.find(form);
       if (chosen == choices.end()) continue;
       storeContent(*this, {copy},
-                   rewriteTextOperators(decodedStreams(*this, {form}), &chosen->second, &found[form]));
+                   rewriteTextOperators(decodedStreams(*this, {fresh ? copy : form}), &chosen->second, &found[form]));
     }
     edits.left = itemsLeft(edits, entries, choices, found);
   } catch (const Exception& failure) {

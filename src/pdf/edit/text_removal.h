@@ -20,8 +20,8 @@ namespace zopra::pdf {
 // else the chosen strings of the chosen operators, each replaced by a TJ
 // adjustment of its advance. Everything else stays as it was, token for
 // token. `found` receives the chosen ordinals that the content holds.
-std::string rewriteTextOperators(const std::vector<Bytes>& streams, const OperatorChoices* choices,
-                                 std::set<std::uint32_t>* found = nullptr);
+Bytes rewriteTextOperators(const std::vector<Bytes>& streams, const OperatorChoices* choices,
+                           std::set<std::uint32_t>* found = nullptr);
 
 // A copy of a resource dictionary whose Form XObjects (and theirs, in turn)
 // are new objects holding the forms' decoded content; `clones` maps old to

@@ -15,6 +15,11 @@ namespace zopra::pdf {
 
 namespace {
 
+// What Document::decodeStream keeps of the streams it decoded last.
+constexpr std::size_t kMaxKeptStreams = 16;
+constexpr std::size_t kMaxKeptStream = std::size_t{1} << 20;
+constexpr std::size_t kMaxKeptBytes = std::size_t{4} << 20;
+
 std::vector<std::string> filterNames(const Document& document, const Value& dictionary) {
   std::vector<std::string> names;
   const Value* filter = document.dictionaryValue(&dictionary, "Filter");
@@ -101,8 +106,25 @@ FilterKind filterKind(const std::string& name) {
 }  // namespace
 
 Bytes Document::decodeStream(const Object& source) const {
+  // Streams of the file only: those the engine made change.
+  const bool kept = keepDecoded && source.isStream && !source.createdStream;
+  if (kept) {
+    for (const DecodedStream& recent : recentlyDecoded) {
+      if (recent.number == source.number) return recent.data;
+    }
+  }
   bool complete = true;
-  return decodeStreamPrefix(source, SIZE_MAX, complete);
+  Bytes data = decodeStreamPrefix(source, SIZE_MAX, complete);
+  if (kept && data.size() <= kMaxKeptStream) {
+    std::size_t total = data.size();
+    for (const DecodedStream& recent : recentlyDecoded) total += recent.data.size();
+    while (!recentlyDecoded.empty() && (recentlyDecoded.size() >= kMaxKeptStreams || total > kMaxKeptBytes)) {
+      total -= recentlyDecoded.front().data.size();
+      recentlyDecoded.erase(recentlyDecoded.begin());
+    }
+    recentlyDecoded.push_back({source.number, data});
+  }
+  return data;
 }
 
 Bytes Document::decodeStreamPrefix(const Object& source, std::size_t size, bool& complete) const {

@@ -352,6 +352,15 @@ class Document {
   // decoding the rest where the filters allow it; `complete` tells whether
   // the result is the whole.
   Bytes decodeStreamPrefix(const Object& object, std::size_t size, bool& complete) const;
+  // Once the document is edited, the last few streams decoded from the file
+  // are kept: removing a page's text decodes the content that its
+  // extraction has just decoded.
+  struct DecodedStream {
+    std::uint32_t number = 0;
+    Bytes data;
+  };
+  mutable std::vector<DecodedStream> recentlyDecoded;
+  bool keepDecoded = false;
 
   // ---- Security -------------------------------------------------------------
   Error configureEncryption();
