@@ -1,6 +1,6 @@
 // Blocks of hand-made pages (columns, a justified paragraph, a list, a
-// ruled table, a caption) and new text flowed over them, judged by the
-// words poppler finds in the written file.
+// ruled table, a shadowed heading, a caption) and new text flowed over
+// them, judged by the words poppler finds in the written file.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -145,6 +145,11 @@ std::vector<PageCase> pageCases() {
         {K::TableCell, A::Left, "Colour"},
         {K::TableCell, A::Left, "Blue"}},
        2, "Farbe der Oberflaeche und der Kanten", "Farbe"},
+      {"shadowed heading",
+       lines(72, 700, 14, 16, {"Shadowed Title"}) + "0.5 g\n" + lines(72.6, 699.4, 14, 16, {"Shadowed Title"}) +
+           "0 g\n" + lines(72, 660, 10, 12, {"Body text under the title goes on here."}),
+       {{K::Heading, A::Left, "Shadowed Title"}, {K::Paragraph, A::Left, "Body text under the title goes on here."}},
+       0, "Schattierter Titel mit mehr Worten", "Titel"},
       {"caption under a figure",
        lines(72, 760, 10, 12, {"A paragraph of body text stands above the", "figure and sets the body size."}) +
            "0.8 g 200 600 200 100 re f 0 g\n" + lines(250, 585, 10, 12, {"Figure 1: A grey box"}),

@@ -27,16 +27,26 @@ bool isLower(std::uint32_t c) {
 
 bool isHyphen(std::uint32_t c) { return c == '-' || c == 0xAD || c == 0x2010; }
 
+// A copy of `earlier` drawn again a little off its place: a shadow, or a
+// bold face faked by drawing the text twice. Its glyphs are the same words.
+constexpr double kShadowOffset = 0.25;  // em
+
+bool shadowOf(const TextEntry& item, const TextEntry* earlier, double em) {
+  return earlier && item.text == earlier->text && std::fabs(item.startX - earlier->startX) <= kShadowOffset * em &&
+         std::fabs(item.startY - earlier->startY) <= kShadowOffset * em;
+}
+
 }  // namespace
 
 std::string lineText(const std::vector<TextEntry>& items, const TextLine& line) {
   std::string text;
   const TextEntry* previous = nullptr;
+  const double em = line.size > 0 ? line.size : 1;
   for (std::uint32_t index : line.items) {
     const TextEntry& item = items[index];
+    if (shadowOf(item, previous, em)) continue;
     if (previous && !text.empty() && text.back() != ' ' && !item.text.empty() && item.text.front() != ' ') {
       const double gap = item.startX - previous->endX;
-      const double em = line.size > 0 ? line.size : 1;
       if (gap > kSpaceGap * em || previous->trailingSpace || item.leadingSpace) text += ' ';
     }
     text += item.text;
@@ -64,6 +74,7 @@ std::string codeLineText(const std::vector<TextEntry>& items, const TextLine& li
   const TextEntry* previous = nullptr;
   for (std::uint32_t index : line.items) {
     const TextEntry& item = items[index];
+    if (shadowOf(item, previous, em)) continue;
     if (previous) {
       const double gap = item.startX - previous->endX;
       long spaces = std::lround(std::min(gap, 256 * pitch) / pitch);
