@@ -1043,7 +1043,8 @@ typedef struct ZOPRADocumentLoaderBlockInfo {
   /* The block's text, UTF-8, NUL-terminated: its lines joined by a space, a
    * word hyphenated at a line end joined back (the hyphen of a compound such
    * as "state-of-the-art" stays), ligatures spelled out ("ffi" for U+FB03),
-   * runs of white space made one space. The lines of a code listing are
+   * runs of white space made one space. The lines of a code listing and of
+   * a column of a table without rules (figures, or one word a line) are
    * joined by a line feed instead, in the order top to bottom, those on one
    * baseline left to right. Owned by the handle; valid until the
    * next extraction (ExtractPageText or ExtractPageBlocks) or OpenFileA on
@@ -1179,9 +1180,10 @@ ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderGetBlockItems(ZOPRADocument
  *   block's width (drawn word by word). A block of one line may run as far
  *   as its room (zopraDocumentLoaderGetTextRoom); a block of rotated or
  *   mirrored text is drawn as one line on its first item's baseline, shrunk
- *   to that item's length. A code listing (ZOPRA_BLOCK_CODE) keeps the
+ *   to that item's length. A code listing or a column of a table without
+ *   rules (a block whose text joins its lines by a line feed) keeps the
  *   text's line breaks instead: each line of the text is drawn at the start
- *   and baseline of the listing's line of the same rank (lines past its last
+ *   and baseline of the block's line of the same rank (lines past its last
  *   one below it, at its leading), all at the largest size, at most the
  *   block's, at which each fits its room and the lines fit above the floor
  *   below; an empty line of the text leaves its line empty. A text of which no font has a character draws

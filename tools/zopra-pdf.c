@@ -138,7 +138,8 @@ static const Subcommand kSubcommands[] = {
      "input; boxes in PDF units; kind paragraph, heading, list-item, table-cell,\n"
      "caption or code; alignment left, center, right or justified. Lines are joined\n"
      "by a space, words hyphenated at a line end joined back, ligatures spelled\n"
-     "out; the lines of code are joined by a line feed and keep their breaks.\n",
+     "out; the lines of code and of table columns without rules (figures, or one\n"
+     "word a line) are joined by a line feed and keep their breaks.\n",
      runSegments},
     {"replace", "IN OUT --map MAP.json | --segments FILE [OPTIONS]",
      "write IN as OUT with the text of items replaced, fitted to each item",

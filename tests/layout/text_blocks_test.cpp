@@ -1,6 +1,7 @@
 // Blocks of hand-made pages (columns, a justified paragraph, a list, a
-// ruled table, a shadowed heading, a caption) and new text flowed over
-// them, judged by the words poppler finds in the written file.
+// ruled table, a table without rules, a shadowed heading, a caption) and
+// new text flowed over them, judged by the words poppler finds in the
+// written file.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -145,6 +146,10 @@ std::vector<PageCase> pageCases() {
         {K::TableCell, A::Left, "Colour"},
         {K::TableCell, A::Left, "Blue"}},
        2, "Farbe der Oberflaeche und der Kanten", "Farbe"},
+      {"table without rules",
+       lines(72, 700, 10, 12, {"alpha", "beta", "gamma"}) + lines(200, 700, 10, 12, {"12.5", "3.25", "100.0"}),
+       {{K::TableCell, A::Left, "alpha\nbeta\ngamma"}, {K::TableCell, A::Left, "12.5\n3.25\n100.0"}},
+       1, "12.50\n3.250\n100.00\n7", "1.5"},
       {"shadowed heading",
        lines(72, 700, 14, 16, {"Shadowed Title"}) + "0.5 g\n" + lines(72.6, 699.4, 14, 16, {"Shadowed Title"}) +
            "0 g\n" + lines(72, 660, 10, 12, {"Body text under the title goes on here."}),

@@ -140,11 +140,12 @@ Document::DrawState stateFor(const TextEntry& item, std::uint32_t page, const st
   return state;
 }
 
-// The new lines of a code listing, one a line of the text: each at the
-// start and baseline of the listing's line of the same rank, those past its
-// last line below it at its leading. One size for all: the largest at which
-// each line fits its room and the lines fit above the room's floor.
-Error flowCode(Document& document, std::uint32_t page, const FlowPage& context, const TextBlock& block,
+// The new lines of a block that keeps its lines (code, a column of
+// figures), one a line of the text: each at the start and baseline of the
+// block's line of the same rank, those past its last line below it at its
+// leading. One size for all: the largest at which each line fits its room
+// and the lines fit above the room's floor.
+Error flowKept(Document& document, std::uint32_t page, const FlowPage& context, const TextBlock& block,
                const std::string& text, const std::vector<std::string>& fontPaths, double minimumScale,
                BlockFlow& result) {
   const TextEntry& item = referenceItem(context, block);
@@ -263,8 +264,8 @@ Error flowBlock(Document& document, std::uint32_t page, const FlowPage& context,
   const double size = block.size > 0 ? block.size : shownSize(item);
   const double minimumScale =
       minimumShownSize > 0 && size > 0 ? std::min(1.0, minimumShownSize / size) : kDefaultMinimumScale;
-  if (block.kind == BlockKind::Code && block.lines[0].upright) {
-    return flowCode(document, page, context, block, text, fontPaths, minimumScale, result);
+  if (block.keepsLines && block.lines[0].upright) {
+    return flowKept(document, page, context, block, text, fontPaths, minimumScale, result);
   }
   // Measured once at the block's size; each line is measured again as drawn.
   Document::DrawState measure = stateFor(item, page, fontPaths, fontSize);

@@ -47,8 +47,9 @@ struct FlowPage {
 
 // Draws `text` over block `blockIndex` on page `page` with the font chain
 // `fontPaths` (each character from the first font that has it), never smaller than `minimumShownSize` points (0: a fifth of
-// the block's size). A code listing keeps the text's line breaks: each line
-// of the text takes the place of the listing's line of the same rank.
+// the block's size). A block that keeps its lines (code, a column of
+// figures) keeps the text's line breaks: each line of the text takes the
+// place of the block's line of the same rank.
 // Removes nothing: the caller removes the block's items first. InvalidArgument for an empty or invalid text or a block without
 // items; otherwise the status of Document::prepareText / drawText.
 Error flowBlock(Document& document, std::uint32_t page, const FlowPage& context, std::size_t blockIndex,

@@ -34,12 +34,34 @@ constexpr double kMaxCodeGap = 2.6;
 // (an outdented line after an indented first one).
 constexpr double kCodeOutdent = 8;
 
+// Prose lines are joined and flowed; lines of code and the rows of a
+// column of a table without rules (figures, or one word a line) keep their
+// breaks.
+enum class LineMode : std::uint8_t { Prose, Code, Column };
+// Lines of one word each, at least this many, make a column.
+constexpr std::size_t kMinWordColumn = 3;
+
 struct Building {
   TextBlock block;
   std::vector<std::string> texts;
   bool bold = false;
-  bool code = false;
+  LineMode mode = LineMode::Prose;
 };
+
+// Numbers, signs and units of a table's figures ("-1.6", "2.20x", "25%",
+// "4450 ± 56"), at least one digit among them.
+bool figuresOnly(const std::string& text) {
+  bool digit = false;
+  for (std::uint32_t c : decodeUtf8(text, nullptr)) {
+    if (c >= '0' && c <= '9') {
+      digit = true;
+      continue;
+    }
+    static const std::uint32_t kAllowed[] = {' ', '.', ',', '+', '-', '%', 'x', '(', ')', 0x2212, 0x2013, 0x2014, 0xD7, 0xB1};
+    if (std::find(std::begin(kAllowed), std::end(kAllowed), c) == std::end(kAllowed)) return false;
+  }
+  return digit;
+}
 
 const FontStyle* lineStyle(const std::vector<TextEntry>& items, const TextLine& line) {
   const TextEntry* longest = nullptr;
@@ -174,15 +196,20 @@ bool accepts(const Building& b, const TextLine& line, bool bold, const std::stri
 
 // A line of code continues a listing of lines of code of its size just
 // above it, within its width, with no rule or box between them. Lines of
-// one baseline (code beside its line numbers) are all taken.
-bool acceptsCode(const Building& b, const TextLine& line, const PageRules& rules, std::size_t& work) {
+// one baseline (code beside its line numbers) are all taken. A line of
+// figures continues a column of figures it overlaps.
+bool acceptsKept(const Building& b, LineMode mode, const TextLine& line, const PageRules& rules, std::size_t& work) {
   const TextBlock& block = b.block;
+  if (b.mode != mode) return false;
   const TextLine& last = block.lines.back();
   const double em = std::max(line.size, last.size);
   const double gap = last.baseline - line.baseline;
   if (gap < -0.3 * em || gap > kMaxCodeGap * em) return false;
   if (std::fabs(line.size - block.size) > kSizeTolerance * std::max(line.size, block.size)) return false;
-  if (line.left > block.box.x1 || line.left < block.box.x0 - kCodeOutdent * em) return false;
+  if (mode == LineMode::Code ? line.left > block.box.x1 || line.left < block.box.x0 - kCodeOutdent * em
+                             : overlap(line.left, line.right, block.box.x0, block.box.x1) <= 0) {
+    return false;
+  }
   work += rules.horizontal.size() + rules.boxes.size();
   if (work > kMaxRuleWork) return true;
   if (gap > 0.3 * em &&
@@ -192,10 +219,10 @@ bool acceptsCode(const Building& b, const TextLine& line, const PageRules& rules
   return !boxBetween(rules, last, line);
 }
 
-// A listing's lines top to bottom, those of one baseline left to right,
-// its text one line of code a line, and its leading the median distance
-// between baselines that differ.
-void finishCode(Building& b) {
+// Kept lines top to bottom, those of one baseline left to right, the
+// block's text one of its lines a line, and its leading the median
+// distance between baselines that differ.
+void finishKept(Building& b) {
   TextBlock& block = b.block;
   std::vector<std::size_t> order(block.lines.size());
   for (std::size_t k = 0; k < order.size(); ++k) order[k] = k;
@@ -225,7 +252,8 @@ void finishCode(Building& b) {
     std::nth_element(gaps.begin(), gaps.begin() + static_cast<std::ptrdiff_t>(gaps.size() / 2), gaps.end());
     block.leading = gaps[gaps.size() / 2];
   }
-  block.kind = BlockKind::Code;
+  block.keepsLines = true;
+  block.kind = b.mode == LineMode::Code ? BlockKind::Code : BlockKind::TableCell;
   block.alignment = BlockAlignment::Left;
 }
 
@@ -400,8 +428,8 @@ std::vector<TextBlock> textBlocks(const std::vector<TextEntry>& items, const std
   const std::vector<TextLine> lines = attachScripts(textLines(items, rules, budget), items);
   std::vector<Building> building;
   std::vector<std::size_t> open;
-  // Listings still open to a next line of code.
-  std::vector<std::size_t> openCode;
+  // Code listings and columns of figures still open to a next line.
+  std::vector<std::size_t> openKept;
   std::size_t work = 0;
   for (const TextLine& line : lines) {
     const bool bold = lineBold(items, line);
@@ -413,13 +441,19 @@ std::vector<TextBlock> textBlocks(const std::vector<TextEntry>& items, const std
       const TextEntry& item = items[index];
       return item.style && item.style->fixedPitch && (!item.lastStyle || item.lastStyle == item.style.get());
     });
-    const bool grouped = line.upright && !code;
     std::string text = code ? codeLineText(items, line) : lineText(items, line);
+    // A line of figures alone is a row of a table's column.
+    const LineMode mode = code                                    ? LineMode::Code
+                          : line.upright && figuresOnly(text)     ? LineMode::Column
+                                                                  : LineMode::Prose;
+    const bool grouped = line.upright && mode == LineMode::Prose;
+    const bool kept = line.upright && mode != LineMode::Prose;
     std::size_t chosen = building.size();
     double bestGap = 0;
-    for (std::size_t k : grouped ? open : code ? openCode : std::vector<std::size_t>()) {
+    for (std::size_t k : grouped ? open : kept ? openKept : std::vector<std::size_t>()) {
       const Building& candidate = building[k];
-      if (grouped ? !accepts(candidate, line, bold, text, rules, work) : !acceptsCode(candidate, line, rules, work)) {
+      if (grouped ? !accepts(candidate, line, bold, text, rules, work)
+                  : !acceptsKept(candidate, mode, line, rules, work)) {
         continue;
       }
       const double gap = std::fabs(candidate.block.lines.back().baseline - line.baseline);
@@ -431,25 +465,25 @@ std::vector<TextBlock> textBlocks(const std::vector<TextEntry>& items, const std
     if (chosen == building.size()) {
       building.emplace_back();
       building.back().bold = bold;
-      building.back().code = code;
-      std::vector<std::size_t>& list = code ? openCode : open;
-      if (grouped || code) {
+      building.back().mode = mode;
+      std::vector<std::size_t>& list = kept ? openKept : open;
+      if (grouped || kept) {
         list.push_back(chosen);
         if (list.size() > kMaxOpenBlocks) list.erase(list.begin());
       }
     }
     addLine(building[chosen], line, std::move(text));
     // Blocks far above this line can take no more lines, and prose below a
-    // listing across its width ends it.
+    // listing or column across its width ends it.
     std::erase_if(open, [&](std::size_t k) {
       const TextBlock& block = building[k].block;
       return block.lines.back().baseline - line.baseline > 4 * std::max(block.size, line.size) + block.leading;
     });
-    std::erase_if(openCode, [&](std::size_t k) {
+    std::erase_if(openKept, [&](std::size_t k) {
       const TextBlock& block = building[k].block;
       const double gap = block.lines.back().baseline - line.baseline;
       return gap > kMaxCodeGap * std::max(block.size, line.size) ||
-             (!code && gap > 0.3 * line.size && overlap(line.left, line.right, block.box.x0, block.box.x1) > 0);
+             (grouped && gap > 0.3 * line.size && overlap(line.left, line.right, block.box.x0, block.box.x1) > 0);
     });
   }
   // The text area and the body size: the size that covers the most width.
@@ -483,8 +517,17 @@ std::vector<TextBlock> textBlocks(const std::vector<TextEntry>& items, const std
   blocks.reserve(building.size());
   for (Building& b : building) {
     TextBlock& block = b.block;
-    if (b.code) {
-      finishCode(b);
+    // A single line of figures (a page number) is an ordinary line; lines
+    // of one word each (the names of a table's rows) are a column.
+    if (b.mode == LineMode::Column && block.lines.size() < 2) b.mode = LineMode::Prose;
+    if (b.mode == LineMode::Prose && block.lines.size() >= kMinWordColumn &&
+        std::none_of(b.texts.begin(), b.texts.end(), [](const std::string& line) {
+          return line.find(' ') != std::string::npos;
+        })) {
+      b.mode = LineMode::Column;
+    }
+    if (b.mode != LineMode::Prose) {
+      finishKept(b);
     } else {
       if (block.lines.size() < 2) block.leading = 1.2 * block.size;
       block.text = joinLines(b.texts);
@@ -492,7 +535,7 @@ std::vector<TextBlock> textBlocks(const std::vector<TextEntry>& items, const std
     if (block.text.find_first_not_of('\n') == std::string::npos) continue;
     block.styleItem = blockStyleItem(items, block);
     if (block.styleItem < items.size()) block.style = items[block.styleItem].style;
-    if (b.code) {
+    if (block.keepsLines) {
       blocks.push_back(std::move(block));
       continue;
     }

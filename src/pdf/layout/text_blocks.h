@@ -32,8 +32,11 @@ struct TextBlock {
   // and the item that shows the longest stretch of it.
   std::shared_ptr<const FontStyle> style;
   std::uint32_t styleItem = 0;
-  // Lines joined (see joinLines), ligatures spelled out. The lines of a
-  // code block are joined by a line feed instead: they keep their breaks.
+  // Code listings and columns of figures keep their lines as they are:
+  // their text joins them by a line feed, and new text keeps its breaks.
+  bool keepsLines = false;
+  // Lines joined (see joinLines), ligatures spelled out (joined by a line
+  // feed when it keeps its lines).
   std::string text;
 };
 
