@@ -1,6 +1,7 @@
 // Fuzz target: the input is a page content stream. It is cut into tokens the
 // way the interpreter reads them (inline images included), and then run as
 // the content of the page of content_page.h.
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -79,6 +80,12 @@ void blocks(zopra::pdf::Document& loaded, const std::vector<zopra::pdf::TextEntr
   const std::vector<zopra::pdf::FlowWord> words(40, zopra::pdf::FlowWord{20.0, 0.5});
   for (const zopra::pdf::TextBlock& block : found) {
     require(!block.lines.empty());
+    // A block that keeps its lines has one line of text for each: new text
+    // is placed by rank.
+    if (block.keepsLines) {
+      require(static_cast<std::size_t>(std::count(block.text.begin(), block.text.end(), '\n')) + 1 ==
+              block.lines.size());
+    }
     zopra::pdf::FlowFrame frame;
     for (const zopra::pdf::TextLine& line : block.lines) {
       for (std::uint32_t item : line.items) {
