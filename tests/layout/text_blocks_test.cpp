@@ -299,31 +299,38 @@ TEST(TextBlocks, FlowsLongerAndShorterTexts) {
 }
 
 // A paragraph written a few words per string, with one italic word a
-// line, is set in roman; lines of code make one listing.
+// line, is set in roman; a bold run-in heading starts a paragraph; lines of
+// code make one listing.
 TEST(TextBlocks, StyleOfMostTextAndCodeListings) {
   if (!test::haveProgram("pdftotext")) GTEST_SKIP() << "pdftotext not installed";
   test::PdfBuilder b;
   b.object(1, "<< /Type /Catalog /Pages 2 0 R >>");
   b.object(2, "<< /Type /Pages /Kids [3 0 R] /Count 1 >>");
   b.object(3, "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 612 792] /Resources << /Font << /R 5 0 R "
-              "/I 6 0 R /C 7 0 R >> >> /Contents 4 0 R >>");
+              "/I 6 0 R /C 7 0 R /B 8 0 R >> >> /Contents 4 0 R >>");
   std::string content = "BT 72 700 Td 12 TL\n";
   for (const char* word : {"emphasised", "underlined", "italicised"}) {
     content += std::string("/R 10 Tf (The ) Tj (words ) Tj (of ) Tj (the ) Tj /I 10 Tf (") + word +
                ") Tj /R 10 Tf ( line ) Tj (go ) Tj (on.) Tj T*\n";
   }
-  content += "/C 10 Tf 0 -12 Td (for \\(i = 0; i < n; ++i\\) {) Tj T* (  sum += i;) Tj T* (}) Tj ET";
+  // A bold run-in heading opens a paragraph of body text.
+  content += "ET BT /B 10 Tf 72 640 Td (Categories and Subject Terms) Tj ET BT /R 10 Tf 212 640 Td (D.3.4 and the) Tj "
+             "-140 -12 Td (flow of new text.) Tj ET\n";
+  content += "BT 72 604 Td 12 TL /C 10 Tf (for \\(i = 0; i < n; ++i\\) {) Tj T* (  sum += i;) Tj T* (}) Tj ET";
   b.stream(4, "", content);
   b.object(5, "<< /Type /Font /Subtype /Type1 /BaseFont /Times-Roman >>");
   b.object(6, "<< /Type /Font /Subtype /Type1 /BaseFont /Times-Italic >>");
   b.object(7, "<< /Type /Font /Subtype /Type1 /BaseFont /Courier >>");
+  b.object(8, "<< /Type /Font /Subtype /Type1 /BaseFont /Times-Bold >>");
   auto page = laidOut(b, "styles.pdf");
-  ASSERT_EQ(page->blocks.size(), 2u);
+  ASSERT_EQ(page->blocks.size(), 3u);
   const TextBlock& paragraph = page->blocks[0];
   ASSERT_TRUE(paragraph.style);
   EXPECT_FALSE(paragraph.style->italic);
   EXPECT_EQ(page->items.at(paragraph.styleItem).style, paragraph.style);
-  const TextBlock& code = page->blocks[1];
+  EXPECT_EQ(page->blocks[1].kind, BlockKind::Paragraph);
+  EXPECT_EQ(page->blocks[1].text, "Categories and Subject Terms D.3.4 and the flow of new text.");
+  const TextBlock& code = page->blocks[2];
   EXPECT_EQ(code.kind, BlockKind::Code);
   EXPECT_EQ(code.text, "for (i = 0; i < n; ++i) {\n  sum += i;\n}");
 
@@ -336,7 +343,7 @@ TEST(TextBlocks, StyleOfMostTextAndCodeListings) {
   const std::vector<double> room = textRoom(page->items, page->graphics, unrotatedPageBox(page->document->pages[0]));
   FlowPage context{&page->items, &page->blocks, &page->graphics, &room, unrotatedPageBox(page->document->pages[0])};
   BlockFlow flow;
-  ASSERT_EQ(flowBlock(*page->document.document, 0, context, 1, "loop {\n    total += k;\n\nk--;\n}", {kFont}, 0,
+  ASSERT_EQ(flowBlock(*page->document.document, 0, context, 2, "loop {\n    total += k;\n\nk--;\n}", {kFont}, 0,
                       flow),
             Error::None);
   EXPECT_EQ(flow.linesUsed, 5u);

@@ -63,14 +63,6 @@ bool figuresOnly(const std::string& text) {
   return digit;
 }
 
-const FontStyle* lineStyle(const std::vector<TextEntry>& items, const TextLine& line) {
-  const TextEntry* longest = nullptr;
-  for (std::uint32_t index : line.items) {
-    if (!longest || items[index].text.size() > longest->text.size()) longest = &items[index];
-  }
-  return longest ? longest->style.get() : nullptr;
-}
-
 // The item whose style most of the block's text has: text is counted by
 // the kind of face it is set in (bold, italic, serif, fixed pitch), so
 // several fonts of one face add up, and the longest stretch of that kind
@@ -103,9 +95,17 @@ std::uint32_t blockStyleItem(const std::vector<TextEntry>& items, const TextBloc
   return chosen != kNone ? chosen : first;
 }
 
+// Most of the line's text (four fifths) is bold: a line that opens with a
+// bold run-in heading ("Keywords", "Categories and Subject Descriptors")
+// and goes on in the body face is body text.
 bool lineBold(const std::vector<TextEntry>& items, const TextLine& line) {
-  const FontStyle* style = lineStyle(items, line);
-  return style && style->bold;
+  std::size_t bold = 0, all = 0;
+  for (std::uint32_t index : line.items) {
+    const TextEntry& item = items[index];
+    all += item.text.size();
+    if (item.style && item.style->bold) bold += item.text.size();
+  }
+  return all > 0 && 5 * bold >= 4 * all;
 }
 
 // A bullet, a dash, or a short number or letter with "." or ")" and a
