@@ -304,7 +304,9 @@ Bytes rewriteTextOperators(const std::vector<Bytes>& streams, const OperatorChoi
     while (reader.next(keyword)) {
       const std::uint32_t ordinal = reader.textOrdinal();
       if (ordinal == TextSource::kNoOrdinal) {
-        if (startsLine(keyword.text)) {
+        // A Tm of fewer than six operands does nothing, as the interpreter
+        // reads it.
+        if (startsLine(keyword.text) && (keyword.text != "Tm" || context.operands.size() >= 6)) {
           steps.emplace_back(Step::NewLine, 0);
         } else if (keyword.text == "Tf" && !context.operands.empty()) {
           steps.emplace_back(Step::FontSet, fonts.size());
