@@ -154,9 +154,9 @@ Edit operatorEdit(const std::string& content, const Token& keyword, const std::v
 
 // The text of every edit. A removed operator's advance is kept, as one
 // adjustment, only when a glyph shown later on the same line depends on
-// it: going back from the end, a line start (Td, TD, Tm, T*, BT, ET, ' or
-// ") makes every advance before it meaningless until something is shown
-// before it. At the end of the content the advance is kept, as the family
+// it: going back from the end, a line start (Td, TD, Tm of six operands,
+// T*, BT, ' or ") makes every advance before it meaningless until something
+// is shown before it. At the end of the content the advance is kept, as the family
 // may go on.
 void settleEdits(std::vector<Edit>& edits, const std::vector<std::pair<Step, std::size_t>>& steps) {
   bool needed = true;
@@ -244,10 +244,10 @@ void dropUnusedFontSettings(std::vector<Edit>& edits, const std::vector<Edit>& f
 }
 
 // Operators after which the place of the next glyph no longer depends on
-// the glyphs shown before.
+// the glyphs shown before. ET is none: text shown after it without a BT
+// goes on from where the text before it ended.
 bool startsLine(const std::string& keyword) {
-  return keyword == "Td" || keyword == "TD" || keyword == "Tm" || keyword == "T*" || keyword == "BT" ||
-         keyword == "ET";
+  return keyword == "Td" || keyword == "TD" || keyword == "Tm" || keyword == "T*" || keyword == "BT";
 }
 
 // False when no text-showing operator can be in the bytes: none of "Tj",
