@@ -1,4 +1,4 @@
-// Blocks of hand-made pages (columns, a justified paragraph, a list, a
+// Blocks of hand-made pages (columns, justified paragraphs, a list, a
 // ruled table, a table without rules, a shadowed heading, a caption) and
 // new text flowed over them, judged by the words poppler finds in the
 // written file.
@@ -131,6 +131,14 @@ std::vector<PageCase> pageCases() {
        "Uebersetzer arbeiten an ganzen Absaetzen und niemals an einzelnen Zeilen, weil ein Satz ueber mehrere "
        "Zeilen laeuft und seine Information wandert, wenn er uebersetzt wird, manchmal sogar recht weit.",
        "Uebersetzer arbeiten an Absaetzen und nie an Zeilen."},
+      {"justified line stretched far",
+       "BT /F1 10 Tf 72 700 Td (Translators work on whole paragraphs and) Tj ET\n"
+       "BT /F1 10 Tf 72 688 Td (never) Tj 60.57 0 Td (on) Tj 46.67 0 Td (single) Tj 61.67 0 Td (lines) Tj ET\n" +
+           lines(72, 676, 10, 12, {"because a sentence runs on."}),
+       {{K::Paragraph, A::Justified,
+         "Translators work on whole paragraphs and never on single lines because a sentence runs on."}},
+       0, "Uebersetzer arbeiten an ganzen Absaetzen und niemals an einzelnen Zeilen, weil ein Satz weiterlaeuft.",
+       "Uebersetzer arbeiten an Absaetzen."},
       {"list",
        lines(72, 700, 10, 14, {"1. First item of the list", "2. Second item of the list, which runs"}) +
            lines(86, 672, 10, 14, {"over two lines"}) + lines(72, 658, 10, 14, {"3. Third item"}),
@@ -300,7 +308,7 @@ TEST(TextBlocks, FlowsLongerAndShorterTexts) {
 
 // A paragraph written a few words per string, with one italic word a
 // line, is set in roman; a bold run-in heading starts a paragraph; lines of
-// code make one listing.
+// code make one listing; a URL and a year go on with their reference.
 TEST(TextBlocks, StyleOfMostTextAndCodeListings) {
   if (!test::haveProgram("pdftotext")) GTEST_SKIP() << "pdftotext not installed";
   test::PdfBuilder b;
@@ -317,13 +325,18 @@ TEST(TextBlocks, StyleOfMostTextAndCodeListings) {
   content += "ET BT /B 10 Tf 72 640 Td (Categories and Subject Terms) Tj ET BT /R 10 Tf 212 640 Td (D.3.4 and the) Tj "
              "-140 -12 Td (flow of new text.) Tj ET\n";
   content += "BT 72 604 Td 12 TL /C 10 Tf (for \\(i = 0; i < n; ++i\\) {) Tj T* (  sum += i;) Tj T* (}) Tj ET";
+  // A reference with a URL in a fixed-pitch face and a year on lines of
+  // their own is one paragraph.
+  content += "\nBT /R 10 Tf 72 460 Td ([Caps] A. Author, Linux Capability) Tj ET BT /R 10 Tf 86 448 Td (FAQ, online at) Tj "
+             "ET BT /C 10 Tf 86 436 Td (http://example.org/caps/) Tj ET BT /R 10 Tf 86 424 Td (1998.) Tj ET";
   b.stream(4, "", content);
   b.object(5, "<< /Type /Font /Subtype /Type1 /BaseFont /Times-Roman >>");
   b.object(6, "<< /Type /Font /Subtype /Type1 /BaseFont /Times-Italic >>");
   b.object(7, "<< /Type /Font /Subtype /Type1 /BaseFont /Courier >>");
   b.object(8, "<< /Type /Font /Subtype /Type1 /BaseFont /Times-Bold >>");
   auto page = laidOut(b, "styles.pdf");
-  ASSERT_EQ(page->blocks.size(), 3u);
+  ASSERT_EQ(page->blocks.size(), 4u);
+  EXPECT_EQ(page->blocks[3].text, "[Caps] A. Author, Linux Capability FAQ, online at http://example.org/caps/ 1998.");
   const TextBlock& paragraph = page->blocks[0];
   ASSERT_TRUE(paragraph.style);
   EXPECT_FALSE(paragraph.style->italic);

@@ -210,6 +210,9 @@ bool acceptsKept(const Building& b, LineMode mode, const TextLine& line, const P
                              : overlap(line.left, line.right, block.box.x0, block.box.x1) <= 0) {
     return false;
   }
+  // The rules between the rows of a ruled table part the cells of a column
+  // of figures, not the column: its rows keep their places anyway.
+  if (mode == LineMode::Column) return true;
   work += rules.horizontal.size() + rules.boxes.size();
   if (work > kMaxRuleWork) return true;
   if (gap > 0.3 * em &&
@@ -442,10 +445,27 @@ std::vector<TextBlock> textBlocks(const std::vector<TextEntry>& items, const std
       return item.style && item.style->fixedPitch && (!item.lastStyle || item.lastStyle == item.style.get());
     });
     std::string text = code ? codeLineText(items, line) : lineText(items, line);
-    // A line of figures alone is a row of a table's column.
-    const LineMode mode = code                                    ? LineMode::Code
-                          : line.upright && figuresOnly(text)     ? LineMode::Column
-                                                                  : LineMode::Prose;
+    // A line of figures alone is a row of a table's column, unless it ends a
+    // sentence ("1996." closing a reference).
+    const char end = text.empty() ? '\0' : text.back();
+    LineMode mode = code ? LineMode::Code
+                    : line.upright && figuresOnly(text) && end != '.' && end != ',' && end != ';' ? LineMode::Column
+                                                                                                 : LineMode::Prose;
+    // One word in a fixed-pitch font that goes on with the paragraph above,
+    // at the left edge of its body (a URL broken over the lines of a
+    // reference), is prose.
+    if (mode == LineMode::Code && line.upright && text.find(' ') == std::string::npos) {
+      std::string prose = lineText(items, line);
+      for (std::size_t k : open) {
+        const TextBlock& above = building[k].block;
+        if (above.lines.size() >= 2 && std::fabs(line.left - bodyLeft(above)) <= 0.5 * line.size &&
+            accepts(building[k], line, bold, prose, rules, work)) {
+          mode = LineMode::Prose;
+          text = std::move(prose);
+          break;
+        }
+      }
+    }
     const bool grouped = line.upright && mode == LineMode::Prose;
     const bool kept = line.upright && mode != LineMode::Prose;
     std::size_t chosen = building.size();

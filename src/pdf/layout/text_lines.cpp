@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <map>
 
 #include "pdf/layout/item_geometry.h"
@@ -27,6 +28,10 @@ constexpr int kGutterLines = 5;
 constexpr std::size_t kMaxGutterSpans = 4000;
 // Lines farther than this (em) above or below share no gap with a line.
 constexpr double kSharedGapReach = 8.0;
+// Wide gaps of one line, at least this many and within this fraction of
+// each other, are the word spaces of a stretched justified line.
+constexpr int kStretchedGaps = 2;
+constexpr double kStretchedSpread = 0.05;
 
 struct Placed {
   std::uint32_t index = 0;
@@ -173,17 +178,39 @@ std::vector<TextLine> textLines(const std::vector<TextEntry>& items, const PageR
     }
     return false;
   };
+  // A justified line stretched far (a long word pushed to the next line)
+  // has word spaces wider than a column gap, all of one width and lined up
+  // with no gap of the lines around it: they part words, not columns.
+  const auto stretched = [&](const std::vector<Placed>& band) {
+    double reach = band[0].x1;
+    double narrowest = 0, widest = 0;
+    int wide = 0;
+    for (std::size_t k = 1; k < band.size(); ++k) {
+      const double gap = gapOf(band, k, reach);
+      const double em = std::max(band[k].size, band[k - 1].size);
+      if (gap > kColumnGap) {
+        if (gutter(band[k].x0) || sharedGap(reach, band[k].x0, band[k].y, em)) return false;
+        narrowest = wide == 0 ? gap : std::min(narrowest, gap);
+        widest = std::max(widest, gap);
+        ++wide;
+      }
+      reach = std::max(reach, band[k].x1);
+    }
+    return wide >= kStretchedGaps && widest - narrowest <= kStretchedSpread * widest;
+  };
   for (const std::vector<Placed>& band : bands) {
     std::size_t first = 0;
     double reach = band[0].x1;
+    const double columnGap = stretched(band) ? std::numeric_limits<double>::infinity() : kColumnGap;
     for (std::size_t k = 1; k <= band.size(); ++k) {
       bool split = k == band.size();
       if (!split) {
         const double gap = gapOf(band, k, reach);
         const double em = std::max(band[k].size, band[k - 1].size);
         const double low = std::min(band[k].y, band[k - 1].y) - 0.2 * em;
-        split = gap > kColumnGap ||
-                (gap > kNarrowGutter && (gutter(band[k].x0) || sharedGap(reach, band[k].x0, band[k].y, em))) ||
+        split = gap > columnGap ||
+                (gap > kNarrowGutter && gap <= columnGap &&
+                 (gutter(band[k].x0) || sharedGap(reach, band[k].x0, band[k].y, em))) ||
                 ruleAcross(rules, low, low + em, reach - 0.1 * em, band[k].x0 + 0.1 * em);
       }
       if (split) {
