@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
 #include <map>
 
 #include "pdf/layout/item_geometry.h"
@@ -28,10 +27,12 @@ constexpr int kGutterLines = 5;
 constexpr std::size_t kMaxGutterSpans = 4000;
 // Lines farther than this (em) above or below share no gap with a line.
 constexpr double kSharedGapReach = 8.0;
-// Wide gaps of one line, at least this many and within this fraction of
-// each other, are the word spaces of a stretched justified line.
+// Wide gaps of one line, at least this many, within this fraction of each
+// other and no wider than this (em), are the word spaces of a stretched
+// justified line.
 constexpr int kStretchedGaps = 2;
 constexpr double kStretchedSpread = 0.05;
+constexpr double kStretchedWidest = 6.0;
 
 struct Placed {
   std::uint32_t index = 0;
@@ -178,46 +179,63 @@ std::vector<TextLine> textLines(const std::vector<TextEntry>& items, const PageR
     }
     return false;
   };
-  // A justified line stretched far (a long word pushed to the next line)
-  // has word spaces wider than a column gap, all of one width and lined up
-  // with no gap of the lines around it: they part words, not columns.
-  const auto stretched = [&](const std::vector<Placed>& band) {
+  // Words hold letters: figures spread evenly (the ticks of an axis, the
+  // numbers of a grid) are no stretched line.
+  const auto hasLetter = [&](const Placed& word) {
+    for (unsigned char c : items[word.index].text) {
+      if ((c | 0x20) >= 'a' && (c | 0x20) <= 'z') return true;
+      if (c >= 0x80) return true;
+    }
+    return false;
+  };
+  std::vector<bool> hard, wide;
+  std::vector<double> gaps;
+  for (const std::vector<Placed>& band : bands) {
+    // Splits at gutters, at gaps lined up with those of nearby lines and at
+    // rules; and the wide gaps between.
+    hard.assign(band.size(), false);
+    wide.assign(band.size(), false);
+    gaps.assign(band.size(), 0);
     double reach = band[0].x1;
-    double narrowest = 0, widest = 0;
-    int wide = 0;
     for (std::size_t k = 1; k < band.size(); ++k) {
       const double gap = gapOf(band, k, reach);
       const double em = std::max(band[k].size, band[k - 1].size);
-      if (gap > kColumnGap) {
-        if (gutter(band[k].x0) || sharedGap(reach, band[k].x0, band[k].y, em)) return false;
-        narrowest = wide == 0 ? gap : std::min(narrowest, gap);
-        widest = std::max(widest, gap);
-        ++wide;
-      }
+      const double low = std::min(band[k].y, band[k - 1].y) - 0.2 * em;
+      gaps[k] = gap;
+      wide[k] = gap > kColumnGap;
+      hard[k] = (gap > kNarrowGutter && (gutter(band[k].x0) || sharedGap(reach, band[k].x0, band[k].y, em))) ||
+                ruleAcross(rules, low, low + em, reach - 0.1 * em, band[k].x0 + 0.1 * em);
       reach = std::max(reach, band[k].x1);
     }
-    return wide >= kStretchedGaps && widest - narrowest <= kStretchedSpread * widest;
-  };
-  for (const std::vector<Placed>& band : bands) {
-    std::size_t first = 0;
-    double reach = band[0].x1;
-    const double columnGap = stretched(band) ? std::numeric_limits<double>::infinity() : kColumnGap;
-    for (std::size_t k = 1; k <= band.size(); ++k) {
-      bool split = k == band.size();
-      if (!split) {
-        const double gap = gapOf(band, k, reach);
-        const double em = std::max(band[k].size, band[k - 1].size);
-        const double low = std::min(band[k].y, band[k - 1].y) - 0.2 * em;
-        split = gap > columnGap ||
-                (gap > kNarrowGutter && gap <= columnGap &&
-                 (gutter(band[k].x0) || sharedGap(reach, band[k].x0, band[k].y, em))) ||
-                ruleAcross(rules, low, low + em, reach - 0.1 * em, band[k].x0 + 0.1 * em);
+    // A justified line stretched far (a long word pushed to the next line)
+    // has word spaces wider than a column gap, all of one width: between
+    // two hard splits, two or more wide gaps of one width between words
+    // part words, not columns.
+    for (std::size_t start = 0; start < band.size();) {
+      std::size_t end = start + 1;
+      while (end < band.size() && !hard[end]) ++end;
+      double narrowest = 0, widest = 0;
+      int count = 0;
+      bool words = true;
+      for (std::size_t k = start; k < end && words; ++k) {
+        words = hasLetter(band[k]);
+        if (k == start || !wide[k]) continue;
+        narrowest = count == 0 ? gaps[k] : std::min(narrowest, gaps[k]);
+        widest = std::max(widest, gaps[k]);
+        ++count;
       }
-      if (split) {
+      if (words && count >= kStretchedGaps && widest <= kStretchedWidest &&
+          widest - narrowest <= kStretchedSpread * widest) {
+        for (std::size_t k = start + 1; k < end; ++k) wide[k] = false;
+      }
+      start = end;
+    }
+    std::size_t first = 0;
+    for (std::size_t k = 1; k <= band.size(); ++k) {
+      if (k == band.size() || hard[k] || wide[k]) {
         lines.push_back(lineOf(band, first, k));
         first = k;
       }
-      if (k < band.size()) reach = std::max(reach, band[k].x1);
     }
   }
   std::stable_sort(lines.begin(), lines.end(), [](const TextLine& l, const TextLine& r) {
