@@ -308,14 +308,15 @@ TEST(TextBlocks, FlowsLongerAndShorterTexts) {
 
 // A paragraph written a few words per string, with one italic word a
 // line, is set in roman; a bold run-in heading starts a paragraph; lines of
-// code make one listing; a URL and a year go on with their reference.
+// code make one listing, numbered ones too; a URL and a year go on with
+// their reference.
 TEST(TextBlocks, StyleOfMostTextAndCodeListings) {
   if (!test::haveProgram("pdftotext")) GTEST_SKIP() << "pdftotext not installed";
   test::PdfBuilder b;
   b.object(1, "<< /Type /Catalog /Pages 2 0 R >>");
   b.object(2, "<< /Type /Pages /Kids [3 0 R] /Count 1 >>");
   b.object(3, "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 612 792] /Resources << /Font << /R 5 0 R "
-              "/I 6 0 R /C 7 0 R /B 8 0 R >> >> /Contents 4 0 R >>");
+              "/I 6 0 R /C 7 0 R /B 8 0 R /H 9 0 R >> >> /Contents 4 0 R >>");
   std::string content = "BT 72 700 Td 12 TL\n";
   for (const char* word : {"emphasised", "underlined", "italicised"}) {
     content += std::string("/R 10 Tf (The ) Tj (words ) Tj (of ) Tj (the ) Tj /I 10 Tf (") + word +
@@ -329,13 +330,22 @@ TEST(TextBlocks, StyleOfMostTextAndCodeListings) {
   // their own is one paragraph.
   content += "\nBT /R 10 Tf 72 460 Td ([Caps] A. Author, Linux Capability) Tj ET BT /R 10 Tf 86 448 Td (FAQ, online at) Tj "
              "ET BT /C 10 Tf 86 436 Td (http://example.org/caps/) Tj ET BT /R 10 Tf 86 424 Td (1998.) Tj ET";
+  // A listing with small line numbers and a guard line in another face is
+  // one listing, set in its code's face.
+  content += "\nBT /H 5 Tf 64 380 Td (1) Tj ET BT /C 10 Tf 72 380 Td (x = 1;) Tj ET BT /H 5 Tf 64 368 Td (2) Tj ET "
+             "BT /H 10 Tf 72 368 Td (<guard>) Tj ET BT /H 5 Tf 64 356 Td (3) Tj ET BT /C 10 Tf 72 356 Td (y = 2;) Tj ET";
   b.stream(4, "", content);
   b.object(5, "<< /Type /Font /Subtype /Type1 /BaseFont /Times-Roman >>");
   b.object(6, "<< /Type /Font /Subtype /Type1 /BaseFont /Times-Italic >>");
   b.object(7, "<< /Type /Font /Subtype /Type1 /BaseFont /Courier >>");
   b.object(8, "<< /Type /Font /Subtype /Type1 /BaseFont /Times-Bold >>");
+  b.object(9, "<< /Type /Font /Subtype /Type1 /BaseFont /Helvetica >>");
   auto page = laidOut(b, "styles.pdf");
-  ASSERT_EQ(page->blocks.size(), 4u);
+  ASSERT_EQ(page->blocks.size(), 5u);
+  EXPECT_EQ(page->blocks[4].kind, BlockKind::Code);
+  EXPECT_EQ(page->blocks[4].lines.size(), 3u);
+  ASSERT_TRUE(page->blocks[4].style);
+  EXPECT_TRUE(page->blocks[4].style->fixedPitch);
   EXPECT_EQ(page->blocks[3].text, "[Caps] A. Author, Linux Capability FAQ, online at http://example.org/caps/ 1998.");
   const TextBlock& paragraph = page->blocks[0];
   ASSERT_TRUE(paragraph.style);

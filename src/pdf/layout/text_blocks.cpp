@@ -40,13 +40,26 @@ constexpr double kCodeOutdent = 8;
 enum class LineMode : std::uint8_t { Prose, Code, Column };
 // Lines of one word each, at least this many, make a column.
 constexpr std::size_t kMinWordColumn = 3;
+// Text smaller than this part of its line's size (the line numbers of a
+// listing) does not decide whether the line is code.
+constexpr double kLineNumberSize = 0.75;
 
 struct Building {
   TextBlock block;
   std::vector<std::string> texts;
   bool bold = false;
   LineMode mode = LineMode::Prose;
+  // A listing whose first line starts with a line number.
+  bool numbered = false;
 };
+
+// The line starts with a line number: figures smaller than the rest.
+bool numberedLine(const std::vector<TextEntry>& items, const TextLine& line) {
+  if (line.items.size() < 2) return false;
+  const TextEntry& first = items[line.items[0]];
+  if (!(shownSize(first) < kLineNumberSize * line.size) || first.text.empty()) return false;
+  return std::all_of(first.text.begin(), first.text.end(), [](char c) { return c >= '0' && c <= '9'; });
+}
 
 // Numbers, signs and units of a table's figures ("-1.6", "2.20x", "25%",
 // "4450 ± 56"), at least one digit among them.
@@ -440,10 +453,17 @@ std::vector<TextBlock> textBlocks(const std::vector<TextEntry>& items, const std
     // indentation carry meaning, so their text is never flowed as prose.
     // A line with proportional text beside fixed-pitch text, in items of
     // their own or ending one, is prose that quotes code.
-    const bool code = line.upright && std::all_of(line.items.begin(), line.items.end(), [&](std::uint32_t index) {
+    // Much smaller text beside it (the line numbers of a listing) does not
+    // count.
+    bool fixed = false, proportional = false;
+    for (std::uint32_t index : line.items) {
       const TextEntry& item = items[index];
-      return item.style && item.style->fixedPitch && (!item.lastStyle || item.lastStyle == item.style.get());
-    });
+      if (shownSize(item) < kLineNumberSize * line.size) continue;
+      const bool pitch = item.style && item.style->fixedPitch && (!item.lastStyle || item.lastStyle == item.style.get());
+      fixed = fixed || pitch;
+      proportional = proportional || !pitch;
+    }
+    const bool code = line.upright && fixed && !proportional;
     std::string text = code ? codeLineText(items, line) : lineText(items, line);
     // A line of figures alone is a row of a table's column, unless it ends a
     // sentence ("1996." closing a reference).
@@ -462,6 +482,18 @@ std::vector<TextBlock> textBlocks(const std::vector<TextEntry>& items, const std
             accepts(building[k], line, bold, prose, rules, work)) {
           mode = LineMode::Prose;
           text = std::move(prose);
+          break;
+        }
+      }
+    }
+    // A numbered line (a small line number first) goes on with a numbered
+    // listing, whatever its face: the guards and comments of a listing are
+    // set in other faces.
+    if (mode == LineMode::Prose && line.upright && numberedLine(items, line)) {
+      for (std::size_t k : openKept) {
+        if (building[k].numbered && acceptsKept(building[k], LineMode::Code, line, rules, work)) {
+          mode = LineMode::Code;
+          text = codeLineText(items, line);
           break;
         }
       }
@@ -486,6 +518,7 @@ std::vector<TextBlock> textBlocks(const std::vector<TextEntry>& items, const std
       building.emplace_back();
       building.back().bold = bold;
       building.back().mode = mode;
+      building.back().numbered = mode == LineMode::Code && numberedLine(items, line);
       std::vector<std::size_t>& list = kept ? openKept : open;
       if (grouped || kept) {
         list.push_back(chosen);
@@ -554,6 +587,20 @@ std::vector<TextBlock> textBlocks(const std::vector<TextEntry>& items, const std
     }
     if (block.text.find_first_not_of('\n') == std::string::npos) continue;
     block.styleItem = blockStyleItem(items, block);
+    // A listing is set in its code's face, not in that of its line numbers
+    // or guards.
+    if (b.mode == LineMode::Code) {
+      std::size_t longest = 0;
+      for (const TextLine& line : block.lines) {
+        for (std::uint32_t index : line.items) {
+          const TextEntry& item = items[index];
+          if (item.style && item.style->fixedPitch && item.text.size() > longest) {
+            longest = item.text.size();
+            block.styleItem = index;
+          }
+        }
+      }
+    }
     if (block.styleItem < items.size()) block.style = items[block.styleItem].style;
     if (block.keepsLines) {
       blocks.push_back(std::move(block));
