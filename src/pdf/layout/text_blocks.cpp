@@ -243,12 +243,16 @@ void finishKept(Building& b) {
   std::vector<std::size_t> order(block.lines.size());
   for (std::size_t k = 0; k < order.size(); ++k) order[k] = k;
   const double tolerance = 0.3 * block.size;
-  std::stable_sort(order.begin(), order.end(), [&](std::size_t l, std::size_t r) {
-    const TextLine& a = block.lines[l];
-    const TextLine& c = block.lines[r];
-    if (std::fabs(a.baseline - c.baseline) > tolerance) return a.baseline > c.baseline;
-    return a.left < c.left;
-  });
+  const auto baseline = [&](std::size_t k) { return block.lines[k].baseline; };
+  std::stable_sort(order.begin(), order.end(), [&](std::size_t l, std::size_t r) { return baseline(l) > baseline(r); });
+  // Lines within the tolerance of a run's first baseline share it.
+  for (std::size_t start = 0; start < order.size();) {
+    std::size_t end = start + 1;
+    while (end < order.size() && baseline(order[start]) - baseline(order[end]) <= tolerance) ++end;
+    std::stable_sort(order.begin() + static_cast<std::ptrdiff_t>(start), order.begin() + static_cast<std::ptrdiff_t>(end),
+                     [&](std::size_t l, std::size_t r) { return block.lines[l].left < block.lines[r].left; });
+    start = end;
+  }
   std::vector<TextLine> lines;
   std::string text;
   for (std::size_t k : order) {
@@ -502,7 +506,8 @@ std::vector<TextBlock> textBlocks(const std::vector<TextEntry>& items, const std
     const bool kept = line.upright && mode != LineMode::Prose;
     std::size_t chosen = building.size();
     double bestGap = 0;
-    for (std::size_t k : grouped ? open : kept ? openKept : std::vector<std::size_t>()) {
+    static const std::vector<std::size_t> kNoBlocks;
+    for (std::size_t k : grouped ? open : kept ? openKept : kNoBlocks) {
       const Building& candidate = building[k];
       if (grouped ? !accepts(candidate, line, bold, text, rules, work)
                   : !acceptsKept(candidate, mode, line, rules, work)) {
