@@ -140,6 +140,19 @@ Document::DrawState stateFor(const TextEntry& item, std::uint32_t page, const st
   return state;
 }
 
+// Adds a drawn line's box to the flow's box (the first line's is the box).
+void addDrawnLine(BlockFlow& result, const ItemBox& drawn, bool& first) {
+  if (first) {
+    result.box = drawn;
+    first = false;
+    return;
+  }
+  result.box.x0 = std::min(result.box.x0, drawn.x0);
+  result.box.y0 = std::min(result.box.y0, drawn.y0);
+  result.box.x1 = std::max(result.box.x1, drawn.x1);
+  result.box.y1 = std::max(result.box.y1, drawn.y1);
+}
+
 // The new lines of a block that keeps its lines (code, a column of
 // figures), one a line of the text: each at the start and baseline of the
 // block's line of the same rank, those past its last line below it at its
@@ -221,15 +234,7 @@ Error flowKept(Document& document, std::uint32_t page, const FlowPage& context, 
     if (step != Error::None) return step;
     const ItemBox drawn{xs[k], baselines[k] - 0.25 * result.shownSize, xs[k] + state.width * along,
                         baselines[k] + result.shownSize};
-    if (first) {
-      result.box = drawn;
-      first = false;
-    } else {
-      result.box.x0 = std::min(result.box.x0, drawn.x0);
-      result.box.y0 = std::min(result.box.y0, drawn.y0);
-      result.box.x1 = std::max(result.box.x1, drawn.x1);
-      result.box.y1 = std::max(result.box.y1, drawn.y1);
-    }
+    addDrawnLine(result, drawn, first);
   }
   return Error::None;
 }
@@ -369,15 +374,7 @@ Error flowBlock(Document& document, std::uint32_t page, const FlowPage& context,
     }
     const ItemBox drawn{line.x, line.baseline - 0.25 * result.shownSize, lineEnd,
                         line.baseline + result.shownSize};
-    if (first) {
-      result.box = drawn;
-      first = false;
-    } else {
-      result.box.x0 = std::min(result.box.x0, drawn.x0);
-      result.box.y0 = std::min(result.box.y0, drawn.y0);
-      result.box.x1 = std::max(result.box.x1, drawn.x1);
-      result.box.y1 = std::max(result.box.y1, drawn.y1);
-    }
+    addDrawnLine(result, drawn, first);
   }
   return Error::None;
 }
