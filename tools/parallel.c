@@ -267,8 +267,8 @@ static void runPage(Worker* worker, size_t fileIndex, uint32_t page) {
   pthread_mutex_unlock(&pool->lock);
 }
 
-/* Gives the worker a handle on file `f` (opened before by someone, so its
- * pages are known); called without the lock. */
+/* Gives the worker a handle on file `f`, which another worker opens or has
+ * opened; called without the lock. */
 static void holdFile(Worker* worker, size_t f) {
   FileWork scratch;
   if (worker->loader && worker->file == f) return;
@@ -364,6 +364,15 @@ static void* workerMain(void* argument) {
           break;
         }
       }
+    }
+    if (chosen == count && pool->files[front].state == FILE_OPENING && worker->file != front) {
+      /* Another worker is opening the file the writer needs: open a handle
+       * of its own meanwhile, so that both start on its pages together
+       * instead of one opening after the other. */
+      pthread_mutex_unlock(&pool->lock);
+      holdFile(worker, front);
+      pthread_mutex_lock(&pool->lock);
+      continue;
     }
     if (chosen == count) {
       pthread_cond_wait(&pool->changed, &pool->lock);
