@@ -102,12 +102,19 @@ int editPageRanges(ZOPRADocumentLoader* target, const char* input, uint32_t page
     range->index = k;
     range->edit = edit;
     range->context = context;
-    range->started = pthread_create(&threads[k], NULL, runRange, range) == 0;
-    if (!range->started) runRange(range);
+    /* The first range is edited here, on the target itself: its reports
+     * come first anyway, and its edits need no adopting. */
+    if (k > 0) range->started = pthread_create(&threads[k], NULL, runRange, range) == 0;
   }
-  for (k = 0; k < count; ++k) {
+  ranges[0].result = edit(target, ranges[0].first, ranges[0].last, 0, context);
+  going = done(0, ranges[0].result, context);
+  for (k = 1; k < count; ++k) {
     Range* range = &ranges[k];
-    if (range->started) pthread_join(threads[k], NULL);
+    if (range->started) {
+      pthread_join(threads[k], NULL);
+    } else if (going) {
+      runRange(range);
+    }
     if (going) {
       if (range->reports) fwrite(range->reports, 1, range->reportSize, stderr);
       going = done(k, range->result, context);

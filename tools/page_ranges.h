@@ -1,8 +1,10 @@
-/* One document edited on several threads (page_ranges.c): each thread opens
- * its own handle on the file and edits a range of its pages; the calling
- * thread then takes the edits into its handle range by range, in page order,
- * with zopraDocumentLoaderAdoptPageEdits, and prints each range's reports
- * in that order, so output and reports do not depend on the thread count. */
+/* One document edited on several threads (page_ranges.c): the calling
+ * thread edits the first range of pages on its own handle while each other
+ * thread opens a handle on the file and edits the next range; the calling
+ * thread then takes their edits into its handle range by range, in page
+ * order, with zopraDocumentLoaderAdoptPageEdits, and prints each range's
+ * reports in that order, so output and reports do not depend on the thread
+ * count. */
 #ifndef ZOPRA_PDF_PAGE_RANGES_H
 #define ZOPRA_PDF_PAGE_RANGES_H
 
@@ -15,8 +17,10 @@
  * stream. The report helpers of cli.c and the commands print there. */
 FILE* reportStream(void);
 
-/* Edits pages first..last (0-based, inclusive) with `loader`, on a worker
- * thread; `range` is the range's number, from 0. Returns an exit status. */
+/* Edits pages first..last (0-based, inclusive) with `loader`: for range 0
+ * the target on the calling thread, for the others a handle of their own on
+ * a worker thread; `range` is the range's number, from 0. Returns an exit
+ * status. */
 typedef int (*RangeEdit)(ZOPRADocumentLoader* loader, uint32_t first, uint32_t last, unsigned range,
                          void* context);
 /* In page order on the calling thread, after the range's reports were
