@@ -484,8 +484,9 @@ static int replaceAllSegments(ZOPRADocumentLoader* loader, const SegmentReplace*
   size_t i;
   int result;
   if (jobs <= 1 || count == 0) return replaceSegmentRange(loader, job, job->fonts, list, count, 0, pages, counts);
-  /* Reading a page costs about as much as flowing and drawing fifty
-   * blocks; a page without segments is not read at all. */
+  /* Flowing and drawing grow with the length of the new text, and reading
+   * a page costs about as much as flowing a hundred bytes of it; a page
+   * without segments is not read at all. */
   costs = calloc(pages, sizeof *costs);
   memset(&ranges, 0, sizeof ranges);
   ranges.counts = calloc(jobs, sizeof *ranges.counts);
@@ -494,7 +495,9 @@ static int replaceAllSegments(ZOPRADocumentLoader* loader, const SegmentReplace*
     free(ranges.counts);
     return reportFailure(job->input, ZOPRA_STATUS_MEMORY_INSUFFICIENT);
   }
-  for (i = 0; i < count; ++i) costs[list[i].page] += costs[list[i].page] == 0 ? 1.02 : 0.02;
+  for (i = 0; i < count; ++i) {
+    costs[list[i].page] += (costs[list[i].page] == 0 ? 1 : 0) + (double)strlen(list[i].text) / 100;
+  }
   ranges.job = job;
   ranges.list = list;
   ranges.count = count;

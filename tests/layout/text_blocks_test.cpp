@@ -1,5 +1,6 @@
 // Blocks of hand-made pages (columns, justified paragraphs, a list, a
-// ruled table, a table without rules, a shadowed heading, a caption) and
+// ruled table, a table without rules, a shadowed heading, a LaTeX logo, an
+// index, a caption) and
 // new text flowed over them, judged by the words poppler finds in the
 // written file.
 #include <gtest/gtest.h>
@@ -163,6 +164,18 @@ std::vector<PageCase> pageCases() {
            "0 g\n" + lines(72, 660, 10, 12, {"Body text under the title goes on here."}),
        {{K::Heading, A::Left, "Shadowed Title"}, {K::Paragraph, A::Left, "Body text under the title goes on here."}},
        0, "Schattierter Titel mit mehr Worten", "Titel"},
+      {"LaTeX logo with a raised and a lowered letter",
+       "BT /F1 10 Tf 72 700 Td (Typeset with L) Tj ET BT /F1 7 Tf 133.8 702.05 Td (A) Tj ET "
+       "BT /F1 10 Tf 137.4 700 Td (T) Tj ET BT /F1 10 Tf 142.9 697.85 Td (E) Tj ET "
+       "BT /F1 10 Tf 148.4 700 Td (X in lines) Tj ET\n" +
+           lines(72, 688, 10, 12, {"of plain text that runs on longer", "here."}),
+       {{K::Paragraph, A::Left, "Typeset with LATEX in lines of plain text that runs on longer here."}},
+       0, "Gesetzt mit einem Satzprogramm in zwei oder drei Zeilen aus einfachem Text, der laenger wird.",
+       "Gesetzt."},
+      {"index with dot leaders",
+       lines(72, 700, 10, 12, {"alpha . . . . . . . . . 12", "beta . . . . . . 14, 17,", "Y21, Y30", "gamma . . . . 9"}),
+       {{K::TableCell, A::Left, "alpha . . . . . . . . . 12\nbeta . . . . . . 14, 17,\nY21, Y30\ngamma . . . . 9"}},
+       0, "Anfang . . . . . 12\nMitte . . . . 14\nEnde . . . 9\nSchluss . . 5", "Anfang . . 12"},
       {"caption under a figure",
        lines(72, 760, 10, 12, {"A paragraph of body text stands above the", "figure and sets the body size."}) +
            "0.8 g 200 600 200 100 re f 0 g\n" + lines(250, 585, 10, 12, {"Figure 1: A grey box"}),

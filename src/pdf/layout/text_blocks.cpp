@@ -40,6 +40,11 @@ constexpr double kCodeOutdent = 8;
 enum class LineMode : std::uint8_t { Prose, Code, Column };
 // Lines of one word each, at least this many, make a column.
 constexpr std::size_t kMinWordColumn = 3;
+// Dot leaders (". . . . 12"): at least this many dots with nothing but
+// spaces between them. A block with a leader on at least one line in
+// kLeaderShare is a table of contents or an index, whose lines are entries.
+constexpr int kLeaderDots = 4;
+constexpr std::size_t kLeaderShare = 5;
 // Text smaller than this part of its line's size (the line numbers of a
 // listing) does not decide whether the line is code.
 constexpr double kLineNumberSize = 0.75;
@@ -277,6 +282,18 @@ void finishKept(Building& b) {
   block.alignment = BlockAlignment::Left;
 }
 
+bool hasLeader(const std::string& line) {
+  int dots = 0;
+  for (char c : line) {
+    if (c == '.') {
+      if (++dots >= kLeaderDots) return true;
+    } else if (c != ' ') {
+      dots = 0;
+    }
+  }
+  return false;
+}
+
 void addLine(Building& b, const TextLine& line, std::string text) {
   TextBlock& block = b.block;
   if (block.lines.empty()) {
@@ -388,6 +405,11 @@ constexpr double kScriptDrop = 0.45;   // em of the line, below it
 constexpr double kScriptReach = 0.6;   // em of the line, the script's gap to its ends
 constexpr double kScriptWidth = 3.0;   // em of the line, the script's width
 constexpr std::size_t kScriptWindow = 8;  // lines searched on either side (they are sorted by baseline)
+// Letters of the line's own size set a little off its baseline (the
+// lowered E of the TeX logo) belong to the line too: no other line comes
+// that close.
+constexpr double kShiftedRise = 0.35;   // em of the line, at most, up or down
+constexpr double kShiftedRatio = 1.05;  // the letter's size to the line's, at most
 
 std::vector<TextLine> attachScripts(std::vector<TextLine> lines, const std::vector<TextEntry>& items) {
   constexpr std::size_t kNone = SIZE_MAX;
@@ -400,8 +422,11 @@ std::vector<TextLine> attachScripts(std::vector<TextLine> lines, const std::vect
     const std::size_t to = std::min(lines.size(), s + kScriptWindow + 1);
     for (std::size_t m = from; m < to; ++m) {
       const TextLine& line = lines[m];
-      if (m == s || host[m] != kNone || !line.upright || script.size > kScriptRatio * line.size) continue;
+      if (m == s || host[m] != kNone || !line.upright) continue;
       const double rise = script.baseline - line.baseline;
+      const bool shifted = script.size <= kShiftedRatio * line.size && std::fabs(rise) <= kShiftedRise * line.size &&
+                           line.right - line.left > script.right - script.left;
+      if (script.size > kScriptRatio * line.size && !shifted) continue;
       if (rise > kScriptRise * line.size || rise < -kScriptDrop * line.size) continue;
       if (script.left > line.right + kScriptReach * line.size || script.right < line.left - kScriptReach * line.size ||
           script.right - script.left > kScriptWidth * line.size) {
@@ -582,6 +607,11 @@ std::vector<TextBlock> textBlocks(const std::vector<TextEntry>& items, const std
         std::none_of(b.texts.begin(), b.texts.end(), [](const std::string& line) {
           return line.find(' ') != std::string::npos;
         })) {
+      b.mode = LineMode::Column;
+    }
+    if (b.mode == LineMode::Prose && block.lines.size() >= 2 &&
+        kLeaderShare * static_cast<std::size_t>(std::count_if(b.texts.begin(), b.texts.end(), hasLeader)) >=
+            block.lines.size()) {
       b.mode = LineMode::Column;
     }
     if (b.mode != LineMode::Prose) {
