@@ -1,6 +1,6 @@
 // Blocks of hand-made pages (columns, justified paragraphs, a list, a
-// ruled table, a table without rules, a shadowed heading, a LaTeX logo, an
-// index, a caption) and
+// ruled table, a table without rules, a shadowed heading, a LaTeX logo, a
+// description list, an index, a caption) and
 // new text flowed over them, judged by the words poppler finds in the
 // written file.
 #include <gtest/gtest.h>
@@ -172,6 +172,18 @@ std::vector<PageCase> pageCases() {
        {{K::Paragraph, A::Left, "Typeset with LATEX in lines of plain text that runs on longer here."}},
        0, "Gesetzt mit einem Satzprogramm in zwei oder drei Zeilen aus einfachem Text, der laenger wird.",
        "Gesetzt."},
+      {"description list with terms in the margin",
+       lines(150, 712, 10, 12, {"Commands defined here", "are meant for a future format and for plain", "text."}) +
+           lines(150, 676, 10, 12, {"newthing with a name given", "Defines a named thing, counted", "from one and never zero."}) +
+           lines(105, 676, 10, 12, {"newthing"}) +
+           lines(150, 640, 10, 12, {"newother with a name given", "Defines another thing."}) +
+           lines(105.5, 640, 10, 12, {"newother"}),
+       {{K::Paragraph, A::Left, "Commands defined here are meant for a future format and for plain text."},
+        {K::Paragraph, A::Left,
+         "newthing newthing with a name given Defines a named thing, counted from one and never zero."},
+        {K::Paragraph, A::Left, "newother newother with a name given Defines another thing."}},
+       1, "newthing Bezeichnung Legt ein benanntes Ding an, gezaehlt ab eins und niemals null, mit mehr Worten.",
+       "newthing Kurz."},
       {"index with dot leaders",
        lines(72, 700, 10, 12, {"alpha . . . . . . . . . 12", "beta . . . . . . 14, 17,", "Y21, Y30", "gamma . . . . 9"}),
        {{K::TableCell, A::Left, "alpha . . . . . . . . . 12\nbeta . . . . . . 14, 17,\nY21, Y30\ngamma . . . . 9"}},

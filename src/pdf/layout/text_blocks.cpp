@@ -40,6 +40,10 @@ constexpr double kCodeOutdent = 8;
 enum class LineMode : std::uint8_t { Prose, Code, Column };
 // Lines of one word each, at least this many, make a column.
 constexpr std::size_t kMinWordColumn = 3;
+// A line starting this many em left of the lines above and below it, or
+// more, is the term of a description list hung in the margin (a first-line
+// indent is less).
+constexpr double kHungTerm = 3.0;
 // Dot leaders (". . . . 12"): at least this many dots with nothing but
 // spaces between them. A block with a leader on at least one line in
 // kLeaderShare is a table of contents or an index, whose lines are entries.
@@ -314,6 +318,42 @@ void addLine(Building& b, const TextLine& line, std::string text) {
     std::nth_element(gaps.begin(), gaps.begin() + static_cast<std::ptrdiff_t>(gaps.size() / 2), gaps.end());
     block.leading = gaps[gaps.size() / 2];
   }
+}
+
+// Splits prose blocks before each term of a description list: a line far
+// left of the line above it, whose next line comes back to where that one
+// started, and whose own text after the term starts there too. Text that
+// wraps around a picture comes back left for good, and ragged-left text
+// has no such break in its lines: both stay one block.
+std::vector<Building> splitAtHungTerms(std::vector<Building> building, const std::vector<TextEntry>& items) {
+  std::vector<Building> parts;
+  parts.reserve(building.size());
+  for (Building& b : building) {
+    const std::vector<TextLine>& lines = b.block.lines;
+    std::vector<std::size_t> starts{0};
+    for (std::size_t k = 1; b.mode == LineMode::Prose && k + 1 < lines.size(); ++k) {
+      const double em = lines[k].size;
+      const double body = lines[k - 1].left;
+      if (lines[k].left < body - kHungTerm * em && std::fabs(lines[k + 1].left - body) < 0.5 * em &&
+          std::any_of(lines[k].items.begin() + 1, lines[k].items.end(),
+                      [&](std::uint32_t index) { return std::fabs(items[index].startX - body) < 0.5 * em; })) {
+        starts.push_back(k);
+      }
+    }
+    if (starts.size() == 1) {
+      parts.push_back(std::move(b));
+      continue;
+    }
+    starts.push_back(lines.size());
+    for (std::size_t s = 0; s + 1 < starts.size(); ++s) {
+      Building part;
+      part.bold = b.bold;
+      part.mode = b.mode;
+      for (std::size_t k = starts[s]; k < starts[s + 1]; ++k) addLine(part, lines[k], std::move(b.texts[k]));
+      parts.push_back(std::move(part));
+    }
+  }
+  return parts;
 }
 
 bool aligned(const std::vector<double>& values, double tolerance) {
@@ -596,6 +636,7 @@ std::vector<TextBlock> textBlocks(const std::vector<TextEntry>& items, const std
       bodySize = size;
     }
   }
+  building = splitAtHungTerms(std::move(building), items);
   std::vector<TextBlock> blocks;
   blocks.reserve(building.size());
   for (Building& b : building) {
