@@ -334,7 +334,8 @@ std::vector<Building> splitAtHungTerms(std::vector<Building> building, const std
     for (std::size_t k = 1; b.mode == LineMode::Prose && k + 1 < lines.size(); ++k) {
       const double em = lines[k].size;
       const double body = lines[k - 1].left;
-      if (lines[k].left < body - kHungTerm * em && std::fabs(lines[k + 1].left - body) < 0.5 * em &&
+      if (lines[k].items.size() >= 2 && lines[k].left < body - kHungTerm * em &&
+          std::fabs(lines[k + 1].left - body) < 0.5 * em &&
           std::any_of(lines[k].items.begin() + 1, lines[k].items.end(),
                       [&](std::uint32_t index) { return std::fabs(items[index].startX - body) < 0.5 * em; })) {
         starts.push_back(k);
