@@ -272,7 +272,22 @@ static json_t* readSegmentsJson(const char* path) {
     fprintf(stderr, PROGRAM ": %s: too large for a segments file\n", path);
     return NULL;
   }
-  root = json_load_file(path, JSON_REJECT_DUPLICATES, &error);
+  /* Read whole and parsed from memory: jansson reads a file one getc at a
+   * time, which takes longer than the parsing itself. */
+  {
+    FILE* file = fopen(path, "rb");
+    size_t size = (size_t)info.st_size;
+    char* text = file ? malloc(size ? size : 1) : NULL;
+    size_t got = text ? fread(text, 1, size, file) : 0;
+    if (file) fclose(file);
+    if (!text || got != size) {
+      free(text);
+      fprintf(stderr, PROGRAM ": %s: cannot read the segments file\n", path);
+      return NULL;
+    }
+    root = json_loadb(text, size, JSON_REJECT_DUPLICATES, &error);
+    free(text);
+  }
   if (!root) {
     fprintf(stderr, PROGRAM ": %s:%d:%d: %s\n", path, error.line, error.column, error.text);
     return NULL;
