@@ -138,7 +138,11 @@ void readObjectStream(Document& document, std::uint32_t streamNumber, NumberSet&
   ObjectStreamReader reader(document, *stream, static_cast<std::uint64_t>(first),
                             static_cast<std::uint64_t>(count), recorded, found);
   if (document.strictCrossReference) {
-    for (const auto& [index, number] : document.compressedEntries[streamNumber]) reader.load(index, number);
+    auto listed = document.compressedEntries.find(streamNumber);
+    if (listed == document.compressedEntries.end()) return;
+    for (const auto& [index, number] : listed->second) reader.load(index, number);
+    // Each list is read once: the index takes its place as it grows.
+    document.compressedEntries.erase(listed);
     return;
   }
   const auto& header = reader.header();
