@@ -464,6 +464,48 @@ int closeOutputFile(FILE* file, const char* path) {
 
 int finishOutput(void) { return closeOutputFile(stdout, "-"); }
 
+char* readWholeFile(const char* path, size_t limit, size_t* length, ReadFailure* failure) {
+  FILE* file = fopen(path, "rb");
+  char* buffer = NULL;
+  size_t used = 0;
+  size_t capacity = 0;
+  int saved;
+  *failure = READ_FAILED;
+  if (!file) return NULL;
+  for (;;) {
+    size_t got;
+    if (used == capacity) {
+      char* larger;
+      capacity = capacity ? 2 * capacity : 65536;
+      larger = realloc(buffer, capacity + 1);
+      if (!larger) {
+        *failure = READ_NO_MEMORY;
+        break;
+      }
+      buffer = larger;
+    }
+    got = fread(buffer + used, 1, capacity - used, file);
+    used += got;
+    if (used > limit) {
+      *failure = READ_TOO_LARGE;
+      break;
+    }
+    if (got == 0) {
+      if (ferror(file)) break;
+      fclose(file);
+      buffer[used] = '\0';
+      *length = used;
+      return buffer;
+    }
+  }
+  /* The caller's report tells errno's reason. */
+  saved = errno;
+  fclose(file);
+  free(buffer);
+  errno = saved;
+  return NULL;
+}
+
 int openDocument(const char* path, ZOPRADocumentLoader** loader) {
   int32_t status;
   int result = checkInputFile(path);

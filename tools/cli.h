@@ -142,6 +142,13 @@ int closeOutputFile(FILE* file, const char* path);
 /* Flushes stdout; EXIT_OK, or a report and EXIT_WRITE_FAILED. */
 int finishOutput(void);
 
+/* Why readWholeFile gave nothing: the file could not be opened or read
+ * (errno tells why), it holds more than the limit, or memory ran out. */
+typedef enum { READ_FAILED, READ_TOO_LARGE, READ_NO_MEMORY } ReadFailure;
+/* The whole file at `path` in a new NUL-terminated buffer (free() it) and
+ * its length; NULL with `*failure` set. Reads pipes as well as files. */
+char* readWholeFile(const char* path, size_t limit, size_t* length, ReadFailure* failure);
+
 /* Checks the file, creates a handle and opens `path`; on failure reports it
  * and returns the exit code (the handle is then already released). */
 int openDocument(const char* path, ZOPRADocumentLoader** loader);

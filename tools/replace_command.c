@@ -133,45 +133,16 @@ static int parseReplaceArguments(int argc, char** argv, ReplaceOptions* options)
 
 /* The whole file in a new NUL-terminated buffer, or NULL after a report. */
 static char* readMapFile(const char* path, size_t* length) {
-  FILE* file = fopen(path, "rb");
-  char* buffer = NULL;
-  size_t used = 0;
-  size_t capacity = 0;
-  if (!file) {
+  ReadFailure failure;
+  char* text = readWholeFile(path, MAX_MAP_BYTES, length, &failure);
+  if (text) return text;
+  if (failure == READ_TOO_LARGE) {
+    fprintf(reportStream(), PROGRAM ": %s: the map file is larger than %lu MiB\n", path, MAX_MAP_BYTES >> 20);
+  } else if (failure == READ_NO_MEMORY) {
+    fprintf(reportStream(), PROGRAM ": %s: out of memory reading the map file\n", path);
+  } else {
     fprintf(reportStream(), PROGRAM ": %s: cannot read the map file (%s)\n", path, strerror(errno));
-    return NULL;
   }
-  for (;;) {
-    size_t got;
-    if (used == capacity) {
-      char* larger;
-      capacity = capacity ? 2 * capacity : 65536;
-      larger = realloc(buffer, capacity + 1);
-      if (!larger) {
-        fprintf(reportStream(), PROGRAM ": %s: out of memory reading the map file\n", path);
-        break;
-      }
-      buffer = larger;
-    }
-    got = fread(buffer + used, 1, capacity - used, file);
-    used += got;
-    if (used > MAX_MAP_BYTES) {
-      fprintf(reportStream(), PROGRAM ": %s: the map file is larger than %lu MiB\n", path, MAX_MAP_BYTES >> 20);
-      break;
-    }
-    if (got == 0) {
-      if (ferror(file)) {
-        fprintf(reportStream(), PROGRAM ": %s: cannot read the map file (%s)\n", path, strerror(errno));
-        break;
-      }
-      fclose(file);
-      buffer[used] = '\0';
-      *length = used;
-      return buffer;
-    }
-  }
-  fclose(file);
-  free(buffer);
   return NULL;
 }
 

@@ -275,17 +275,15 @@ static json_t* readSegmentsJson(const char* path) {
   /* Read whole and parsed from memory: jansson reads a file one getc at a
    * time, which takes longer than the parsing itself. */
   {
-    FILE* file = fopen(path, "rb");
-    size_t size = (size_t)info.st_size;
-    char* text = file ? malloc(size ? size : 1) : NULL;
-    size_t got = text ? fread(text, 1, size, file) : 0;
-    if (file) fclose(file);
-    if (!text || got != size) {
-      free(text);
-      fprintf(stderr, PROGRAM ": %s: cannot read the segments file\n", path);
+    size_t length = 0;
+    ReadFailure failure;
+    char* text = readWholeFile(path, MAX_SEGMENTS_BYTES, &length, &failure);
+    if (!text) {
+      fprintf(stderr, PROGRAM ": %s: %s\n", path,
+              failure == READ_TOO_LARGE ? "too large for a segments file" : "cannot read the segments file");
       return NULL;
     }
-    root = json_loadb(text, size, JSON_REJECT_DUPLICATES, &error);
+    root = json_loadb(text, length, JSON_REJECT_DUPLICATES, &error);
     free(text);
   }
   if (!root) {
