@@ -238,6 +238,26 @@ ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderOpenFileW(ZOPRADocumentLoad
                                                               const wchar_t* path);
 
 /*
+ * zopraDocumentLoaderOpenFileMappedA
+ *   Opens a PDF file as zopraDocumentLoaderOpenFileA does, with the same
+ *   results, but maps the file into memory instead of reading it: the handle
+ *   does not hold a copy of the file, and the parts of it already read are
+ *   handed back to the system as extraction goes on. Several handles on one
+ *   file share the system's single copy. For large files and for many
+ *   handles at once.
+ *   The file must stay as it is while the document is open: changes to it
+ *   show through, and a file truncated under the mapping makes the process
+ *   fault (SIGBUS) when the lost part is read. Writing the edited document
+ *   over the same path is safe (see zopraDocumentLoaderWriteDocumentA: the
+ *   new file replaces the old one by rename). A file that cannot be mapped
+ *   is read as zopraDocumentLoaderOpenFileA reads it.
+ * Parameters and returns
+ *   As zopraDocumentLoaderOpenFileA.
+ */
+ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderOpenFileMappedA(ZOPRADocumentLoader* loader,
+                                                                    const char* path);
+
+/*
  * zopraDocumentLoaderGetPageCount
  *   The number of pages of the open document.
  * Parameters

@@ -513,7 +513,7 @@ int openDocument(const char* path, ZOPRADocumentLoader** loader) {
   if (result != EXIT_OK) return result;
   status = zopraDocumentLoaderCreate(loader);
   if (status != ZOPRA_STATUS_SUCCESS) return reportFailure(path, status);
-  status = zopraDocumentLoaderOpenFileA(*loader, path);
+  status = zopraDocumentLoaderOpenFileMappedA(*loader, path);
   if (status != ZOPRA_STATUS_SUCCESS) {
     zopraDocumentLoaderDestroy(*loader);
     *loader = NULL;

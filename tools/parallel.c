@@ -198,7 +198,7 @@ static ZOPRADocumentLoader* openQuietly(const char* path, FileWork* file) {
   }
   close(descriptor);
   status = zopraDocumentLoaderCreate(&loader);
-  if (status == ZOPRA_STATUS_SUCCESS) status = zopraDocumentLoaderOpenFileA(loader, path);
+  if (status == ZOPRA_STATUS_SUCCESS) status = zopraDocumentLoaderOpenFileMappedA(loader, path);
   if (status != ZOPRA_STATUS_SUCCESS) {
     zopraDocumentLoaderDestroy(loader);
     file->failure = FAILED_STATUS;

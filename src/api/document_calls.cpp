@@ -9,6 +9,26 @@
 using zopra::api::guarded;
 using zopra::api::statusFor;
 using zopra::pdf::Error;
+using zopra::pdf::FileBytes;
+
+namespace {
+
+int32_t openFile(ZOPRADocumentLoader* loader, const char* path, FileBytes::Access access) {
+  if (!loader || !path) return ZOPRA_STATUS_INVALID_ARGUMENT;
+  return guarded([&] {
+    std::string ownedPath(path);
+    Error kind = loader->document.load(ownedPath, access);
+    loader->opened = kind == Error::None;
+    loader->textExtracted = false;
+    loader->textEntries.clear();
+    loader->graphicsEntries.clear();
+    loader->imageObjects.clear();
+    loader->unremovedText.clear();
+    return statusFor(kind);
+  });
+}
+
+}  // namespace
 
 extern "C" {
 
@@ -26,18 +46,12 @@ ZOPRA_DOCUMENT_LOADER_API void zopraDocumentLoaderDestroy(ZOPRADocumentLoader* l
 
 ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderOpenFileA(ZOPRADocumentLoader* loader,
                                                               const char* path) {
-  if (!loader || !path) return ZOPRA_STATUS_INVALID_ARGUMENT;
-  return guarded([&] {
-    std::string ownedPath(path);
-    Error kind = loader->document.load(ownedPath);
-    loader->opened = kind == Error::None;
-    loader->textExtracted = false;
-    loader->textEntries.clear();
-    loader->graphicsEntries.clear();
-    loader->imageObjects.clear();
-    loader->unremovedText.clear();
-    return statusFor(kind);
-  });
+  return openFile(loader, path, FileBytes::Access::Read);
+}
+
+ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderOpenFileMappedA(ZOPRADocumentLoader* loader,
+                                                                    const char* path) {
+  return openFile(loader, path, FileBytes::Access::Map);
 }
 
 ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderOpenFileW(ZOPRADocumentLoader*,

@@ -85,6 +85,8 @@ static void checkWithoutDocument(ZOPRADocumentLoader* loader) {
   EXPECT(NO, zopraDocumentLoaderSetTextW(loader, L"x", 0, 0, L"f.ttf", 10.0, 1.0));
   EXPECT(BAD, zopraDocumentLoaderOpenFileA(loader, NULL));
   EXPECT(expectedOpen, zopraDocumentLoaderOpenFileA(loader, paths[3]));
+  EXPECT(BAD, zopraDocumentLoaderOpenFileMappedA(loader, NULL));
+  EXPECT(expectedOpen, zopraDocumentLoaderOpenFileMappedA(loader, paths[3]));
   EXPECT(BAD, zopraDocumentLoaderGetPageCount(loader, &value));
   EXPECT(BAD, zopraDocumentLoaderGetPageSize(loader, NULL, NULL, NULL, 0));
   EXPECT(BAD, zopraDocumentLoaderExtractPageText(loader, 0));
@@ -264,15 +266,18 @@ static void checkDocument(ZOPRADocumentLoader* loader, ZOPRADocumentLoader* read
   EXPECT(OK, zopraDocumentLoaderGetPageTextCount(reader, &count, 0));
   CHECK(count == 0);
 
-  /* Page edits are taken over only from another handle on the same bytes. */
+  /* Page edits are taken over only from another handle on the same bytes,
+   * whether the file was read or mapped. */
   EXPECT(BAD, zopraDocumentLoaderAdoptPageEdits(loader, reader, 1, 1));
   EXPECT(BAD, zopraDocumentLoaderAdoptPageEdits(loader, NULL, 1, 1));
   EXPECT(BAD, zopraDocumentLoaderAdoptPageEdits(loader, loader, 1, 1));
-  EXPECT(OK, zopraDocumentLoaderOpenFileA(reader, paths[0]));
+  EXPECT(OK, zopraDocumentLoaderOpenFileMappedA(reader, paths[0]));
   EXPECT(BAD, zopraDocumentLoaderAdoptPageEdits(loader, reader, 1, 2));
   EXPECT(OK, zopraDocumentLoaderAdoptPageEdits(loader, reader, 1, 1));
 
   /* A failed open leaves no document open. */
+  EXPECT(OTHER, zopraDocumentLoaderOpenFileMappedA(reader, tempDir));
+  EXPECT(BAD, zopraDocumentLoaderGetPageCount(reader, &count));
   EXPECT(OTHER, zopraDocumentLoaderOpenFileA(loader, paths[2]));
   EXPECT(BAD, zopraDocumentLoaderGetPageCount(loader, &count));
 }

@@ -24,31 +24,39 @@ TEST(Load, HeaderChecks) {
   EXPECT_EQ(lower->errorMessage, "file is not a PDF");
 
   // Bytes before the header: up to 1,024 of them are skipped and the file's
-  // offsets count from the header; one more and the file is no PDF.
+  // offsets count from the header; one more and the file is no PDF. The
+  // same whether the file is read or mapped.
   test::PdfBuilder onePage = test::PdfBuilder::simple({"BT /F1 12 Tf 72 700 Td (Kept) Tj ET"});
   onePage.finishWithTable("/Root 1 0 R");
-  for (std::size_t leading : {1, 500, 1024, 1025}) {
-    std::string junk = leading == 1 ? "\n" : std::string(leading, 'x');
-    auto loaded = loadBytes(junk + onePage.bytes(), "leading.pdf");
-    if (leading > 1024) {
-      EXPECT_EQ(loaded.result, Error::Format);
-      EXPECT_EQ(loaded->errorMessage, "file is not a PDF");
-      continue;
+  for (FileBytes::Access access : {FileBytes::Access::Read, FileBytes::Access::Map}) {
+    for (std::size_t leading : {1, 500, 1024, 1025}) {
+      std::string junk = leading == 1 ? "\n" : std::string(leading, 'x');
+      auto loaded = loadBytes(junk + onePage.bytes(), "leading.pdf", access);
+      if (leading > 1024) {
+        EXPECT_EQ(loaded.result, Error::Format);
+        EXPECT_EQ(loaded->errorMessage, "file is not a PDF");
+        continue;
+      }
+      ASSERT_EQ(loaded.result, Error::None) << leading;
+      EXPECT_TRUE(loaded->strictCrossReference) << leading;
+      EXPECT_EQ(loaded->version, "1.7");
+      std::vector<TextEntry> entries;
+      ASSERT_EQ(loaded->extractText(0, entries, nullptr), Error::None);
+      ASSERT_EQ(entries.size(), 1u);
+      EXPECT_EQ(entries[0].text, "Kept");
+      // Pages handed back to the system come back when read again.
+      loaded->file.releaseResident();
+      entries.clear();
+      ASSERT_EQ(loaded->extractText(0, entries, nullptr), Error::None);
+      ASSERT_EQ(entries.size(), 1u);
     }
-    ASSERT_EQ(loaded.result, Error::None) << leading;
-    EXPECT_TRUE(loaded->strictCrossReference) << leading;
-    EXPECT_EQ(loaded->version, "1.7");
-    std::vector<TextEntry> entries;
-    ASSERT_EQ(loaded->extractText(0, entries, nullptr), Error::None);
-    ASSERT_EQ(entries.size(), 1u);
-    EXPECT_EQ(entries[0].text, "Kept");
-  }
 
-  // A directory opens like a file but cannot be read: not a PDF, and no
-  // allocation of its meaningless size.
-  Document directory;
-  EXPECT_EQ(directory.load(test::tempDirectory()), Error::Format);
-  EXPECT_EQ(directory.errorMessage, "file is not a PDF");
+    // A directory opens like a file but cannot be read: not a PDF, and no
+    // allocation of its meaningless size.
+    Document directory;
+    EXPECT_EQ(directory.load(test::tempDirectory(), access), Error::Format);
+    EXPECT_EQ(directory.errorMessage, "file is not a PDF");
+  }
 
   auto version = loadBytes("%PDF-1.7\r\n1 0 obj null endobj", "version.pdf");
   EXPECT_EQ(version->version, "1.7");

@@ -194,7 +194,7 @@ TEST(SecurityHandlerTest, DecryptObjectsSkipsWhatStaysInTheClear) {
                      {"Empty", string(Bytes(16, 0x42))}}));
   // A stream whose bytes are still a range of the file.
   Bytes content = sealed.seal("BT (Hi) Tj ET");
-  document.file = join(Bytes{'%', 'P', 'D', 'F'}, content);
+  document.file.assign(join(Bytes{'%', 'P', 'D', 'F'}, content));
   Object& stream = sealed.add(2, Value::Dictionary({}));
   stream.isStream = true;
   stream.streamOffset = 4;

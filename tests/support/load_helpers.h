@@ -17,9 +17,10 @@ struct Loaded {
   pdf::Document* operator->() { return document.get(); }
 };
 
-inline Loaded loadBytes(const std::string& bytes, const std::string& name) {
+inline Loaded loadBytes(const std::string& bytes, const std::string& name,
+                        pdf::FileBytes::Access access = pdf::FileBytes::Access::Read) {
   Loaded loaded;
-  loaded.result = loaded.document->load(writeTempFile(name, bytes));
+  loaded.result = loaded.document->load(writeTempFile(name, bytes), access);
   return loaded;
 }
 

@@ -67,9 +67,16 @@ std::set<std::uint32_t> editedPages(const Document& document) {
 }
 
 bool sameBytes(const Document& target, const Document& source) {
-  return target.file.size() == source.file.size() && target.loadedObjectEnd == source.loadedObjectEnd &&
-         target.pages.size() == source.pages.size() &&
-         (target.file.empty() || std::memcmp(target.file.data(), source.file.data(), target.file.size()) == 0);
+  if (target.file.size() != source.file.size() || target.loadedObjectEnd != source.loadedObjectEnd ||
+      target.pages.size() != source.pages.size()) {
+    return false;
+  }
+  if (target.file.empty()) return true;
+  const bool same = std::memcmp(target.file.data(), source.file.data(), target.file.size()) == 0;
+  // The comparison read both files whole; mapped ones give their pages back.
+  target.file.releaseResident();
+  source.file.releaseResident();
+  return same;
 }
 
 // The page's Font resources with the source's font names as named here.

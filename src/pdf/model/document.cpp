@@ -29,7 +29,6 @@ void Document::reset() {
   errorMessage.clear();
   encryption = EncryptionState();
   file.clear();
-  file.shrink_to_fit();
   nextObjectNumber = 1;
   loadedObjectEnd = 1;
   strictCrossReference = false;
@@ -287,8 +286,10 @@ Bytes Document::storedStream(const Object& source) const {
   if (source.streamOffset > file.size() || source.streamLength > file.size() - source.streamOffset) {
     throw Exception(Error::Format, "invalid PDF stream range");
   }
-  auto begin = file.begin() + static_cast<std::ptrdiff_t>(source.streamOffset);
-  return Bytes(begin, begin + static_cast<std::ptrdiff_t>(source.streamLength));
+  const std::uint8_t* begin = file.data() + source.streamOffset;
+  Bytes stored(begin, begin + source.streamLength);
+  file.noteRead(stored.size());
+  return stored;
 }
 
 }  // namespace zopra::pdf

@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "pdf/content/color.h"
+#include "pdf/model/file_bytes.h"
 #include "pdf/edit/page_text_edits.h"
 #include "pdf/fonts/font_cache.h"
 #include "pdf/model/compressed_index.h"
@@ -75,7 +76,7 @@ class Document {
   // Also written by const operations through noteDamage.
   mutable std::string errorMessage;
   EncryptionState encryption;
-  Bytes file;
+  FileBytes file;
   std::uint32_t nextObjectNumber = 1;
   // nextObjectNumber when loading ended: objects numbered from here on were
   // created by edits.
@@ -106,8 +107,10 @@ class Document {
   // what it could (a Flate stream cut short): the message goes to
   // errorMessage, the error kind is left as it is.
   void noteDamage(std::string message) const;
-  // Reads and parses a whole file; returns the resulting error kind.
-  Error load(const std::string& path);
+  // Reads and parses a whole file; returns the resulting error kind. With
+  // FileBytes::Access::Map the file is mapped rather than read (see
+  // file_bytes.h).
+  Error load(const std::string& path, FileBytes::Access access = FileBytes::Access::Read);
 
   // ---- Objects (model) ------------------------------------------------------
   // While a scope lives, objects of object streams parsed on first access are

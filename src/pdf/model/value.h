@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -11,6 +12,8 @@
 namespace zopra::pdf {
 
 using Bytes = std::vector<std::uint8_t>;
+// Bytes held elsewhere, read only.
+using ByteView = std::span<const std::uint8_t>;
 
 class Value;
 using ValueArray = std::vector<Value>;

@@ -51,7 +51,7 @@ class CrossReferenceReader {
   void commit();
 
   Document& document_;
-  const Bytes& file_;
+  ByteView file_;
   std::vector<std::uint64_t> pending_;
   std::set<std::uint64_t> visited_;
   NumberSet seen_;

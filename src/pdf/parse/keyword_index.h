@@ -17,7 +17,7 @@ namespace zopra::pdf {
 
 class KeywordIndex {
  public:
-  KeywordIndex(const Bytes& bytes, std::string keyword) : bytes_(bytes), keyword_(std::move(keyword)) {}
+  KeywordIndex(ByteView bytes, std::string keyword) : bytes_(bytes), keyword_(std::move(keyword)) {}
 
   // The first occurrence at or after `from` that ends at or before `limit`,
   // or std::string_view::npos.
@@ -41,7 +41,7 @@ class KeywordIndex {
     }
   }
 
-  const Bytes& bytes_;
+  ByteView bytes_;
   std::string keyword_;
   mutable std::optional<std::vector<std::uint64_t>> positions_;
 };

@@ -317,7 +317,7 @@ Value Lexer::numberOrReference() {
 namespace {
 
 // Position of "endstream" in [from, size), or npos.
-std::size_t findEndstream(const Bytes& bytes, const KeywordIndex* index, std::size_t from,
+std::size_t findEndstream(ByteView bytes, const KeywordIndex* index, std::size_t from,
                           std::size_t size) {
   if (from >= size) return std::string_view::npos;
   if (index) return index->next(from, size);
@@ -328,7 +328,7 @@ std::size_t findEndstream(const Bytes& bytes, const KeywordIndex* index, std::si
 // "endobj" must follow within this many bytes; only that window is searched.
 constexpr std::uint64_t kEndObjectWindow = 64;
 
-bool readObject(const Bytes& bytes, std::size_t size, Lexer& lexer, std::uint64_t offset,
+bool readObject(ByteView bytes, std::size_t size, Lexer& lexer, std::uint64_t offset,
                 Object& object, std::uint64_t& end, const KeywordIndex* endstreams) {
   double number = lexer.number();
   double generation = lexer.number();
@@ -395,7 +395,7 @@ bool readObject(const Bytes& bytes, std::size_t size, Lexer& lexer, std::uint64_
 
 }  // namespace
 
-bool parseObjectAt(const Bytes& bytes, std::uint64_t offset, Object& object, std::uint64_t& end,
+bool parseObjectAt(ByteView bytes, std::uint64_t offset, Object& object, std::uint64_t& end,
                    ScanBounds* bounds, const KeywordIndex* endstreams) {
   const std::size_t size =
       bounds ? static_cast<std::size_t>(std::min<std::uint64_t>(bytes.size(), bounds->limit))

@@ -70,7 +70,7 @@ class KeywordIndex;
 // lexer errors inside the value are thrown. `endstreams`, when given, holds
 // the positions of "endstream" in `bytes` and spares the searches through
 // the rest of the file.
-bool parseObjectAt(const Bytes& bytes, std::uint64_t offset, Object& object, std::uint64_t& end,
+bool parseObjectAt(ByteView bytes, std::uint64_t offset, Object& object, std::uint64_t& end,
                    ScanBounds* bounds = nullptr, const KeywordIndex* endstreams = nullptr);
 
 }  // namespace zopra::pdf

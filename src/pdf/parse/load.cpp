@@ -1,15 +1,10 @@
-// The load sequence: read the whole file, check its header, then parse the
+// The load sequence: read (or map) the file, check its header, then parse the
 // cross-reference data, set up decryption, unpack object streams and walk the
 // page tree.
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <exception>
-#include <filesystem>
-#include <fstream>
-#include <new>
-#include <stdexcept>
-#include <system_error>
 
 #include "pdf/model/document.h"
 
@@ -22,33 +17,18 @@ Error notAPdf(Document& document) {
   return Error::Format;
 }
 
-Error readFile(Document& document, const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  if (!in) {
-    document.setError(Error::Io, "failed to open PDF");
-    return Error::Io;
+Error readFile(Document& document, const std::string& path, FileBytes::Access access) {
+  switch (document.file.open(path, access)) {
+    case FileBytes::Status::Ok:
+      break;
+    case FileBytes::Status::CannotOpen:
+      document.setError(Error::Io, "failed to open PDF");
+      return Error::Io;
+    case FileBytes::Status::NotAFile:
+    case FileBytes::Status::TooLarge:
+      return notAPdf(document);
   }
-  // A directory opens like a file here, but its "size" is meaningless: it
-  // would be allocated before the read that fails.
-  std::error_code error;
-  if (std::filesystem::is_directory(path, error)) return notAPdf(document);
-  in.seekg(0, std::ios::end);
-  std::streamoff size = in.tellg();
-  if (!in || size < 5) return notAPdf(document);
-  in.seekg(0, std::ios::beg);
-  try {
-    document.file.resize(static_cast<std::size_t>(size));
-  } catch (const std::bad_alloc&) {
-    return notAPdf(document);
-  } catch (const std::length_error&) {
-    return notAPdf(document);
-  }
-  in.read(reinterpret_cast<char*>(document.file.data()), size);
-  if (!in || in.gcount() != size) {
-    document.file.clear();
-    document.file.shrink_to_fit();
-    return notAPdf(document);
-  }
+  if (document.file.size() < 5) return notAPdf(document);
   return Error::None;
 }
 
@@ -57,7 +37,7 @@ constexpr std::size_t kNoHeader = SIZE_MAX;
 constexpr std::size_t kMaxHeaderOffset = 1024;
 
 // Where "%PDF-" starts within the first bytes of the file; kNoHeader if not.
-std::size_t headerOffset(const Bytes& file) {
+std::size_t headerOffset(ByteView file) {
   static constexpr char kHeader[] = "%PDF-";
   constexpr std::size_t kLength = sizeof(kHeader) - 1;
   for (std::size_t at = 0; at <= kMaxHeaderOffset && at + kLength <= file.size(); ++at) {
@@ -68,14 +48,14 @@ std::size_t headerOffset(const Bytes& file) {
 
 }  // namespace
 
-Error Document::load(const std::string& path) {
+Error Document::load(const std::string& path, FileBytes::Access access) {
   reset();
-  if (Error kind = readFile(*this, path); kind != Error::None) return kind;
+  if (Error kind = readFile(*this, path, access); kind != Error::None) return kind;
   std::size_t header = headerOffset(file);
   if (header == kNoHeader) return notAPdf(*this);
   // Bytes before the header (left by mail and web downloads) are not part
   // of the PDF: every offset of the file counts from the header on.
-  if (header > 0) file.erase(file.begin(), file.begin() + static_cast<std::ptrdiff_t>(header));
+  file.skip(header);
   std::size_t versionEnd = 5;
   while (versionEnd < file.size() && file[versionEnd] != '\r' && file[versionEnd] != '\n') {
     ++versionEnd;
@@ -89,6 +69,9 @@ Error Document::load(const std::string& path) {
     parseObjectStreams();
     if (Error kind = buildPages(); kind != Error::None) return kind;
     loadedObjectEnd = nextObjectNumber;
+    // Loading read the cross-reference data and the object streams; pages
+    // read what they need when asked.
+    file.releaseResident();
     return error;
   } catch (const Exception& failure) {
     setError(failure.kind(), failure.message());

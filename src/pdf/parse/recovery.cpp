@@ -16,7 +16,7 @@ namespace {
 bool isDigitByte(std::uint8_t c) { return c >= '0' && c <= '9'; }
 
 // True when an object header "digits ws+ digits ws+ obj" starts at `p`.
-bool headerAt(const Bytes& file, std::size_t p) {
+bool headerAt(ByteView file, std::size_t p) {
   const std::size_t size = file.size();
   if (!isDigitByte(file[p])) return false;
   if (p > 0 && !isDelimiter(file[p - 1])) return false;

@@ -309,12 +309,13 @@ class DocumentWriter {
     } else if (length != 0) {
       // Bytes still in the input file are copied straight from it rather
       // than into memory first.
-      const Bytes& file = document_.file;
+      const FileBytes& file = document_.file;
       if (object.streamOffset > file.size() || length > file.size() - object.streamOffset) {
         throw Exception(Error::Format, "invalid PDF stream range");
       }
       out_.write(reinterpret_cast<const char*>(file.data() + object.streamOffset),
                  static_cast<std::streamsize>(length));
+      file.noteRead(length);
     }
     writeText(out_, "\nendstream\n");
   }
