@@ -58,7 +58,8 @@ def extract_range(task: Task) -> List[str]:
     """The texts of the task's pages (runs on a worker)."""
     path, start, stop = task
     try:
-        with Document(path) as document:
+        # Mapped: the workers of one machine share the system's copy of a file.
+        with Document(path, mapped=True) as document:
             return [document[index].text() for index in range(start, stop)]
     except PdfError as error:
         return [f"error: {error}\n"]

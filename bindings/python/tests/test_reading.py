@@ -20,8 +20,9 @@ def test_pages_size_rotation_and_indexing(sample):
             document.page(-3)
 
 
-def test_items_carry_every_field_and_agree_with_page_text(sample):
-    with Document(sample) as document:
+@pytest.mark.parametrize("mapped", [False, True])
+def test_items_carry_every_field_and_agree_with_page_text(sample, mapped):
+    with Document(sample, mapped=mapped) as document:
         page = document.page(0)
         items = page.items()
         # Helvetica advances: "Hello world" 4945/1000 em, "Second item" 5558/1000 em.

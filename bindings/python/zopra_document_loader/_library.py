@@ -161,6 +161,7 @@ _PROTOTYPES = {
     "zopraDocumentLoaderCreate": (_status, [ctypes.POINTER(_handle)]),
     "zopraDocumentLoaderDestroy": (None, [_handle]),
     "zopraDocumentLoaderOpenFileA": (_status, [_handle, _text]),
+    "zopraDocumentLoaderOpenFileMappedA": (_status, [_handle, _text]),
     "zopraDocumentLoaderGetPageCount": (_status, [_handle, _u32_p]),
     "zopraDocumentLoaderGetPageSize": (_status, [_handle, _double_p, _double_p, _u32_p, _u32]),
     "zopraDocumentLoaderExtractPageText": (_status, [_handle, _u32]),

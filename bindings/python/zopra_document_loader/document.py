@@ -51,7 +51,9 @@ def _color(kind: int, components: Any) -> tuple:
 class Document:
     """An open PDF document.
 
-    The file is read whole when the document is opened. The library handle is
+    The file is read whole when the document is opened; with ``mapped=True``
+    it is mapped instead, so the document does not hold a copy of it (the file
+    must then stay unchanged while the document is open). The library handle is
     released by :meth:`close`, at the end of a ``with`` block, or when the
     object is garbage collected. Any call on a closed document raises
     :class:`~zopra_document_loader.InvalidArgument`.
@@ -59,7 +61,7 @@ class Document:
     A document (and its pages) must be used from one thread at a time.
     """
 
-    def __init__(self, path: PathArg) -> None:
+    def __init__(self, path: PathArg, *, mapped: bool = False) -> None:
         lib = library()
         handle = ctypes.c_void_p()
         check(lib.zopraDocumentLoaderCreate(ctypes.byref(handle)), "zopraDocumentLoaderCreate")
@@ -74,7 +76,9 @@ class Document:
         self.path = path
         try:
             self._call(
-                "zopraDocumentLoaderOpenFileA", _encode_path(path), label=repr(os.fsdecode(path))
+                "zopraDocumentLoaderOpenFileMappedA" if mapped else "zopraDocumentLoaderOpenFileA",
+                _encode_path(path),
+                label=repr(os.fsdecode(path)),
             )
             count = ctypes.c_uint32()
             self._call("zopraDocumentLoaderGetPageCount", ctypes.byref(count))
