@@ -15,11 +15,11 @@
 #include <vector>
 
 #include "pdf/content/color.h"
-#include "pdf/model/file_bytes.h"
 #include "pdf/edit/page_text_edits.h"
 #include "pdf/fonts/font_cache.h"
 #include "pdf/model/compressed_index.h"
 #include "pdf/model/error.h"
+#include "pdf/model/file_bytes.h"
 #include "pdf/model/geometry.h"
 #include "pdf/model/object.h"
 #include "pdf/model/page.h"
