@@ -49,6 +49,11 @@ std::int64_t inlineImageLength(const std::map<std::string, Token>& dictionary);
 // After the BI keyword: reads the inline image dictionary up to ID.
 std::map<std::string, Token> readInlineImageDictionary(ContentLexer& lexer);
 // With the lexer just after ID: moves it just past the EI that ends the data.
+// Where the data's length is unknown, an EI ends it only when the bytes that
+// follow it, up to kInlineImageEndCheck from its start, read as content text:
+// an edit that moves other bytes into that reach can change where the data
+// ends.
 void skipInlineImageData(ContentLexer& lexer, const std::map<std::string, Token>& dictionary);
+inline constexpr std::uint64_t kInlineImageEndCheck = 18;
 
 }  // namespace zopra::pdf

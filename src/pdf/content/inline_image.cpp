@@ -138,7 +138,7 @@ void skipInlineImageData(ContentLexer& lexer, const std::map<std::string, Token>
   // like content text.
   for (std::uint64_t i = start; size >= 2 && i <= size - 2; ++i) {
     if (i == 0 || !whiteSpace(data[i - 1]) || !endMarkerAt(data, i)) continue;
-    std::uint64_t checkEnd = size - i > 18 ? i + 18 : size;
+    std::uint64_t checkEnd = size - i > kInlineImageEndCheck ? i + kInlineImageEndCheck : size;
     bool printable = true;
     for (std::uint64_t j = i + 2; j < checkEnd && printable; ++j) {
       printable = whiteSpace(data[j]) || (data[j] >= 0x20 && data[j] <= 0x7E);

@@ -295,6 +295,8 @@ Bytes rewriteTextOperators(const std::vector<Bytes>& streams, const OperatorChoi
   std::vector<std::pair<Step, std::size_t>> steps;
   // Every Tf with its operands, as an edit that would drop it.
   std::vector<Edit> fonts;
+  // Where each inline image's data ends ("EI" included), in the join.
+  std::vector<std::uint64_t> imageEnds;
   OperationContext context;
   for (std::size_t i = 0; i < streams.size(); ++i) {
     context.base = bases[i];
@@ -303,6 +305,7 @@ Bytes rewriteTextOperators(const std::vector<Bytes>& streams, const OperatorChoi
     Token keyword;
     while (reader.next(keyword)) {
       const std::uint32_t ordinal = reader.textOrdinal();
+      if (keyword.text == "BI") imageEnds.push_back(bases[i] + reader.position());
       if (ordinal == TextSource::kNoOrdinal) {
         // A Tm of fewer than six operands does nothing, as the interpreter
         // reads it.
@@ -357,8 +360,14 @@ Bytes rewriteTextOperators(const std::vector<Bytes>& streams, const OperatorChoi
   std::uint64_t copied = 0;
   const auto append = [&](std::string_view text) { output.insert(output.end(), text.begin(), text.end()); };
   const std::string_view all(content);
+  auto image = imageEnds.begin();
   for (const Edit& edit : edits) {
     append(all.substr(copied, edit.start - copied));
+    // Just after an inline image, the bytes that follow its EI decide where
+    // its data ends (see skipInlineImageData). An edit there never gets
+    // shorter, so that no byte kept comes nearer to the EI than it was.
+    while (image != imageEnds.end() && *image + kInlineImageEndCheck <= edit.start) ++image;
+    const bool nearImageEnd = image != imageEnds.end() && *image <= edit.start;
     // What follows an operator keyword is white space, a delimiter or the
     // end, so only the replacement's start may need a space not to fuse
     // with the token before it.
@@ -367,6 +376,9 @@ Bytes rewriteTextOperators(const std::vector<Bytes>& streams, const OperatorChoi
       output.push_back(' ');
     }
     append(edit.text);
+    if (nearImageEnd && edit.text.size() < edit.end - edit.start) {
+      output.insert(output.end(), edit.end - edit.start - edit.text.size(), ' ');
+    }
     copied = edit.end;
   }
   append(all.substr(copied));
