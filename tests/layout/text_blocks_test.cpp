@@ -147,6 +147,14 @@ std::vector<PageCase> pageCases() {
         {K::ListItem, A::Left, "2. Second item of the list, which runs over two lines"},
         {K::ListItem, A::Left, "3. Third item"}},
        1, "2. Zweiter Punkt der Liste, der ueber zwei Zeilen laeuft und noch etwas laenger wird", "2. Zweiter"},
+      {"indented short paragraph, list item with its marker hanging out",
+       lines(72, 700, 10, 12, {"The first paragraph runs over two lines", "and ends short."}) +
+           lines(86, 676, 10, 12, {"A new one starts."}) + lines(72, 640, 10, 14, {"- same words on both lines"}) +
+           lines(78.11, 626, 10, 14, {"same words on both lines"}),
+       {{K::Paragraph, A::Justified, "The first paragraph runs over two lines and ends short."},
+        {K::Paragraph, A::Left, "A new one starts."},
+        {K::ListItem, A::Left, "- same words on both lines same words on both lines"}},
+       2, "- Die gleichen Woerter stehen auf beiden Zeilen und noch einige mehr dazu", "- Woerter"},
       {"ruled table",
        "72 600 120 20 re 192 600 120 20 re 72 580 120 20 re 192 580 120 20 re S\n" +
            lines(76, 606, 10, 20, {"Name", "Colour"}) + lines(196, 606, 10, 20, {"Value", "Blue"}),

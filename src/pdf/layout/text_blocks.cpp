@@ -60,6 +60,10 @@ struct Building {
   LineMode mode = LineMode::Prose;
   // A listing whose first line starts with a line number.
   bool numbered = false;
+  // The least and the greatest left edge of the lines after the first.
+  double bodyLeast = 0, bodyGreatest = 0;
+  // The first line was set apart from the block above by its indent.
+  bool indented = false;
 };
 
 // The line starts with a line number: figures smaller than the rest.
@@ -183,15 +187,41 @@ double overlap(double a0, double a1, double b0, double b1) { return std::min(a1,
 // indented, or hang out with a list marker).
 double bodyLeft(const TextBlock& block) { return block.lines.size() >= 2 ? block.lines[1].left : block.lines[0].left; }
 
+// The line comes next below the block's last line, at its leading.
+bool followsBelow(const TextBlock& block, const TextLine& line) {
+  const TextLine& last = block.lines.back();
+  const double em = std::max(line.size, last.size);
+  const double gap = last.baseline - line.baseline;
+  const double maxGap = block.lines.size() >= 2 ? block.leading + 0.35 * em : kMaxFirstGap * em;
+  return gap >= 0.5 * em && gap <= maxGap;
+}
+
+// The line is the indented first line of a new paragraph: one that runs to
+// the block's right edge, or, in a block whose lines after the first start
+// together, any after a line that ended short of that edge (the last line
+// of the paragraph before). A block begun by an indented line holds a
+// whole paragraph in that line when the next starts as far in and runs
+// clearly further: the next is the indented start of another.
+bool indentedStart(const Building& b, const TextLine& line) {
+  const TextBlock& block = b.block;
+  const TextLine& last = block.lines.back();
+  const double em = std::max(line.size, last.size);
+  if (block.lines.size() == 1) {
+    return b.indented && std::fabs(line.left - last.left) <= kEdgeTolerance * em && last.right < line.right - em;
+  }
+  const double body = bodyLeft(block);
+  if (!(line.left > body + 0.8 * em && line.left < body + 4 * em)) return false;
+  const bool fullLine = std::fabs(line.right - block.box.x1) < kEdgeTolerance * em;
+  const bool bodyFlush = b.bodyGreatest - b.bodyLeast <= kEdgeTolerance * em;
+  return fullLine || (bodyFlush && last.right < block.box.x1 - 2 * em);
+}
+
 bool accepts(const Building& b, const TextLine& line, bool bold, const std::string& text, const PageRules& rules,
              std::size_t& work) {
   const TextBlock& block = b.block;
   const TextLine& last = block.lines.back();
   const double em = std::max(line.size, last.size);
-  const double gap = last.baseline - line.baseline;
-  if (gap < 0.5 * em) return false;
-  const double maxGap = block.lines.size() >= 2 ? block.leading + 0.35 * em : kMaxFirstGap * em;
-  if (gap > maxGap) return false;
+  if (!followsBelow(block, line)) return false;
   if (std::fabs(line.size - block.size) > kSizeTolerance * std::max(line.size, block.size)) return false;
   if (bold != b.bold) return false;
   // Overlapping by half the narrower, or a short line (the last of a
@@ -201,10 +231,7 @@ bool accepts(const Building& b, const TextLine& line, bool bold, const std::stri
   if (shared <= 0 || (shared < 0.5 * width && std::fabs(line.left - block.box.x0) > 3 * em)) return false;
   // A new list item, or an indented first line of a new paragraph.
   if (startsListItem(text)) return false;
-  if (block.lines.size() >= 2 && line.left > bodyLeft(block) + 0.8 * em &&
-      std::fabs(line.right - block.box.x1) < kEdgeTolerance * em && line.left < bodyLeft(block) + 4 * em) {
-    return false;
-  }
+  if (indentedStart(b, line)) return false;
   // Nothing between them: no rule, no cell border. The comparisons with the
   // page's rules and boxes have a budget: past it (a page of thousands of
   // lines and strokes) lines are grouped by their geometry alone.
@@ -309,6 +336,12 @@ void addLine(Building& b, const TextLine& line, std::string text) {
     block.box.y0 = std::min(block.box.y0, line.bottom);
     block.box.y1 = std::max(block.box.y1, line.top);
   }
+  if (block.lines.size() == 1) {
+    b.bodyLeast = b.bodyGreatest = line.left;
+  } else if (block.lines.size() >= 2) {
+    b.bodyLeast = std::min(b.bodyLeast, line.left);
+    b.bodyGreatest = std::max(b.bodyGreatest, line.left);
+  }
   block.lines.push_back(line);
   b.texts.push_back(std::move(text));
   // The median baseline distance.
@@ -392,6 +425,9 @@ BlockAlignment alignmentOf(const TextBlock& block, double areaLeft, double areaR
       block.lines[1].right < areaRight - tolerance) {
     return BlockAlignment::Justified;
   }
+  // A list item's lines after the first start together; its marker hangs
+  // out. That is no sign of centred or right-aligned text.
+  if (listItem && leftsEqual) return BlockAlignment::Left;
   std::vector<double> allLefts = lefts;
   allLefts.push_back(block.lines[0].left);
   // Centred lines start at clearly different places (a hanging indent of
@@ -572,11 +608,13 @@ std::vector<TextBlock> textBlocks(const std::vector<TextEntry>& items, const std
     const bool kept = line.upright && mode != LineMode::Prose;
     std::size_t chosen = building.size();
     double bestGap = 0;
+    bool indented = false;
     static const std::vector<std::size_t> kNoBlocks;
     for (std::size_t k : grouped ? open : kept ? openKept : kNoBlocks) {
       const Building& candidate = building[k];
       if (grouped ? !accepts(candidate, line, bold, text, rules, work)
                   : !acceptsKept(candidate, mode, line, rules, work)) {
+        indented = indented || (grouped && followsBelow(candidate.block, line) && indentedStart(candidate, line));
         continue;
       }
       const double gap = std::fabs(candidate.block.lines.back().baseline - line.baseline);
@@ -590,6 +628,7 @@ std::vector<TextBlock> textBlocks(const std::vector<TextEntry>& items, const std
       building.back().bold = bold;
       building.back().mode = mode;
       building.back().numbered = mode == LineMode::Code && numberedLine(items, line);
+      building.back().indented = indented;
       std::vector<std::size_t>& list = kept ? openKept : open;
       if (grouped || kept) {
         list.push_back(chosen);
