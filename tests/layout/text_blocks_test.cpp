@@ -155,6 +155,14 @@ std::vector<PageCase> pageCases() {
         {K::Paragraph, A::Left, "A new one starts."},
         {K::ListItem, A::Left, "- same words on both lines same words on both lines"}},
        2, "- Die gleichen Woerter stehen auf beiden Zeilen und noch einige mehr dazu", "- Woerter"},
+      {"one-line paragraph between two indented ones",
+       lines(72, 700, 10, 12, {"A paragraph that runs over the whole", "width and ends short."}) +
+           lines(86, 676, 10, 12, {"A short one."}) +
+           lines(86, 664, 10, 12, {"Then another one starts indented and", "goes on at the left edge of the body."}),
+       {{K::Paragraph, A::Left, "A paragraph that runs over the whole width and ends short."},
+        {K::Paragraph, A::Left, "A short one."},
+        {K::Paragraph, A::Justified, "Then another one starts indented and goes on at the left edge of the body."}},
+       2, "Dann beginnt ein weiterer Absatz eingerueckt und laeuft am linken Rand weiter, noch ein Stueck", "Dann"},
       {"ruled table",
        "72 600 120 20 re 192 600 120 20 re 72 580 120 20 re 192 580 120 20 re S\n" +
            lines(76, 606, 10, 20, {"Name", "Colour"}) + lines(196, 606, 10, 20, {"Value", "Blue"}),
