@@ -63,9 +63,9 @@ FileBytes::Status FileBytes::open(const std::string& path, Access access) {
   if (::fstat(file.get(), &info) != 0) return Status::CannotOpen;
   // Only regular files: a pipe or a device has no size to check before
   // reading, and some never end.
-  if (!S_ISREG(info.st_mode)) return Status::NotAFile;
+  if (!S_ISREG(info.st_mode)) return Status::Unreadable;
   if (info.st_size <= 0) return Status::Ok;
-  if (static_cast<std::uint64_t>(info.st_size) > SIZE_MAX) return Status::TooLarge;
+  if (static_cast<std::uint64_t>(info.st_size) > SIZE_MAX) return Status::Unreadable;
   const auto size = static_cast<std::size_t>(info.st_size);
   void* mapped =
       access == Access::Map ? ::mmap(nullptr, size, PROT_READ, MAP_PRIVATE, file.get(), 0) : MAP_FAILED;
@@ -78,9 +78,9 @@ FileBytes::Status FileBytes::open(const std::string& path, Access access) {
   try {
     owned_.resize(size);
   } catch (const std::bad_alloc&) {
-    return Status::TooLarge;
+    return Status::Unreadable;
   } catch (const std::length_error&) {
-    return Status::TooLarge;
+    return Status::Unreadable;
   }
   std::size_t done = 0;
   while (done < size) {
@@ -94,7 +94,7 @@ FileBytes::Status FileBytes::open(const std::string& path, Access access) {
   if (done != size) {
     owned_.clear();
     owned_.shrink_to_fit();
-    return Status::NotAFile;
+    return Status::Unreadable;
   }
   base_ = owned_.data();
   length_ = done;

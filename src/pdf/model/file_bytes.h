@@ -15,7 +15,8 @@ namespace zopra::pdf {
 
 class FileBytes {
  public:
-  enum class Status { Ok, CannotOpen, NotAFile, TooLarge };
+  // Unreadable: not a regular file, or not read whole.
+  enum class Status { Ok, CannotOpen, Unreadable };
   enum class Access { Read, Map };
 
   FileBytes() = default;
@@ -34,10 +35,7 @@ class FileBytes {
   std::size_t size() const { return length_ - skipped_; }
   bool empty() const { return size() == 0; }
   std::uint8_t operator[](std::size_t at) const { return data()[at]; }
-  const std::uint8_t* begin() const { return data(); }
-  const std::uint8_t* end() const { return data() + size(); }
-  ByteView view() const { return {data(), size()}; }
-  operator ByteView() const { return view(); }
+  operator ByteView() const { return {data(), size()}; }
 
   // Drops `count` leading bytes: offsets count from after them.
   void skip(std::size_t count) { skipped_ += count < size() ? count : size(); }

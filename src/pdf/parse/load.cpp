@@ -24,8 +24,7 @@ Error readFile(Document& document, const std::string& path, FileBytes::Access ac
     case FileBytes::Status::CannotOpen:
       document.setError(Error::Io, "failed to open PDF");
       return Error::Io;
-    case FileBytes::Status::NotAFile:
-    case FileBytes::Status::TooLarge:
+    case FileBytes::Status::Unreadable:
       return notAPdf(document);
   }
   if (document.file.size() < 5) return notAPdf(document);
