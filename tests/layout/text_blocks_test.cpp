@@ -140,6 +140,14 @@ std::vector<PageCase> pageCases() {
          "Translators work on whole paragraphs and never on single lines because a sentence runs on."}},
        0, "Uebersetzer arbeiten an ganzen Absaetzen und niemals an einzelnen Zeilen, weil ein Satz weiterlaeuft.",
        "Uebersetzer arbeiten an Absaetzen."},
+      {"justified line with a wide sentence space",
+       "BT /F1 10 Tf 72 700 Td (The least efficient of the code sits) Tj ET\n"
+       "BT /F1 10 Tf 72 688 Td (in kernel.) Tj 65.6 0 Td (First,) Tj 35.85 0 Td (the) Tj 27.55 0 Td (user) Tj ET\n" +
+           lines(72, 676, 10, 12, {"gives the name of a domain."}),
+       {{K::Paragraph, A::Justified,
+         "The least efficient of the code sits in kernel. First, the user gives the name of a domain."}},
+       0, "Der am wenigsten effiziente Code steht im Kern. Zuerst nennt der Benutzer den Namen einer Domaene.",
+       "Der Code steht im Kern."},
       {"list",
        lines(72, 700, 10, 14, {"1. First item of the list", "2. Second item of the list, which runs"}) +
            lines(86, 672, 10, 14, {"over two lines"}) + lines(72, 658, 10, 14, {"3. Third item"}),
@@ -350,7 +358,7 @@ TEST(TextBlocks, FlowsLongerAndShorterTexts) {
 // A paragraph written a few words per string, with one italic word a
 // line, is set in roman; a bold run-in heading starts a paragraph; lines of
 // code make one listing, numbered ones too; a URL and a year go on with
-// their reference.
+// their reference; a line naming code goes on with its paragraph.
 TEST(TextBlocks, StyleOfMostTextAndCodeListings) {
   if (!test::haveProgram("pdftotext")) GTEST_SKIP() << "pdftotext not installed";
   test::PdfBuilder b;
@@ -375,6 +383,11 @@ TEST(TextBlocks, StyleOfMostTextAndCodeListings) {
   // one listing, set in its code's face.
   content += "\nBT /H 5 Tf 64 380 Td (1) Tj ET BT /C 10 Tf 72 380 Td (x = 1;) Tj ET BT /H 5 Tf 64 368 Td (2) Tj ET "
              "BT /H 10 Tf 72 368 Td (<guard>) Tj ET BT /H 5 Tf 64 356 Td (3) Tj ET BT /C 10 Tf 72 356 Td (y = 2;) Tj ET";
+  // A line of prose naming a function in a fixed-pitch face, whose longest
+  // stretch and last word are that face's, goes on with its paragraph.
+  content += "\nBT /R 10 Tf 72 320 Td 12 TL (The lookup is affected by the types in two places. First,) Tj T* "
+             "(for each element in a pathname,) Tj /C 10 Tf ( lookup_dentry_cached) Tj /R 10 Tf ( calls) Tj /C 10 Tf "
+             "( per-) Tj T* (mission) Tj /R 10 Tf ( on the directory that holds it.) Tj ET";
   b.stream(4, "", content);
   b.object(5, "<< /Type /Font /Subtype /Type1 /BaseFont /Times-Roman >>");
   b.object(6, "<< /Type /Font /Subtype /Type1 /BaseFont /Times-Italic >>");
@@ -382,7 +395,9 @@ TEST(TextBlocks, StyleOfMostTextAndCodeListings) {
   b.object(8, "<< /Type /Font /Subtype /Type1 /BaseFont /Times-Bold >>");
   b.object(9, "<< /Type /Font /Subtype /Type1 /BaseFont /Helvetica >>");
   auto page = laidOut(b, "styles.pdf");
-  ASSERT_EQ(page->blocks.size(), 5u);
+  ASSERT_EQ(page->blocks.size(), 6u);
+  EXPECT_EQ(page->blocks[5].kind, BlockKind::Paragraph);
+  EXPECT_EQ(page->blocks[5].lines.size(), 3u);
   EXPECT_EQ(page->blocks[4].kind, BlockKind::Code);
   EXPECT_EQ(page->blocks[4].lines.size(), 3u);
   ASSERT_TRUE(page->blocks[4].style);

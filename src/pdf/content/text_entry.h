@@ -109,6 +109,12 @@ struct TextEntry {
   std::size_t styleLength = 0;
   const FontStyle* lastStyle = nullptr;
   std::size_t lastLength = 0;
+  // How many Latin letters of the text are in fonts known not to be
+  // fixed-pitch, and whether the item opens with such letters: a line of
+  // prose that names a command in a typewriter face is not code, however
+  // long that name is.
+  std::uint32_t proportionalLength = 0;
+  bool opensInProse = false;
 
   // While pieces of a line are put in front of the item (right-to-left
   // lines are drawn from the right, a phrase or number at a time, each

@@ -76,6 +76,17 @@ struct RunGeometry {
   double startX = 0, startY = 0, endX = 0, endY = 0;
 };
 
+// The Latin letters that the text shows in a font known not to be
+// fixed-pitch: the words of prose. Line numbers, punctuation and text of
+// other scripts are often set in another face inside code.
+std::uint32_t proportionalLength(const std::string& text, const FontStyle* style) {
+  if (!style || style->fixedPitch) return 0;
+  return static_cast<std::uint32_t>(std::count_if(text.begin(), text.end(), [](char c) {
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+  }));
+}
+std::uint32_t proportionalLength(const TextRun& run) { return proportionalLength(run.text, run.style.get()); }
+
 RunGeometry geometryOf(const TextRun& run) {
   const Matrix& m = run.matrix;
   RunGeometry g;
@@ -123,6 +134,9 @@ TextEntry newEntry(TextRun& run, const RunGeometry& g, bool leadingSpace, bool t
   entry.styleLength = run.text.size();
   entry.lastStyle = run.style.get();
   entry.lastLength = run.text.size();
+  // run.text was moved into the entry above.
+  entry.proportionalLength = proportionalLength(entry.text, run.style.get());
+  entry.opensInProse = entry.proportionalLength > 0;
   entry.style = std::move(run.style);
   return entry;
 }
@@ -231,6 +245,7 @@ void merge(TextEntry& previous, TextRun& run, const RunGeometry& g, double gap, 
     previous.text += ' ';
   }
   previous.text += run.text;
+  previous.proportionalLength += proportionalLength(run);
   // Runs of one font add up to one stretch: pdfTeX and others write a line
   // as many short strings, so a single string says little of the line.
   if (run.style && run.style.get() == previous.lastStyle) {
@@ -324,6 +339,7 @@ void prepend(TextEntry& item, TextRun& run, const RunGeometry& g, bool leadingSp
   front.lastWidth = run.metrics.lastWidth;
   front.nextWidth = item.firstWidth;
   front.scale = std::fabs(run.fontSize * run.horizontalScale) / 1000.0;
+  item.proportionalLength += proportionalLength(run);
   if (run.style && run.text.size() > item.styleLength) {
     item.style = std::move(run.style);
     item.styleLength = run.text.size();
@@ -374,6 +390,7 @@ void insertAtFront(TextEntry& item, TextRun& run, const RunGeometry& g, double g
   double threshold = glyphGapThreshold(std::max(front.lastWidth, run.metrics.firstWidth)) * scale;
   if (!(threshold > 0)) threshold = 0.125 * 1000.0 * scale;
   bool space = (leadingSpace || front.trailing || gap + 1e-7 >= threshold) && item.text[front.at - 1] != ' ';
+  item.proportionalLength += proportionalLength(run);
   if (run.style && run.text.size() > item.styleLength) {
     item.style = std::move(run.style);
     item.styleLength = run.text.size();

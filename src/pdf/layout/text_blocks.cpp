@@ -66,6 +66,16 @@ struct Building {
   bool indented = false;
 };
 
+// The item opens with words in a proportional face, which hold a third or
+// more of its Latin letters: prose naming code ("in a pathname,
+// lookup_dentry calls"). A listing's lines open with code or a line number,
+// and its guards or comments in other faces do not count.
+bool mostlyProportional(const TextEntry& item) {
+  const auto letters = std::count_if(item.text.begin(), item.text.end(),
+                                     [](char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); });
+  return item.opensInProse && 3 * static_cast<std::ptrdiff_t>(item.proportionalLength) >= letters;
+}
+
 // The line starts with a line number: figures smaller than the rest.
 bool numberedLine(const std::vector<TextEntry>& items, const TextLine& line) {
   if (line.items.size() < 2) return false;
@@ -558,14 +568,16 @@ std::vector<TextBlock> textBlocks(const std::vector<TextEntry>& items, const std
     // Lines of code make listings of their own: their breaks and
     // indentation carry meaning, so their text is never flowed as prose.
     // A line with proportional text beside fixed-pitch text, in items of
-    // their own or ending one, is prose that quotes code.
+    // their own, ending one or making much of one, is prose that quotes
+    // code.
     // Much smaller text beside it (the line numbers of a listing) does not
     // count.
     bool fixed = false, proportional = false;
     for (std::uint32_t index : line.items) {
       const TextEntry& item = items[index];
       if (shownSize(item) < kLineNumberSize * line.size) continue;
-      const bool pitch = item.style && item.style->fixedPitch && (!item.lastStyle || item.lastStyle == item.style.get());
+      const bool pitch = item.style && item.style->fixedPitch &&
+                         (!item.lastStyle || item.lastStyle == item.style.get()) && !mostlyProportional(item);
       fixed = fixed || pitch;
       proportional = proportional || !pitch;
     }

@@ -33,6 +33,12 @@ constexpr double kSharedGapReach = 8.0;
 constexpr int kStretchedGaps = 2;
 constexpr double kStretchedSpread = 0.05;
 constexpr double kStretchedWidest = 6.0;
+// A justified line also stretches the space after a sentence more than its
+// word spaces (up to three times as much in TeX): one wide gap after a full
+// stop, no wider than this (em), in a line whose word spaces are stretched
+// to at least kSentenceShare of it, parts sentences, not columns.
+constexpr double kSentenceSpaceWidest = 3.0;
+constexpr double kSentenceShare = 0.33;
 
 struct Placed {
   std::uint32_t index = 0;
@@ -227,6 +233,17 @@ std::vector<TextLine> textLines(const std::vector<TextEntry>& items, const PageR
       if (words && count >= kStretchedGaps && widest <= kStretchedWidest &&
           widest - narrowest <= kStretchedSpread * widest) {
         for (std::size_t k = start + 1; k < end; ++k) wide[k] = false;
+      }
+      if (words && count == 1 && widest <= kSentenceSpaceWidest) {
+        std::size_t after = start + 1;
+        while (!wide[after]) ++after;
+        const std::string& before = items[band[after - 1].index].text;
+        const bool sentenceEnd = !before.empty() && (before.back() == '.' || before.back() == '?' || before.back() == '!');
+        bool stretched = false;
+        for (std::size_t k = start + 1; k < end; ++k) {
+          stretched = stretched || (k != after && gaps[k] >= kSentenceShare * widest);
+        }
+        if (sentenceEnd && stretched) wide[after] = false;
       }
       start = end;
     }
