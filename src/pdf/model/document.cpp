@@ -227,8 +227,15 @@ const Object* Document::object(std::uint32_t number) const {
 }
 
 Value* Document::resolve(Value* value) {
-  if (!value) return nullptr;
-  std::set<std::uint32_t> visited;
+  if (!value || !value->isReference()) return value;
+  // Most references name a value directly; only a chain of references needs
+  // the set that stops a cycle.
+  const std::uint32_t first = value->objectNumber;
+  Object* direct = object(first);
+  if (!direct) return nullptr;
+  value = &direct->value;
+  if (!value->isReference()) return value;
+  std::set<std::uint32_t> visited{first};
   while (value && value->isReference()) {
     if (!visited.insert(value->objectNumber).second) return nullptr;
     Object* target = object(value->objectNumber);
