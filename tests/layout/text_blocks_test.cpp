@@ -358,7 +358,8 @@ TEST(TextBlocks, FlowsLongerAndShorterTexts) {
 // A paragraph written a few words per string, with one italic word a
 // line, is set in roman; a bold run-in heading starts a paragraph; lines of
 // code make one listing, numbered ones too; a URL and a year go on with
-// their reference; a line naming code goes on with its paragraph.
+// their reference; a line naming code goes on with its paragraph, and so
+// does a name in code before a narrow space where a listing's lines start.
 TEST(TextBlocks, StyleOfMostTextAndCodeListings) {
   if (!test::haveProgram("pdftotext")) GTEST_SKIP() << "pdftotext not installed";
   test::PdfBuilder b;
@@ -388,6 +389,13 @@ TEST(TextBlocks, StyleOfMostTextAndCodeListings) {
   content += "\nBT /R 10 Tf 72 320 Td 12 TL (The lookup is affected by the types in two places. First,) Tj T* "
              "(for each element in a pathname,) Tj /C 10 Tf ( lookup_dentry_cached) Tj /R 10 Tf ( calls) Tj /C 10 Tf "
              "( per-) Tj T* (mission) Tj /R 10 Tf ( on the directory that holds it.) Tj ET";
+  // A narrow space after a name in a fixed-pitch face, where the lines of
+  // a listing further down start, parts nothing when the lines above and
+  // below run across it.
+  content += "\nBT /R 10 Tf 72 260 Td 12 TL (We can reuse most of the code above to show an end,) Tj ET "
+             "BT /C 10 Tf 72 248 Td (aux_show.) Tj ET BT /R 10 Tf 134 248 Td (Also, when it shows an end, it) Tj ET "
+             "BT /R 10 Tf 72 236 Td (changes that to the start and does the same.) Tj ET "
+             "BT /C 10 Tf 134 200 Td 12 TL (x = 1;) Tj T* (yy = 22;) Tj T* (z = 3;) Tj T* (ww = 44;) Tj T* (v = 5;) Tj ET";
   b.stream(4, "", content);
   b.object(5, "<< /Type /Font /Subtype /Type1 /BaseFont /Times-Roman >>");
   b.object(6, "<< /Type /Font /Subtype /Type1 /BaseFont /Times-Italic >>");
@@ -395,9 +403,13 @@ TEST(TextBlocks, StyleOfMostTextAndCodeListings) {
   b.object(8, "<< /Type /Font /Subtype /Type1 /BaseFont /Times-Bold >>");
   b.object(9, "<< /Type /Font /Subtype /Type1 /BaseFont /Helvetica >>");
   auto page = laidOut(b, "styles.pdf");
-  ASSERT_EQ(page->blocks.size(), 6u);
+  ASSERT_EQ(page->blocks.size(), 8u);
   EXPECT_EQ(page->blocks[5].kind, BlockKind::Paragraph);
   EXPECT_EQ(page->blocks[5].lines.size(), 3u);
+  EXPECT_EQ(page->blocks[6].text,
+            "We can reuse most of the code above to show an end, aux_show. Also, when it shows an end, it changes "
+            "that to the start and does the same.");
+  EXPECT_EQ(page->blocks[7].kind, BlockKind::Code);
   EXPECT_EQ(page->blocks[4].kind, BlockKind::Code);
   EXPECT_EQ(page->blocks[4].lines.size(), 3u);
   ASSERT_TRUE(page->blocks[4].style);

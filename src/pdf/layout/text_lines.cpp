@@ -39,6 +39,9 @@ constexpr double kStretchedWidest = 6.0;
 // to at least kSentenceShare of it, parts sentences, not columns.
 constexpr double kSentenceSpaceWidest = 3.0;
 constexpr double kSentenceShare = 0.33;
+// Lines this near (in size of the line) above and below a narrow gap whose
+// text runs across it show that the gap parts words, not columns.
+constexpr double kCrossingReach = 1.6;
 
 struct Placed {
   std::uint32_t index = 0;
@@ -194,9 +197,20 @@ std::vector<TextLine> textLines(const std::vector<TextEntry>& items, const PageR
     }
     return false;
   };
+  // Text runs across [from, to] on the line just above or just below band
+  // `b`: a gutter has none beside it, however many gaps line up with it.
+  const auto crossedAround = [&](std::size_t b, double from, double to) {
+    const auto crosses = [&](std::size_t other) {
+      if (std::fabs(bands[other][0].y - bands[b][0].y) > kCrossingReach * bands[b][0].size) return false;
+      return std::any_of(bands[other].begin(), bands[other].end(),
+                         [&](const Placed& p) { return p.x0 <= from && p.x1 >= to; });
+    };
+    return b > 0 && b + 1 < bands.size() && crosses(b - 1) && crosses(b + 1);
+  };
   std::vector<bool> hard, wide;
   std::vector<double> gaps;
-  for (const std::vector<Placed>& band : bands) {
+  for (std::size_t bandIndex = 0; bandIndex < bands.size(); ++bandIndex) {
+    const std::vector<Placed>& band = bands[bandIndex];
     // Splits at gutters, at gaps lined up with those of nearby lines and at
     // rules; and the wide gaps between.
     hard.assign(band.size(), false);
@@ -209,7 +223,12 @@ std::vector<TextLine> textLines(const std::vector<TextEntry>& items, const PageR
       const double low = std::min(band[k].y, band[k - 1].y) - 0.2 * em;
       gaps[k] = gap;
       wide[k] = gap > kColumnGap;
-      hard[k] = (gap > kNarrowGutter && (gutter(band[k].x0) || sharedGap(reach, band[k].x0, band[k].y, em))) ||
+      // Text of one size on both sides of the gap, with the lines beside it
+      // running across, is one line, whatever lines up with the gap.
+      const bool crossed = std::fabs(band[k].size - band[k - 1].size) <= 0.1 * em &&
+                           crossedAround(bandIndex, reach, band[k].x0);
+      hard[k] = (gap > kNarrowGutter && (gutter(band[k].x0) || sharedGap(reach, band[k].x0, band[k].y, em)) &&
+                 !crossed) ||
                 ruleAcross(rules, low, low + em, reach - 0.1 * em, band[k].x0 + 0.1 * em);
       reach = std::max(reach, band[k].x1);
     }
