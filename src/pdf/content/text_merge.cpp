@@ -81,9 +81,7 @@ struct RunGeometry {
 // other scripts are often set in another face inside code.
 std::uint32_t proportionalLength(const std::string& text, const FontStyle* style) {
   if (!style || style->fixedPitch) return 0;
-  return static_cast<std::uint32_t>(std::count_if(text.begin(), text.end(), [](char c) {
-    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
-  }));
+  return static_cast<std::uint32_t>(asciiLetterCount(text));
 }
 std::uint32_t proportionalLength(const TextRun& run) { return proportionalLength(run.text, run.style.get()); }
 

@@ -120,4 +120,10 @@ std::string encodeUtf8(const std::vector<std::uint32_t>& codePoints) {
   return out;
 }
 
+std::size_t asciiLetterCount(std::string_view text) {
+  std::size_t count = 0;
+  for (char c : text) count += (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+  return count;
+}
+
 }  // namespace zopra::pdf

@@ -71,9 +71,7 @@ struct Building {
 // lookup_dentry calls"). A listing's lines open with code or a line number,
 // and its guards or comments in other faces do not count.
 bool mostlyProportional(const TextEntry& item) {
-  const auto letters = std::count_if(item.text.begin(), item.text.end(),
-                                     [](char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); });
-  return item.opensInProse && 3 * static_cast<std::ptrdiff_t>(item.proportionalLength) >= letters;
+  return item.opensInProse && 3 * std::size_t{item.proportionalLength} >= asciiLetterCount(item.text);
 }
 
 // The line starts with a line number: figures smaller than the rest.

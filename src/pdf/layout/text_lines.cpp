@@ -225,10 +225,9 @@ std::vector<TextLine> textLines(const std::vector<TextEntry>& items, const PageR
       wide[k] = gap > kColumnGap;
       // Text of one size on both sides of the gap, with the lines beside it
       // running across, is one line, whatever lines up with the gap.
-      const bool crossed = std::fabs(band[k].size - band[k - 1].size) <= 0.1 * em &&
-                           crossedAround(bandIndex, reach, band[k].x0);
-      hard[k] = (gap > kNarrowGutter && (gutter(band[k].x0) || sharedGap(reach, band[k].x0, band[k].y, em)) &&
-                 !crossed) ||
+      const bool lined = gap > kNarrowGutter && (gutter(band[k].x0) || sharedGap(reach, band[k].x0, band[k].y, em));
+      hard[k] = (lined && !(std::fabs(band[k].size - band[k - 1].size) <= 0.1 * em &&
+                            crossedAround(bandIndex, reach, band[k].x0))) ||
                 ruleAcross(rules, low, low + em, reach - 0.1 * em, band[k].x0 + 0.1 * em);
       reach = std::max(reach, band[k].x1);
     }
@@ -241,12 +240,14 @@ std::vector<TextLine> textLines(const std::vector<TextEntry>& items, const PageR
       while (end < band.size() && !hard[end]) ++end;
       double narrowest = 0, widest = 0;
       int count = 0;
+      std::size_t lastWide = start;
       bool words = true;
       for (std::size_t k = start; k < end && words; ++k) {
         words = hasLetter(band[k]);
         if (k == start || !wide[k]) continue;
         narrowest = count == 0 ? gaps[k] : std::min(narrowest, gaps[k]);
         widest = std::max(widest, gaps[k]);
+        lastWide = k;
         ++count;
       }
       if (words && count >= kStretchedGaps && widest <= kStretchedWidest &&
@@ -254,15 +255,13 @@ std::vector<TextLine> textLines(const std::vector<TextEntry>& items, const PageR
         for (std::size_t k = start + 1; k < end; ++k) wide[k] = false;
       }
       if (words && count == 1 && widest <= kSentenceSpaceWidest) {
-        std::size_t after = start + 1;
-        while (!wide[after]) ++after;
-        const std::string& before = items[band[after - 1].index].text;
+        const std::string& before = items[band[lastWide - 1].index].text;
         const bool sentenceEnd = !before.empty() && (before.back() == '.' || before.back() == '?' || before.back() == '!');
         bool stretched = false;
         for (std::size_t k = start + 1; k < end; ++k) {
-          stretched = stretched || (k != after && gaps[k] >= kSentenceShare * widest);
+          stretched = stretched || (k != lastWide && gaps[k] >= kSentenceShare * widest);
         }
-        if (sentenceEnd && stretched) wide[after] = false;
+        if (sentenceEnd && stretched) wide[lastWide] = false;
       }
       start = end;
     }
