@@ -21,8 +21,96 @@ FILE* reportStream(void) {
   return stream ? stream : stderr;
 }
 
+/* ---- Handles opened ahead ---- */
+
 typedef struct {
   const char* input;
+  pthread_t thread;
+  int started;
+  ZOPRADocumentLoader* loader;
+  char* reports;
+  size_t reportSize;
+  int result;
+} Opener;
+
+struct OpenedAhead {
+  Opener* openers;
+  unsigned count;
+};
+
+/* Opens on the calling thread, keeping what it reports for the thread that
+ * takes the handle. */
+static void* openQuietly(void* argument) {
+  Opener* opener = argument;
+  FILE* reports = open_memstream(&opener->reports, &opener->reportSize);
+  pthread_once(&reportOnce, createReportKey);
+  if (reports) pthread_setspecific(reportKey, reports);
+  opener->result = openDocument(opener->input, &opener->loader);
+  pthread_setspecific(reportKey, NULL);
+  if (reports) fclose(reports);
+  return NULL;
+}
+
+OpenedAhead* openAhead(const char* input, unsigned count) {
+  OpenedAhead* ahead;
+  unsigned k;
+  if (count < 2) return NULL;
+  ahead = calloc(1, sizeof *ahead);
+  if (!ahead) return NULL;
+  ahead->openers = calloc(count, sizeof *ahead->openers);
+  if (!ahead->openers) {
+    free(ahead);
+    return NULL;
+  }
+  ahead->count = count;
+  for (k = 0; k < count; ++k) {
+    Opener* opener = &ahead->openers[k];
+    opener->input = input;
+    opener->started = pthread_create(&opener->thread, NULL, openQuietly, opener) == 0;
+  }
+  return ahead;
+}
+
+/* Handle k, opened here when its thread could not be started; what opening
+ * it reported goes to this thread's report stream. */
+static int takeOpened(OpenedAhead* ahead, unsigned k, ZOPRADocumentLoader** loader) {
+  Opener* opener = &ahead->openers[k];
+  if (!opener->started) return openDocument(opener->input, loader);
+  pthread_join(opener->thread, NULL);
+  opener->started = 0;
+  if (opener->reports) fwrite(opener->reports, 1, opener->reportSize, reportStream());
+  *loader = opener->loader;
+  opener->loader = NULL;
+  return opener->result;
+}
+
+int openForWritingAhead(const char* input, const char* output, OpenedAhead* ahead, ZOPRADocumentLoader** loader) {
+  int result;
+  if (!ahead) return openForWriting(input, output, loader);
+  *loader = NULL;
+  if (output[0] == '\0') return usageError("empty output file name", NULL);
+  result = refuseInputAsOutput(input, output);
+  return result != EXIT_OK ? result : takeOpened(ahead, 0, loader);
+}
+
+void closeAhead(OpenedAhead* ahead) {
+  unsigned k;
+  if (!ahead) return;
+  for (k = 0; k < ahead->count; ++k) {
+    Opener* opener = &ahead->openers[k];
+    if (opener->started) pthread_join(opener->thread, NULL);
+    zopraDocumentLoaderDestroy(opener->loader);
+    free(opener->reports);
+  }
+  free(ahead->openers);
+  free(ahead);
+}
+
+/* ---- Ranges ---- */
+
+typedef struct {
+  const char* input;
+  OpenedAhead* ahead;
   uint32_t first;
   uint32_t last;
   unsigned index;
@@ -40,7 +128,9 @@ static void* runRange(void* argument) {
   FILE* reports = open_memstream(&range->reports, &range->reportSize);
   pthread_once(&reportOnce, createReportKey);
   if (reports) pthread_setspecific(reportKey, reports);
-  range->result = openDocument(range->input, &range->loader);
+  range->result = range->ahead && range->index < range->ahead->count
+                      ? takeOpened(range->ahead, range->index, &range->loader)
+                      : openDocument(range->input, &range->loader);
   if (range->result == EXIT_OK) {
     range->result = range->edit(range->loader, range->first, range->last, range->index, range->context);
   }
@@ -79,7 +169,7 @@ static void splitPages(uint32_t pages, const double* costs, Range* ranges, unsig
 }
 
 int editPageRanges(ZOPRADocumentLoader* target, const char* input, uint32_t pages, const double* costs,
-                   unsigned jobs, RangeEdit edit, RangeDone done, void* context) {
+                   unsigned jobs, OpenedAhead* ahead, RangeEdit edit, RangeDone done, void* context) {
   Range* ranges;
   pthread_t* threads;
   unsigned count = jobs < 1 ? 1 : jobs;
@@ -99,6 +189,7 @@ int editPageRanges(ZOPRADocumentLoader* target, const char* input, uint32_t page
   for (k = 0; k < count; ++k) {
     Range* range = &ranges[k];
     range->input = input;
+    range->ahead = ahead;
     range->index = k;
     range->edit = edit;
     range->context = context;

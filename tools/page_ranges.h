@@ -28,12 +28,28 @@ typedef int (*RangeEdit)(ZOPRADocumentLoader* loader, uint32_t first, uint32_t l
  * (later ranges are then neither printed nor adopted). */
 typedef int (*RangeDone)(unsigned range, int result, void* context);
 
+/* Handles on one file opened on threads of their own while the calling
+ * thread does something else (reads a replacement map, say), so that
+ * opening the file once per thread does not hold up the start: handle 0
+ * becomes the target (openForWritingAhead), handle k the handle of range k
+ * (editPageRanges). */
+typedef struct OpenedAhead OpenedAhead;
+/* Starts opening `count` handles on `input`; NULL when count is below 2 or
+ * memory is short: the handles are then opened when needed. */
+OpenedAhead* openAhead(const char* input, unsigned count);
+/* openForWriting (cli.h), with handle 0 of `ahead` when it is not NULL:
+ * the same checks, reports and results. */
+int openForWritingAhead(const char* input, const char* output, OpenedAhead* ahead, ZOPRADocumentLoader** loader);
+/* Waits for the opening threads and releases the handles nobody took. */
+void closeAhead(OpenedAhead* ahead);
+
 /* Splits the `pages` pages of `input` (open in `target`) into `jobs`
  * contiguous ranges of about equal cost, and runs `edit` on each as above.
  * `costs` (NULL: all alike) holds an estimate of each page's work, in any
- * unit. EXIT_OK, or the exit status of a failure to adopt a range
+ * unit. Range k takes handle k of `ahead` (NULL: each range thread opens
+ * its own). EXIT_OK, or the exit status of a failure to adopt a range
  * (reported). */
 int editPageRanges(ZOPRADocumentLoader* target, const char* input, uint32_t pages, const double* costs,
-                   unsigned jobs, RangeEdit edit, RangeDone done, void* context);
+                   unsigned jobs, OpenedAhead* ahead, RangeEdit edit, RangeDone done, void* context);
 
 #endif

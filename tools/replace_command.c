@@ -588,7 +588,7 @@ static double* pageCosts(const ReplaceMap* map, uint32_t pages) {
 /* Replaces on all pages, on options->jobs threads when there are several
  * pages; then names the object map's keys that no item read. */
 static int replacePages(ZOPRADocumentLoader* loader, const ReplaceOptions* options, ReplaceMap* map, uint32_t pages,
-                        Counts* counts) {
+                        OpenedAhead* ahead, Counts* counts) {
   int result;
   size_t i;
   unsigned jobs = options->jobs < pages ? options->jobs : pages;
@@ -613,7 +613,8 @@ static int replacePages(ZOPRADocumentLoader* loader, const ReplaceOptions* optio
     }
     if (result == EXIT_OK) {
       double* costs = pageCosts(map, pages);
-      result = editPageRanges(loader, options->input, pages, costs, jobs, replaceRangeJob, replaceRangeDone, &job);
+      result = editPageRanges(loader, options->input, pages, costs, jobs, ahead, replaceRangeJob, replaceRangeDone,
+                              &job);
       free(costs);
       if (result == EXIT_OK) result = job.outcome;
       *counts = job.total;
@@ -637,6 +638,7 @@ int runReplace(int argc, char** argv) {
   ReplaceMap map;
   Counts counts = {0, 0, 0, 0, 0};
   ZOPRADocumentLoader* loader = NULL;
+  OpenedAhead* ahead = NULL;
   uint32_t pages = 0;
   struct stat written;
   int result = parseReplaceArguments(argc, argv, &options);
@@ -670,11 +672,15 @@ int runReplace(int argc, char** argv) {
     fontChoiceDestroy(options.fonts);
     return result;
   }
+  /* The file is opened for each thread while the map is read. */
+  ahead = openAhead(options.input, options.jobs);
   result = loadMap(options.mapPath, options.exact, &map);
-  if (result == EXIT_OK) result = openForWriting(options.input, options.output, &loader);
+  if (result == EXIT_OK) result = openForWritingAhead(options.input, options.output, ahead, &loader);
   if (result == EXIT_OK) {
     zopraDocumentLoaderGetPageCount(loader, &pages);
-    result = replacePages(loader, &options, &map, pages, &counts);
+    result = replacePages(loader, &options, &map, pages, ahead, &counts);
+    closeAhead(ahead);
+    ahead = NULL;
     /* Nothing is written after a mistake or failure: the output never holds
      * half a job. Pages that could not be read are named and left as they
      * are, and text that could not be removed is named; the rest is done. */
@@ -687,6 +693,7 @@ int runReplace(int argc, char** argv) {
       zopraDocumentLoaderDestroy(loader);
     }
   }
+  closeAhead(ahead);
   freeMap(&map);
   fontChoiceDestroy(options.fonts);
   if (result != EXIT_OK && result != EXIT_PAGES_UNREAD && result != EXIT_TEXT_LEFT) return result;

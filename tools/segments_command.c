@@ -490,7 +490,7 @@ static int segmentRangeDone(unsigned range, int result, void* context) {
 /* Replaces the listed segments of all pages, on job->jobs threads when
  * there are several pages to edit. */
 static int replaceAllSegments(ZOPRADocumentLoader* loader, const SegmentReplace* job, const Replacement* list,
-                              size_t count, uint32_t pages, SegmentCounts* counts) {
+                              size_t count, uint32_t pages, OpenedAhead* ahead, SegmentCounts* counts) {
   unsigned jobs = job->jobs < pages ? job->jobs : pages;
   SegmentRanges ranges;
   double* costs;
@@ -514,7 +514,7 @@ static int replaceAllSegments(ZOPRADocumentLoader* loader, const SegmentReplace*
   ranges.job = job;
   ranges.list = list;
   ranges.count = count;
-  result = editPageRanges(loader, job->input, pages, costs, jobs, segmentRangeJob, segmentRangeDone, &ranges);
+  result = editPageRanges(loader, job->input, pages, costs, jobs, ahead, segmentRangeJob, segmentRangeDone, &ranges);
   if (result == EXIT_OK) result = ranges.outcome;
   *counts = ranges.total;
   free(costs);
@@ -523,6 +523,8 @@ static int replaceAllSegments(ZOPRADocumentLoader* loader, const SegmentReplace*
 }
 
 int replaceSegments(const SegmentReplace* job) {
+  /* The file is opened for each thread while the segments are read. */
+  OpenedAhead* ahead = openAhead(job->input, job->jobs);
   json_t* segments = job->format == SEGMENTS_XLIFF ? readSegmentsXliff(job->segmentsPath)
                                                     : readSegmentsJson(job->segmentsPath);
   ZOPRADocumentLoader* loader = NULL;
@@ -533,20 +535,24 @@ int replaceSegments(const SegmentReplace* job) {
   struct stat written;
   int outcome = EXIT_OK;
   int result;
-  if (!segments) return EXIT_USAGE;
-  result = openForWriting(job->input, job->output, &loader);
+  if (!segments) {
+    closeAhead(ahead);
+    return EXIT_USAGE;
+  }
+  result = openForWritingAhead(job->input, job->output, ahead, &loader);
   if (result == EXIT_OK) {
     zopraDocumentLoaderGetPageCount(loader, &pages);
     result = takeReplacements(job->segmentsPath, segments, pages, &list, &count);
   }
   if (result == EXIT_OK) {
-    int step = replaceAllSegments(loader, job, list, count, pages, &counts);
+    int step = replaceAllSegments(loader, job, list, count, pages, ahead, &counts);
     if (step == EXIT_PAGES_UNREAD || step == EXIT_TEXT_LEFT) {
       outcome = step;
     } else {
       result = step;
     }
   }
+  closeAhead(ahead);
   if (result == EXIT_OK) {
     setWriteThreads(job->jobs);
     result = writeAndClose(loader, job->input, job->output, job->plain);

@@ -216,6 +216,7 @@ int runErase(int argc, char** argv) {
   int plain = 0;
   unsigned jobs = defaultJobs();
   ZOPRADocumentLoader* loader = NULL;
+  OpenedAhead* ahead = NULL;
   unsigned char* wholePages = NULL;
   uint32_t pages = 0;
   int result = EXIT_OK;
@@ -249,8 +250,12 @@ int runErase(int argc, char** argv) {
     }
   }
   if (result == EXIT_OK && pathCount < 2) result = usageError("erase needs an input and an output file", NULL);
-  if (result == EXIT_OK) result = openForWriting(paths[0], paths[1], &loader);
+  /* Whole pages spread over threads: the file is opened for all of them at
+   * once, so that no range starts late. */
+  if (result == EXIT_OK && itemCount == 0) ahead = openAhead(paths[0], jobs);
+  if (result == EXIT_OK) result = openForWritingAhead(paths[0], paths[1], ahead, &loader);
   if (result != EXIT_OK) {
+    closeAhead(ahead);
     free(items);
     return result == EXIT_HELP_SHOWN ? EXIT_OK : result;
   }
@@ -268,11 +273,12 @@ int runErase(int argc, char** argv) {
     job.input = paths[0];
     job.wholePages = wholePages;
     job.outcome = EXIT_OK;
-    result = editPageRanges(loader, paths[0], pages, NULL, jobs, eraseRangeJob, eraseRangeDone, &job);
+    result = editPageRanges(loader, paths[0], pages, NULL, jobs, ahead, eraseRangeJob, eraseRangeDone, &job);
     if (result == EXIT_OK) result = job.outcome;
   } else if (result == EXIT_OK) {
     result = eraseChosen(loader, paths[0], wholePages, pages, items, itemCount);
   }
+  closeAhead(ahead);
   free(wholePages);
   free(items);
   setWriteThreads(jobs);
