@@ -377,7 +377,11 @@ TEST(TextBlocks, StyleOfMostTextAndCodeListings) {
              "-140 -12 Td (flow of new text.) Tj ET\n";
   content += "BT 72 604 Td 12 TL /C 10 Tf (for \\(i = 0; i < n; ++i\\) {) Tj T* (  sum += i;) Tj T* (}) Tj ET";
   // A reference with a URL in a fixed-pitch face and a year on lines of
-  // their own is one paragraph.
+  // their own is one paragraph, and so is one whose address, broken at its
+  // hyphen and after a slash, hangs under a first line that goes on.
+  content += "\nBT /R 10 Tf 72 530 Td ([Dte] Domain and Type Enforcement,) Tj ET BT /C 10 Tf 86 518 Td "
+             "(http://research-) Tj ET BT /C 10 Tf 86 506 Td (cistw.example.com/) Tj ET BT /R 10 Tf 86 494 Td "
+             "(cace/dte.html.) Tj ET";
   content += "\nBT /R 10 Tf 72 460 Td ([Caps] A. Author, Linux Capability) Tj ET BT /R 10 Tf 86 448 Td (FAQ, online at) Tj "
              "ET BT /C 10 Tf 86 436 Td (http://example.org/caps/) Tj ET BT /R 10 Tf 86 424 Td (1998.) Tj ET";
   // A listing with small line numbers and a guard line in another face is
@@ -403,18 +407,19 @@ TEST(TextBlocks, StyleOfMostTextAndCodeListings) {
   b.object(8, "<< /Type /Font /Subtype /Type1 /BaseFont /Times-Bold >>");
   b.object(9, "<< /Type /Font /Subtype /Type1 /BaseFont /Helvetica >>");
   auto page = laidOut(b, "styles.pdf");
-  ASSERT_EQ(page->blocks.size(), 8u);
-  EXPECT_EQ(page->blocks[5].kind, BlockKind::Paragraph);
-  EXPECT_EQ(page->blocks[5].lines.size(), 3u);
-  EXPECT_EQ(page->blocks[6].text,
+  ASSERT_EQ(page->blocks.size(), 9u);
+  EXPECT_EQ(page->blocks[3].text, "[Dte] Domain and Type Enforcement, http://research-cistw.example.com/cace/dte.html.");
+  EXPECT_EQ(page->blocks[6].kind, BlockKind::Paragraph);
+  EXPECT_EQ(page->blocks[6].lines.size(), 3u);
+  EXPECT_EQ(page->blocks[7].text,
             "We can reuse most of the code above to show an end, aux_show. Also, when it shows an end, it changes "
             "that to the start and does the same.");
-  EXPECT_EQ(page->blocks[7].kind, BlockKind::Code);
-  EXPECT_EQ(page->blocks[4].kind, BlockKind::Code);
-  EXPECT_EQ(page->blocks[4].lines.size(), 3u);
-  ASSERT_TRUE(page->blocks[4].style);
-  EXPECT_TRUE(page->blocks[4].style->fixedPitch);
-  EXPECT_EQ(page->blocks[3].text, "[Caps] A. Author, Linux Capability FAQ, online at http://example.org/caps/ 1998.");
+  EXPECT_EQ(page->blocks[8].kind, BlockKind::Code);
+  EXPECT_EQ(page->blocks[5].kind, BlockKind::Code);
+  EXPECT_EQ(page->blocks[5].lines.size(), 3u);
+  ASSERT_TRUE(page->blocks[5].style);
+  EXPECT_TRUE(page->blocks[5].style->fixedPitch);
+  EXPECT_EQ(page->blocks[4].text, "[Caps] A. Author, Linux Capability FAQ, online at http://example.org/caps/ 1998.");
   const TextBlock& paragraph = page->blocks[0];
   ASSERT_TRUE(paragraph.style);
   EXPECT_FALSE(paragraph.style->italic);
@@ -452,6 +457,29 @@ TEST(TextBlocks, StyleOfMostTextAndCodeListings) {
   EXPECT_NEAR(words["k--;"].y1 - words["loop"].y1, 3 * code.leading, 2);
   EXPECT_NEAR(words["}"].y1 - words["loop"].y1, 4 * code.leading, 2);
   EXPECT_LT(std::fabs(words["loop"].y1 - top), 4);
+
+  // A web address wider than the reference's lines breaks after a slash,
+  // at the block's size, rather than shrinking the whole reference.
+  const TextBlock& reference = page->blocks[3];
+  chosen.clear();
+  for (const TextLine& line : reference.lines) chosen.insert(line.items.begin(), line.items.end());
+  ASSERT_EQ(page->document->removeText(0, &chosen, page->items, 2), Error::None);
+  BlockFlow address;
+  ASSERT_EQ(flowBlock(*page->document.document, 0, context, 3,
+                      "[Dte] Typen, http://example.org/cace/typen/erzwingung/dte.html.", {kFont}, 0,
+                      address),
+            Error::None);
+  EXPECT_EQ(address.scale, 1);
+  EXPECT_FALSE(address.overflows);
+  ASSERT_EQ(page->document->save(pdf), Error::None);
+  std::string lines;
+  for (const Word& word : popplerWords(pdf)) {
+    const bool ours = word.text.find("caps") == std::string::npos;
+    if (ours && (word.text.find('/') != std::string::npos || word.text.find(".html") != std::string::npos)) {
+      lines += word.text + "|";
+    }
+  }
+  EXPECT_EQ(lines, "http://example.org/cace/|typen/erzwingung/|dte.html.|");
 }
 
 }  // namespace

@@ -19,6 +19,8 @@ namespace {
 constexpr std::uint32_t kSpace = 0x20;
 // Below a fifth of its size a block's text is unreadable.
 constexpr double kDefaultMinimumScale = 0.2;
+
+bool asciiAlphanumeric(std::uint32_t c) { return (c >= '0' && c <= '9') || ((c | 0x20) >= 'a' && (c | 0x20) <= 'z'); }
 // Blocks of a page compared with the block being flowed.
 constexpr std::size_t kMaxNeighbourBlocks = 3000;
 
@@ -288,25 +290,40 @@ Error flowBlock(Document& document, std::uint32_t page, const FlowPage& context,
     return fontSize / std::max(1.0, perEm) * item.horizontalScale * along;
   };
   const double spacing = item.charSpacing * item.horizontalScale * along;
+  // Words of a right-to-left text stand from the right; a line drawn whole
+  // is put in visual order when drawn.
+  const std::vector<std::uint32_t>& codePoints = measure.codePoints;
+  const bool rightToLeft = letterDirections(codePoints).rightToLeftLine();
   std::vector<FlowWord> words;
   std::vector<std::vector<std::uint32_t>> wordText;
   double space = 0.25 * fontSize * along;
-  for (std::size_t i = 0; i < measure.codePoints.size(); ++i) {
-    if (measure.codePoints[i] == kSpace) {
+  bool address = false;
+  for (std::size_t i = 0; i < codePoints.size(); ++i) {
+    if (codePoints[i] == kSpace) {
       space = measure.advances[i] * unitOf(i) + spacing;
       if (!wordText.empty() && !wordText.back().empty()) {
         wordText.emplace_back();
         words.emplace_back();
       }
+      address = false;
       continue;
     }
     if (wordText.empty()) {
       wordText.emplace_back();
       words.emplace_back();
     }
-    wordText.back().push_back(measure.codePoints[i]);
+    wordText.back().push_back(codePoints[i]);
     words.back().glyphs += measure.advances[i] * unitOf(i);
     words.back().spacing += spacing;
+    address = address || (i >= 2 && codePoints[i] == '/' && codePoints[i - 1] == '/' && codePoints[i - 2] == ':');
+    // A web address may break after a slash that a letter or digit follows
+    // (not inside its "//"), as the address was broken in the source.
+    if (address && !rightToLeft && codePoints[i] == '/' && codePoints[i - 1] != '/' && i + 1 < codePoints.size() &&
+        asciiAlphanumeric(codePoints[i + 1])) {
+      wordText.emplace_back();
+      words.emplace_back();
+      words.back().glued = true;
+    }
   }
   if (!wordText.empty() && wordText.back().empty()) {
     wordText.pop_back();
@@ -326,7 +343,7 @@ Error flowBlock(Document& document, std::uint32_t page, const FlowPage& context,
       glyphs += word.glyphs;
       fixed += word.spacing;
     }
-    glyphs += space * static_cast<double>(words.size() - 1);
+    for (std::size_t w = 1; w < words.size(); ++w) glyphs += words[w].glued ? 0 : space;
     const double room = std::fabs(item.width) * along;
     const double fitting = glyphs > 0 ? (room - fixed) / glyphs : 1.0;
     flow.scale = std::clamp(fitting, std::min(minimumScale, 1.0), 1.0);
@@ -343,26 +360,24 @@ Error flowBlock(Document& document, std::uint32_t page, const FlowPage& context,
   result.overflows = flow.overflows;
   result.linesUsed = static_cast<std::uint32_t>(flow.lines.size());
   bool first = true;
-  // Words of a right-to-left text stand from the right; a line drawn whole
-  // is put in visual order when drawn.
-  const bool rightToLeft = letterDirections(measure.codePoints).rightToLeftLine();
   for (const FlowLine& line : flow.lines) {
     // A justified line is drawn word by word at stretched positions: the
     // word spacing operator does not act on the two-byte codes of the
-    // embedded font.
+    // embedded font. Words glued together are drawn as one.
     const bool byWord = line.extraSpace > 0;
     double x = line.x;
     double lineEnd = line.x;
     for (std::size_t w = line.firstWord; w < line.endWord;) {
-      const std::size_t end = byWord ? w + 1 : line.endWord;
-      std::vector<std::uint32_t> codePoints;
+      std::size_t end = byWord ? w + 1 : line.endWord;
+      while (end < line.endWord && words[end].glued) ++end;
+      std::vector<std::uint32_t> shown;
       for (std::size_t k = w; k < end; ++k) {
-        if (k > w) codePoints.push_back(kSpace);
+        if (k > w && !words[k].glued) shown.push_back(kSpace);
         const std::size_t word = byWord && rightToLeft ? line.firstWord + line.endWord - 1 - k : k;
-        codePoints.insert(codePoints.end(), wordText[word].begin(), wordText[word].end());
+        shown.insert(shown.end(), wordText[word].begin(), wordText[word].end());
       }
       Document::DrawState state = stateFor(item, page, fontPaths, fontSize * flow.scale);
-      state.text = encodeUtf8(codePoints);
+      state.text = encodeUtf8(shown);
       state.matrix.e = x;
       state.matrix.f = line.baseline;
       Error step = document.prepareText(state);

@@ -27,6 +27,14 @@ bool isLower(std::uint32_t c) {
 
 bool isHyphen(std::uint32_t c) { return c == '-' || c == 0xAD || c == 0x2010; }
 
+// The last word of `text` is a web address ("http://...").
+bool inAddress(const std::vector<std::uint32_t>& text) {
+  for (std::size_t k = text.size(); k > 0 && text[k - 1] != ' '; --k) {
+    if (text[k - 1] == ':' && k + 1 < text.size() && text[k] == '/' && text[k + 1] == '/') return true;
+  }
+  return false;
+}
+
 // A copy of `earlier` drawn again a little off its place: a shadow, or a
 // bold face faked by drawing the text twice. Its glyphs are the same words.
 constexpr double kShadowOffset = 0.25;  // em
@@ -87,6 +95,22 @@ std::string codeLineText(const std::vector<TextEntry>& items, const TextLine& li
   return text;
 }
 
+// The line's first word reads as more of an address: it holds a slash, or
+// a dot between letters ("dte.html"), unlike a word or a year after one,
+// and starts no address of its own.
+bool addressPart(const std::vector<std::uint32_t>& line) {
+  const auto letter = [](std::uint32_t c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); };
+  std::size_t end = 0;
+  while (end < line.size() && line[end] != ' ') ++end;
+  const std::vector<std::uint32_t> word(line.begin(), line.begin() + static_cast<std::ptrdiff_t>(end));
+  if (inAddress(word)) return false;
+  for (std::size_t k = 0; k < end; ++k) {
+    if (word[k] == '/') return true;
+    if (word[k] == '.' && k > 0 && k + 1 < end && letter(word[k - 1]) && letter(word[k + 1])) return true;
+  }
+  return false;
+}
+
 std::string joinLines(const std::vector<std::string>& lines) {
   std::vector<std::uint32_t> out;
   for (const std::string& raw : lines) {
@@ -96,13 +120,15 @@ std::string joinLines(const std::vector<std::string>& lines) {
       const std::size_t n = out.size();
       if (isHyphen(out[n - 1])) {
         // A word that already holds a hyphen ("state-of-the-") is a
-        // compound: its hyphen at the line end is one of its own.
-        bool compound = false;
+        // compound, and a web address ("http://research-") is broken at
+        // its own hyphens: the hyphen at the line end is one of the word's.
+        bool compound = inAddress(out);
         for (std::size_t k = n - 1; k > 0 && out[k - 1] != ' '; --k) compound = compound || isHyphen(out[k - 1]);
         const bool broken = n >= 2 && isLower(out[n - 2]) && isLower(line.front()) && !compound;
         // A soft hyphen is never part of the word.
         if (broken || out[n - 1] == 0xAD) out.pop_back();
-      } else {
+      } else if (!(out[n - 1] == '/' && inAddress(out) && addressPart(line))) {
+        // A web address broken after a slash goes on without a space.
         out.push_back(' ');
       }
     }

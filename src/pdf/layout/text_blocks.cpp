@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <cstring>
 
 #include "pdf/content/bidi_order.h"
 #include "pdf/fonts/unicode.h"
@@ -194,6 +195,15 @@ double overlap(double a0, double a1, double b0, double b1) { return std::min(a1,
 // The left edge of a block's body: its second line's (the first may be
 // indented, or hang out with a list marker).
 double bodyLeft(const TextBlock& block) { return block.lines.size() >= 2 ? block.lines[1].left : block.lines[0].left; }
+
+// Under a block of one line that does not end a sentence, the line starts a
+// web address a little right of it, as the hanging lines of a reference do.
+bool hangingAddress(const Building& b, const TextLine& line, const std::string& text) {
+  const double indent = line.left - b.block.lines[0].left;
+  const char end = b.texts.empty() || b.texts[0].empty() ? '.' : b.texts[0].back();
+  return b.block.lines.size() == 1 && indent > 0.5 * line.size && indent <= 4 * line.size &&
+         std::strchr(".!?:", end) == nullptr && text.find("://") != std::string::npos;
+}
 
 // The line comes next below the block's last line, at its leading.
 bool followsBelow(const TextBlock& block, const TextLine& line) {
@@ -589,13 +599,15 @@ std::vector<TextBlock> textBlocks(const std::vector<TextEntry>& items, const std
                                                                                                  : LineMode::Prose;
     // One word in a fixed-pitch font that goes on with the paragraph above,
     // at the left edge of its body (a URL broken over the lines of a
-    // reference), is prose.
+    // reference), is prose; so is a URL that starts the hanging lines under
+    // a first line going on past its end ("[Key] Title," then the address).
     if (mode == LineMode::Code && line.upright && text.find(' ') == std::string::npos) {
       std::string prose = lineText(items, line);
       for (std::size_t k : open) {
         const TextBlock& above = building[k].block;
-        if (above.lines.size() >= 2 && std::fabs(line.left - bodyLeft(above)) <= 0.5 * line.size &&
-            accepts(building[k], line, bold, prose, rules, work)) {
+        const bool body = above.lines.size() >= 2 ? std::fabs(line.left - bodyLeft(above)) <= 0.5 * line.size
+                                                  : hangingAddress(building[k], line, text);
+        if (body && accepts(building[k], line, bold, prose, rules, work)) {
           mode = LineMode::Prose;
           text = std::move(prose);
           break;

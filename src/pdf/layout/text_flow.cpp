@@ -50,7 +50,8 @@ bool breakLines(const std::vector<FlowWord>& words, double space, const FlowFram
     double width = words[next].glyphs * scale + words[next].spacing;
     ++next;
     while (next < words.size()) {
-      const double wider = width + space * scale + words[next].glyphs * scale + words[next].spacing;
+      const double gap = words[next].glued ? 0 : space * scale;
+      const double wider = width + gap + words[next].glyphs * scale + words[next].spacing;
       if (wider > room * (1 + 1e-9)) break;
       width = wider;
       ++next;
@@ -69,7 +70,8 @@ bool breakLines(const std::vector<FlowWord>& words, double space, const FlowFram
   return fits;
 }
 
-void align(const FlowFrame& frame, double space, double scale, std::vector<FlowLine>& lines) {
+void align(const std::vector<FlowWord>& words, const FlowFrame& frame, double space, double scale,
+           std::vector<FlowLine>& lines) {
   for (std::size_t k = 0; k < lines.size(); ++k) {
     FlowLine& line = lines[k];
     const FlowFrame::Slot slot = slotAt(frame, k, scale);
@@ -82,7 +84,8 @@ void align(const FlowFrame& frame, double space, double scale, std::vector<FlowL
         line.x = slot.left + free;
         break;
       case BlockAlignment::Justified: {
-        const std::size_t gaps = line.endWord - line.firstWord - 1;
+        std::size_t gaps = 0;
+        for (std::size_t w = line.firstWord + 1; w < line.endWord; ++w) gaps += words[w].glued ? 0 : 1;
         if (k + 1 < lines.size() && gaps > 0 && free / static_cast<double>(gaps) <= kMaxStretch * space * scale) {
           line.extraSpace = free / static_cast<double>(gaps);
           line.width += free;
@@ -125,7 +128,7 @@ FlowResult flowText(const std::vector<FlowWord>& words, double space, const Flow
     result.scale = low;
     result.lines = std::move(fitting);
   }
-  align(frame, space, result.scale, result.lines);
+  align(words, frame, space, result.scale, result.lines);
   return result;
 }
 

@@ -15,6 +15,9 @@ namespace zopra::pdf {
 struct FlowWord {
   double glyphs = 0;
   double spacing = 0;
+  // Set right after the word before it, with no space: a line may still
+  // break between them (a web address broken after a slash).
+  bool glued = false;
 };
 
 // Where the text may go, in page units.
@@ -36,7 +39,7 @@ struct FlowFrame {
 struct FlowLine {
   std::size_t firstWord = 0, endWord = 0;
   // Start of the baseline and the extra space after each word but the last
-  // (justified lines), at the chosen scale.
+  // and those glued to the next (justified lines), at the chosen scale.
   double x = 0, baseline = 0, width = 0, extraSpace = 0;
 };
 
