@@ -19,10 +19,12 @@ namespace {
 constexpr std::uint32_t kSpace = 0x20;
 // Below a fifth of its size a block's text is unreadable.
 constexpr double kDefaultMinimumScale = 0.2;
-
-bool asciiAlphanumeric(std::uint32_t c) { return (c >= '0' && c <= '9') || ((c | 0x20) >= 'a' && (c | 0x20) <= 'z'); }
 // Blocks of a page compared with the block being flowed.
 constexpr std::size_t kMaxNeighbourBlocks = 3000;
+
+// Whatever the locale: the characters that may follow a break in a web
+// address.
+bool asciiAlphanumeric(std::uint32_t c) { return (c >= '0' && c <= '9') || ((c | 0x20) >= 'a' && (c | 0x20) <= 'z'); }
 
 double overlapOf(double a0, double a1, double b0, double b1) { return std::min(a1, b1) - std::max(a0, b0); }
 
