@@ -6,6 +6,7 @@
 #include <pthread.h>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/stat.h>
 
 #include "cli.h"
 
@@ -53,8 +54,12 @@ static void* openQuietly(void* argument) {
 
 OpenedAhead* openAhead(const char* input, unsigned count) {
   OpenedAhead* ahead;
+  struct stat info;
   unsigned k;
-  if (count < 2) return NULL;
+  /* Only a regular file gives every thread the same bytes: a pipe read by
+   * two threads at once would give each a part. Anything else is opened
+   * when needed, the target first. */
+  if (count < 2 || stat(input, &info) != 0 || !S_ISREG(info.st_mode)) return NULL;
   ahead = calloc(1, sizeof *ahead);
   if (!ahead) return NULL;
   ahead->openers = calloc(count, sizeof *ahead->openers);

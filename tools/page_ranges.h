@@ -34,8 +34,9 @@ typedef int (*RangeDone)(unsigned range, int result, void* context);
  * becomes the target (openForWritingAhead), handle k the handle of range k
  * (editPageRanges). */
 typedef struct OpenedAhead OpenedAhead;
-/* Starts opening `count` handles on `input`; NULL when count is below 2 or
- * memory is short: the handles are then opened when needed. */
+/* Starts opening `count` handles on `input`; NULL when count is below 2,
+ * the input is no regular file, or memory is short: the handles are then
+ * opened when needed. */
 OpenedAhead* openAhead(const char* input, unsigned count);
 /* openForWriting (cli.h), with handle 0 of `ahead` when it is not NULL:
  * the same checks, reports and results. */
