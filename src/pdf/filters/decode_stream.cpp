@@ -152,8 +152,12 @@ Bytes Document::decodeStreamPrefix(const Object& source, std::size_t size, bool&
     switch (kinds[i]) {
       case FilterKind::Flate:
         if (prefix) {
+          // A predictor adds a byte to every row: its input is up to twice
+          // the bytes wanted after it.
+          const bool predicted = parameters[i] && parameters[i]->isDictionary();
+          const std::size_t wanted = predicted && size < SIZE_MAX / 2 - 64 ? 2 * size + 64 : size;
           bool stopped = false;
-          buffer = flateDecodePrefix(buffer, size, cut || damaged, stopped, &broken);
+          buffer = flateDecodePrefix(buffer, wanted, cut || damaged, stopped, &broken);
           cut = cut || stopped;
         } else {
           buffer = flateDecodeLenient(buffer, broken);

@@ -72,6 +72,9 @@ int run(Inflater& inflater, Bytes* output, std::size_t& total, std::size_t limit
       target = output->data() + used;
       room = output->size() - used;
     }
+    // Past `stopAt` only one byte more, which tells a stream that ends
+    // there from one that goes on.
+    if (stopAt != SIZE_MAX && stopAt - total < room) room = stopAt - total + 1;
     std::size_t produced = 0;
     result = inflater.step(target, room, produced);
     checkDecodedSize(total + produced, limit);

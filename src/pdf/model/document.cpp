@@ -137,11 +137,19 @@ Object* Document::loadCompressed(std::uint32_t number) {
   constexpr std::size_t kMargin = 64;
   std::size_t wanted = location.end > location.position ? std::size_t{location.end} + kMargin
                                                         : std::size_t{location.position} + kLastValueWindow;
+  // The first read of a stream decodes at least this much (most streams
+  // whole), so that reading its objects in turn does not decode it again
+  // and again.
+  constexpr std::size_t kFirstWindow = std::size_t{1} << 20;
+  wanted = std::max(wanted, kFirstWindow);
   Value value;
   bool isStream = false;
   Bytes streamBytes;
   for (;;) {
     std::shared_ptr<const ObjectStreamData> data = objectStreamData(location.stream, wanted);
+    if (data->complete && location.position >= data->bytes.size()) {
+      throw Exception(Error::Format, "invalid compressed object offset");
+    }
     Lexer lexer(data->bytes.data(), data->bytes.size(), location.position);
     try {
       value = lexer.value(0);

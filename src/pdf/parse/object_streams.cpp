@@ -39,25 +39,23 @@ long long integerEntry(const Document& document, const Value& dictionary, const 
   return static_cast<long long>(truncated);
 }
 
-// Reads and checks one object stream's header. Only as much of the stream is
-// decoded as the header and the checks of its offsets need: an object stream
-// may inflate to hundreds of megabytes of padding after its objects. What
-// was decoded goes to the document's cache, so that the first object read
-// from the stream does not inflate it again.
+// Reads and checks one object stream's header. Only the header is decoded:
+// an object stream may inflate to hundreds of megabytes of padding after its
+// objects. A stream that ends within it goes to the document's cache.
 class ObjectStreamReader {
  public:
   ObjectStreamReader(Document& document, const Object& stream, std::uint64_t first,
                      std::uint64_t count, NumberSet& recorded,
                      std::vector<CompressedObject>& found)
       : document_(document), streamNumber_(stream.number), recorded_(recorded), found_(found) {
-    // Most object streams are smaller than this and are decoded once.
-    constexpr std::size_t kHeaderWindow = std::size_t{1} << 20;
+    // The objects are decoded when one is first read (loadCompressed): a
+    // large file's page objects fill hundreds of streams, and decoding each
+    // here too inflated them twice at open.
     auto data = std::make_shared<ObjectStreamData>();
-    data->bytes = document.decodeStreamPrefix(stream, clampSize(first + kHeaderWindow), data->complete);
+    data->bytes = document.decodeStreamPrefix(stream, clampSize(first), data->complete);
     if (data->bytes.size() < first) fail("invalid object stream header");
     first_ = first;
     Lexer lexer(data->bytes.data(), data->bytes.size());
-    std::uint64_t highest = 0;
     for (std::uint64_t i = 0; i < count; ++i) {
       double number = 0;
       double offset = 0;
@@ -72,19 +70,15 @@ class ObjectStreamReader {
         fail("invalid compressed object entry");
       }
       header_.push_back({static_cast<std::uint32_t>(number), static_cast<std::uint64_t>(offset)});
-      highest = std::max(highest, static_cast<std::uint64_t>(offset));
     }
-    // Every offset must point inside the decoded bytes: decode past the
-    // highest one, or to the end.
-    if (!data->complete && data->bytes.size() - first_ <= highest) {
-      data->bytes = document.decodeStreamPrefix(stream, clampSize(first_ + highest + 1), data->complete);
-    }
-    decodedSize_ = data->bytes.size();
+    // Every offset must point inside the stream: checked here when the
+    // stream ended within its header, else when the object is read.
+    decodedSize_ = data->complete ? data->bytes.size() : SIZE_MAX;
     // Where each value ends at the latest: the next higher offset.
     sortedOffsets_.reserve(header_.size());
     for (const HeaderEntry& entry : header_) sortedOffsets_.push_back(entry.offset);
     std::sort(sortedOffsets_.begin(), sortedOffsets_.end());
-    document.keepObjectStreamData(streamNumber_, std::move(data));
+    if (data->complete) document.keepObjectStreamData(streamNumber_, std::move(data));
   }
 
   const std::vector<HeaderEntry>& header() const { return header_; }
