@@ -122,7 +122,7 @@ std::string encodeUtf8(const std::vector<std::uint32_t>& codePoints) {
 
 std::size_t asciiLetterCount(std::string_view text) {
   std::size_t count = 0;
-  for (char c : text) count += (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+  for (char c : text) count += isAsciiLetter(static_cast<unsigned char>(c));
   return count;
 }
 

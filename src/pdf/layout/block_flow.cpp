@@ -22,10 +22,6 @@ constexpr double kDefaultMinimumScale = 0.2;
 // Blocks of a page compared with the block being flowed.
 constexpr std::size_t kMaxNeighbourBlocks = 3000;
 
-// Whatever the locale: the characters that may follow a break in a web
-// address.
-bool asciiAlphanumeric(std::uint32_t c) { return (c >= '0' && c <= '9') || ((c | 0x20) >= 'a' && (c | 0x20) <= 'z'); }
-
 double overlapOf(double a0, double a1, double b0, double b1) { return std::min(a1, b1) - std::max(a0, b0); }
 
 // The lowest baseline extra lines may take: above the first block, rule,
@@ -321,7 +317,7 @@ Error flowBlock(Document& document, std::uint32_t page, const FlowPage& context,
     // A web address may break after a slash that a letter or digit follows
     // (not inside its "//"), as the address was broken in the source.
     if (address && !rightToLeft && codePoints[i] == '/' && codePoints[i - 1] != '/' && i + 1 < codePoints.size() &&
-        asciiAlphanumeric(codePoints[i + 1])) {
+        (isAsciiLetter(codePoints[i + 1]) || (codePoints[i + 1] >= '0' && codePoints[i + 1] <= '9'))) {
       wordText.emplace_back();
       words.emplace_back();
       words.back().glued = true;

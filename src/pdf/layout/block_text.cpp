@@ -27,12 +27,19 @@ bool isLower(std::uint32_t c) {
 
 bool isHyphen(std::uint32_t c) { return c == '-' || c == 0xAD || c == 0x2010; }
 
-// The last word of `text` is a web address ("http://...").
-bool inAddress(const std::vector<std::uint32_t>& text) {
-  for (std::size_t k = text.size(); k > 0 && text[k - 1] != ' '; --k) {
-    if (text[k - 1] == ':' && k + 1 < text.size() && text[k] == '/' && text[k + 1] == '/') return true;
+// The word [begin, end) holds the "://" of a web address.
+bool holdsScheme(const std::uint32_t* begin, const std::uint32_t* end) {
+  for (const std::uint32_t* c = begin; c + 2 < end; ++c) {
+    if (c[0] == ':' && c[1] == '/' && c[2] == '/') return true;
   }
   return false;
+}
+
+// The last word of `text` is a web address ("http://...").
+bool inAddress(const std::vector<std::uint32_t>& text) {
+  std::size_t start = text.size();
+  while (start > 0 && text[start - 1] != ' ') --start;
+  return holdsScheme(text.data() + start, text.data() + text.size());
 }
 
 // A copy of `earlier` drawn again a little off its place: a shadow, or a
@@ -99,14 +106,13 @@ std::string codeLineText(const std::vector<TextEntry>& items, const TextLine& li
 // a dot between letters ("dte.html"), unlike a word or a year after one,
 // and starts no address of its own.
 bool addressPart(const std::vector<std::uint32_t>& line) {
-  const auto letter = [](std::uint32_t c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); };
   std::size_t end = 0;
   while (end < line.size() && line[end] != ' ') ++end;
-  const std::vector<std::uint32_t> word(line.begin(), line.begin() + static_cast<std::ptrdiff_t>(end));
-  if (inAddress(word)) return false;
+  if (holdsScheme(line.data(), line.data() + end)) return false;
   for (std::size_t k = 0; k < end; ++k) {
-    if (word[k] == '/') return true;
-    if (word[k] == '.' && k > 0 && k + 1 < end && letter(word[k - 1]) && letter(word[k + 1])) return true;
+    const bool innerDot = line[k] == '.' && k > 0 && k + 1 < end && isAsciiLetter(line[k - 1]) &&
+                          isAsciiLetter(line[k + 1]);
+    if (line[k] == '/' || innerDot) return true;
   }
   return false;
 }
