@@ -17,6 +17,7 @@
 // items; removing the first drawing's item alone would take the second
 // drawing's glyphs too, so such a string stays until both are chosen, and
 // the chosen item is reported as left on the page.
+#include <algorithm>
 #include <map>
 #include <memory>
 #include <set>
@@ -49,23 +50,41 @@ ElementKey keyOf(const TextSource::Run& run) {
 // every item is chosen.
 std::map<std::uint32_t, OperatorChoices> choicesFor(const std::set<std::uint32_t>& chosen,
                                                    const std::vector<TextEntry>& entries) {
-  std::map<ElementKey, bool> wholly;
+  std::vector<bool> isChosen(entries.size(), false);
+  for (std::uint32_t index : chosen) isChosen[index] = true;
+  // Every string drawn by an item, sorted by string, then unchosen first,
+  // then in item order: the first of a string's group tells whether it may
+  // go, and is the run that tells its advance (one run per drawing of the
+  // string). A page holds thousands of strings; sorting them once is
+  // several times faster than looking each up in maps.
+  struct Drawn {
+    ElementKey key;
+    bool chosen;
+    std::uint32_t order;
+    const TextSource::Run* run;
+  };
+  std::vector<Drawn> drawn;
   for (std::size_t i = 0; i < entries.size(); ++i) {
-    const bool isChosen = chosen.count(static_cast<std::uint32_t>(i)) != 0;
     for (const TextSource::Run& run : entries[i].sources) {
-      if (!removable(run)) continue;
-      auto [it, inserted] = wholly.emplace(keyOf(run), isChosen);
-      if (!inserted) it->second = it->second && isChosen;
+      if (removable(run)) drawn.push_back({keyOf(run), isChosen[i], static_cast<std::uint32_t>(drawn.size()), &run});
     }
   }
+  std::sort(drawn.begin(), drawn.end(), [](const Drawn& a, const Drawn& b) {
+    return std::tie(a.key, a.chosen, a.order) < std::tie(b.key, b.chosen, b.order);
+  });
   std::map<std::uint32_t, OperatorChoices> choices;
-  for (std::uint32_t index : chosen) {
-    for (const TextSource::Run& run : entries[index].sources) {
-      if (!removable(run) || !wholly[keyOf(run)]) continue;
-      // One run per drawing of the string: the first tells its advance.
-      choices[run.source->stream][run.source->ordinal].emplace(
-          run.element, RemovedString{run.width, run.fontSize, run.horizontalScale});
+  for (std::size_t first = 0; first < drawn.size();) {
+    std::size_t end = first + 1;
+    while (end < drawn.size() && drawn[end].key == drawn[first].key) ++end;
+    if (drawn[first].chosen) {
+      // Keys come in order: each goes in at the end of its map.
+      const auto& [stream, ordinal, element] = drawn[first].key;
+      const TextSource::Run& run = *drawn[first].run;
+      OperatorChoices& family = choices.try_emplace(choices.end(), stream)->second;
+      auto& strings = family.try_emplace(family.end(), ordinal)->second;
+      strings.emplace_hint(strings.end(), element, RemovedString{run.width, run.fontSize, run.horizontalScale});
     }
+    first = end;
   }
   return choices;
 }
