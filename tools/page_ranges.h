@@ -1,10 +1,12 @@
-/* One document edited on several threads (page_ranges.c): the calling
- * thread edits the first range of pages on its own handle while each other
- * thread opens a handle on the file and edits the next range; the calling
- * thread then takes their edits into its handle range by range, in page
- * order, with zopraDocumentLoaderAdoptPageEdits, and prints each range's
- * reports in that order, so output and reports do not depend on the thread
- * count. */
+/* One document edited on several threads (page_ranges.c). The pages are
+ * split into contiguous spans, each edited in page order on one handle: the
+ * calling thread edits the first span on its own handle while each other
+ * thread opens a handle on the file and edits the next; a thread that is
+ * done takes the back half of what is left of the longest span onto a
+ * handle it opens. The calling thread then prints every page's reports in
+ * page order and takes the spans' edits into its handle in that order,
+ * with zopraDocumentLoaderAdoptPageEdits, so output and reports do not
+ * depend on the thread count or on the split. */
 #ifndef ZOPRA_PDF_PAGE_RANGES_H
 #define ZOPRA_PDF_PAGE_RANGES_H
 
@@ -17,22 +19,25 @@
  * stream. The report helpers of cli.c and the commands print there. */
 FILE* reportStream(void);
 
-/* Edits pages first..last (0-based, inclusive) with `loader`: for range 0
- * the target on the calling thread, for the others a handle of their own on
- * a worker thread; `range` is the range's number, from 0. Returns an exit
- * status. */
-typedef int (*RangeEdit)(ZOPRADocumentLoader* loader, uint32_t first, uint32_t last, unsigned range,
+/* Edits pages first..last (0-based, inclusive) with `loader`, on thread
+ * `worker` (from 0, below pageRangeThreads): the calling thread is worker
+ * 0, and each worker runs on one thread, so state kept per worker needs no
+ * lock. Called once per page, in page order for each handle. Returns an
+ * exit status; a status other than EXIT_OK, EXIT_PAGES_UNREAD and
+ * EXIT_TEXT_LEFT ends the handle's work. */
+typedef int (*RangeEdit)(ZOPRADocumentLoader* loader, uint32_t first, uint32_t last, unsigned worker,
                          void* context);
-/* In page order on the calling thread, after the range's reports were
- * printed: takes the range's exit status; returns 1 to go on, 0 to stop
- * (later ranges are then neither printed nor adopted). */
-typedef int (*RangeDone)(unsigned range, int result, void* context);
+/* In page order on the calling thread, after the page's reports were
+ * printed: takes the page's exit status; returns 1 to go on, 0 to stop
+ * (later pages are then neither printed nor adopted). */
+typedef int (*RangeDone)(unsigned page, int result, void* context);
 
 /* Handles on one file opened on threads of their own while the calling
  * thread does something else (reads a replacement map, say), so that
  * opening the file once per thread does not hold up the start: handle 0
  * becomes the target (openForWritingAhead), handle k the handle of range k
- * (editPageRanges). */
+ * (editPageRanges); handles past the thread count are spares, which a
+ * thread taking work from another can use without opening one. */
 typedef struct OpenedAhead OpenedAhead;
 /* Starts opening `count` handles on `input`; NULL when count is below 2,
  * the input is no regular file, or memory is short: the handles are then
@@ -44,11 +49,15 @@ int openForWritingAhead(const char* input, const char* output, OpenedAhead* ahea
 /* Waits for the opening threads and releases the handles nobody took. */
 void closeAhead(OpenedAhead* ahead);
 
-/* Splits the `pages` pages of `input` (open in `target`) into `jobs`
- * contiguous ranges of about equal cost, and runs `edit` on each as above.
+/* The number of threads editPageRanges runs for `pages` pages and `jobs`
+ * jobs: the workers' numbers are below it. */
+unsigned pageRangeThreads(uint32_t pages, unsigned jobs);
+
+/* Splits the `pages` pages of `input` (open in `target`) into one span per
+ * thread, of about equal cost, and runs `edit` on their pages as above.
  * `costs` (NULL: all alike) holds an estimate of each page's work, in any
- * unit. Range k takes handle k of `ahead` (NULL: each range thread opens
- * its own). EXIT_OK, or the exit status of a failure to adopt a range
+ * unit. Worker k takes handle k of `ahead` (NULL: each worker thread opens
+ * its own). EXIT_OK, or the exit status of a failure to adopt a span
  * (reported). */
 int editPageRanges(ZOPRADocumentLoader* target, const char* input, uint32_t pages, const double* costs,
                    unsigned jobs, OpenedAhead* ahead, RangeEdit edit, RangeDone done, void* context);

@@ -447,14 +447,25 @@ static int extractPage(ZOPRADocumentLoader* loader, const char* input, uint32_t 
 /* Array map: the listed items, page by page. */
 static int replaceListed(ZOPRADocumentLoader* loader, const ReplaceOptions* options, const ReplaceMap* map,
                          uint32_t pages, uint32_t firstPage, uint32_t lastPage, Counts* counts) {
-  uint32_t* chosen = malloc((map->itemCount ? map->itemCount : 1) * sizeof *chosen);
-  const char** texts = malloc((map->itemCount ? map->itemCount : 1) * sizeof *texts);
+  /* The range's entries (in page order); the last range also takes those
+   * past the last page. */
   size_t first = 0;
+  size_t above = map->itemCount;
+  size_t stop;
+  uint32_t* chosen;
+  const char** texts;
   int outcome = EXIT_OK;
   int going = 1;
+  while (first < above) {
+    const size_t middle = first + (above - first) / 2;
+    if (map->items[middle].page < firstPage) first = middle + 1;
+    else above = middle;
+  }
+  stop = first;
+  while (stop < map->itemCount && (map->items[stop].page <= lastPage || lastPage + 1 >= pages)) ++stop;
+  chosen = malloc((stop > first ? stop - first : 1) * sizeof *chosen);
+  texts = malloc((stop > first ? stop - first : 1) * sizeof *texts);
   if (!chosen || !texts) going = goOn(reportFailure(options->input, ZOPRA_STATUS_MEMORY_INSUFFICIENT), &outcome);
-  /* The range's entries; the last range also takes those past the last page. */
-  while (first < map->itemCount && map->items[first].page < firstPage) ++first;
   while (going && first < map->itemCount && (map->items[first].page <= lastPage || lastPage + 1 >= pages)) {
     const uint32_t page = map->items[first].page;
     uint32_t available = 0;
@@ -534,40 +545,49 @@ static int replaceRange(ZOPRADocumentLoader* loader, const ReplaceOptions* optio
                                   : replaceMatching(loader, options, map, matched, first, last, counts);
 }
 
-/* The ranges of one document replaced on several threads. */
+/* The pages of one document replaced on several threads. */
 typedef struct {
   const ReplaceOptions* options;
   const ReplaceMap* map;
   uint32_t pages;
-  Counts* counts;          /* per range */
-  unsigned char** matched; /* per range, for an object map */
-  Counts total;
+  unsigned workers;
+  Counts* counts;          /* per worker */
+  unsigned char** matched; /* per worker, for an object map */
+  FontChoice** fonts;      /* per worker, made on its first page */
   int outcome;
 } ReplaceJob;
 
-static int replaceRangeJob(ZOPRADocumentLoader* loader, uint32_t first, uint32_t last, unsigned range, void* context) {
+static int replaceRangeJob(ZOPRADocumentLoader* loader, uint32_t first, uint32_t last, unsigned worker,
+                           void* context) {
   ReplaceJob* job = context;
   ReplaceOptions options = *job->options;
-  int result;
   /* Font choice keeps state between items: each thread has its own. */
-  options.fonts = fontChoiceCreate(options.fontPath);
-  if (!options.fonts) return reportFailure(options.input, ZOPRA_STATUS_MEMORY_INSUFFICIENT);
-  result = replaceRange(loader, &options, job->map, job->matched[range], job->pages, first, last, &job->counts[range]);
-  fontChoiceDestroy(options.fonts);
-  return result;
+  if (!job->fonts[worker]) job->fonts[worker] = fontChoiceCreate(options.fontPath);
+  if (!job->fonts[worker]) return reportFailure(options.input, ZOPRA_STATUS_MEMORY_INSUFFICIENT);
+  options.fonts = job->fonts[worker];
+  return replaceRange(loader, &options, job->map, job->matched[worker], job->pages, first, last,
+                      &job->counts[worker]);
 }
 
-static int replaceRangeDone(unsigned range, int result, void* context) {
+static int replaceRangeDone(unsigned page, int result, void* context) {
   ReplaceJob* job = context;
-  const Counts* counts = &job->counts[range];
-  size_t i;
-  job->total.replaced += counts->replaced;
-  job->total.shrunk += counts->shrunk;
-  job->total.overflowing += counts->overflowing;
-  job->total.missing += counts->missing;
-  job->total.pages += counts->pages;
-  for (i = 0; job->matched[range] && i < job->map->textCount; ++i) job->map->matched[i] |= job->matched[range][i];
+  (void)page;
   return goOn(result, &job->outcome);
+}
+
+/* The workers' counts and the keys they met, into `total` and the map. */
+static void gatherWorkers(const ReplaceJob* job, ReplaceMap* map, Counts* total) {
+  unsigned k;
+  size_t i;
+  for (k = 0; k < job->workers; ++k) {
+    const Counts* counts = &job->counts[k];
+    total->replaced += counts->replaced;
+    total->shrunk += counts->shrunk;
+    total->overflowing += counts->overflowing;
+    total->missing += counts->missing;
+    total->pages += counts->pages;
+    for (i = 0; map->matched && i < map->textCount; ++i) map->matched[i] |= job->matched[k][i];
+  }
 }
 
 /* An estimate of each page's work, NULL when all look alike: reading a
@@ -604,10 +624,13 @@ static int replacePages(ZOPRADocumentLoader* loader, const ReplaceOptions* optio
     job.options = options;
     job.map = map;
     job.pages = pages;
-    job.counts = calloc(jobs, sizeof *job.counts);
-    job.matched = calloc(jobs, sizeof *job.matched);
-    result = job.counts && job.matched ? EXIT_OK : reportFailure(options->input, ZOPRA_STATUS_MEMORY_INSUFFICIENT);
-    for (k = 0; result == EXIT_OK && map->matched && k < jobs; ++k) {
+    job.workers = pageRangeThreads(pages, jobs);
+    job.counts = calloc(job.workers, sizeof *job.counts);
+    job.matched = calloc(job.workers, sizeof *job.matched);
+    job.fonts = calloc(job.workers, sizeof *job.fonts);
+    result = job.counts && job.matched && job.fonts ? EXIT_OK
+                                                   : reportFailure(options->input, ZOPRA_STATUS_MEMORY_INSUFFICIENT);
+    for (k = 0; result == EXIT_OK && map->matched && k < job.workers; ++k) {
       job.matched[k] = calloc(map->textCount ? map->textCount : 1, 1);
       if (!job.matched[k]) result = reportFailure(options->input, ZOPRA_STATUS_MEMORY_INSUFFICIENT);
     }
@@ -617,10 +640,14 @@ static int replacePages(ZOPRADocumentLoader* loader, const ReplaceOptions* optio
                               &job);
       free(costs);
       if (result == EXIT_OK) result = job.outcome;
-      *counts = job.total;
+      gatherWorkers(&job, map, counts);
     }
-    for (k = 0; job.matched && k < jobs; ++k) free(job.matched[k]);
+    for (k = 0; k < job.workers; ++k) {
+      if (job.matched) free(job.matched[k]);
+      if (job.fonts) fontChoiceDestroy(job.fonts[k]);
+    }
     free(job.matched);
+    free(job.fonts);
     free(job.counts);
   }
   if (result != EXIT_OK && result != EXIT_PAGES_UNREAD && result != EXIT_TEXT_LEFT) return result;
@@ -672,8 +699,9 @@ int runReplace(int argc, char** argv) {
     fontChoiceDestroy(options.fonts);
     return result;
   }
-  /* The file is opened for each thread while the map is read. */
-  ahead = openAhead(options.input, options.jobs);
+  /* The file is opened for each thread, and once more as a spare, while
+   * the map is read. */
+  ahead = openAhead(options.input, options.jobs > 1 ? options.jobs + 1 : 1);
   result = loadMap(options.mapPath, options.exact, &map);
   if (result == EXIT_OK) result = openForWritingAhead(options.input, options.output, ahead, &loader);
   if (result == EXIT_OK) {

@@ -443,9 +443,15 @@ static int replaceSegmentRange(ZOPRADocumentLoader* loader, const SegmentReplace
                                SegmentCounts* counts) {
   SegmentReplace own = *job;
   size_t begin = 0;
+  size_t above = count;
   int outcome = EXIT_OK;
   own.fonts = fonts;
-  while (begin < count && list[begin].page < first) ++begin;
+  /* The list is in page order: its first entry on a page from `first`. */
+  while (begin < above) {
+    const size_t middle = begin + (above - begin) / 2;
+    if (list[middle].page < first) begin = middle + 1;
+    else above = middle;
+  }
   while (begin < count && list[begin].page <= last) {
     size_t end = begin;
     while (end < count && list[end].page == list[begin].page) ++end;
@@ -455,35 +461,29 @@ static int replaceSegmentRange(ZOPRADocumentLoader* loader, const SegmentReplace
   return outcome;
 }
 
-/* The ranges of one document replaced on several threads. */
+/* The pages of one document replaced on several threads. */
 typedef struct {
   const SegmentReplace* job;
   const Replacement* list;
   size_t count;
-  SegmentCounts* counts; /* per range */
-  SegmentCounts total;
+  unsigned workers;
+  SegmentCounts* counts; /* per worker */
+  FontChoice** fonts;    /* per worker, made on its first page */
   int outcome;
 } SegmentRanges;
 
-static int segmentRangeJob(ZOPRADocumentLoader* loader, uint32_t first, uint32_t last, unsigned range,
+static int segmentRangeJob(ZOPRADocumentLoader* loader, uint32_t first, uint32_t last, unsigned worker,
                            void* context) {
   SegmentRanges* ranges = context;
-  FontChoice* fonts = fontChoiceCreate(ranges->job->fontPath);
-  int result;
-  if (!fonts) return reportFailure(ranges->job->input, ZOPRA_STATUS_MEMORY_INSUFFICIENT);
-  result = replaceSegmentRange(loader, ranges->job, fonts, ranges->list, ranges->count, first, last,
-                               &ranges->counts[range]);
-  fontChoiceDestroy(fonts);
-  return result;
+  if (!ranges->fonts[worker]) ranges->fonts[worker] = fontChoiceCreate(ranges->job->fontPath);
+  if (!ranges->fonts[worker]) return reportFailure(ranges->job->input, ZOPRA_STATUS_MEMORY_INSUFFICIENT);
+  return replaceSegmentRange(loader, ranges->job, ranges->fonts[worker], ranges->list, ranges->count, first, last,
+                             &ranges->counts[worker]);
 }
 
-static int segmentRangeDone(unsigned range, int result, void* context) {
+static int segmentRangeDone(unsigned page, int result, void* context) {
   SegmentRanges* ranges = context;
-  const SegmentCounts* counts = &ranges->counts[range];
-  ranges->total.replaced += counts->replaced;
-  ranges->total.shrunk += counts->shrunk;
-  ranges->total.overflowing += counts->overflowing;
-  ranges->total.pages += counts->pages;
+  (void)page;
   return goOn(result, &ranges->outcome);
 }
 
@@ -495,6 +495,7 @@ static int replaceAllSegments(ZOPRADocumentLoader* loader, const SegmentReplace*
   SegmentRanges ranges;
   double* costs;
   size_t i;
+  unsigned k;
   int result;
   if (jobs <= 1 || count == 0) return replaceSegmentRange(loader, job, job->fonts, list, count, 0, pages, counts);
   /* Flowing and drawing grow with the length of the new text, and reading
@@ -502,10 +503,13 @@ static int replaceAllSegments(ZOPRADocumentLoader* loader, const SegmentReplace*
    * without segments is not read at all. */
   costs = calloc(pages, sizeof *costs);
   memset(&ranges, 0, sizeof ranges);
-  ranges.counts = calloc(jobs, sizeof *ranges.counts);
-  if (!costs || !ranges.counts) {
+  ranges.workers = pageRangeThreads(pages, jobs);
+  ranges.counts = calloc(ranges.workers, sizeof *ranges.counts);
+  ranges.fonts = calloc(ranges.workers, sizeof *ranges.fonts);
+  if (!costs || !ranges.counts || !ranges.fonts) {
     free(costs);
     free(ranges.counts);
+    free(ranges.fonts);
     return reportFailure(job->input, ZOPRA_STATUS_MEMORY_INSUFFICIENT);
   }
   for (i = 0; i < count; ++i) {
@@ -516,15 +520,23 @@ static int replaceAllSegments(ZOPRADocumentLoader* loader, const SegmentReplace*
   ranges.count = count;
   result = editPageRanges(loader, job->input, pages, costs, jobs, ahead, segmentRangeJob, segmentRangeDone, &ranges);
   if (result == EXIT_OK) result = ranges.outcome;
-  *counts = ranges.total;
+  for (k = 0; k < ranges.workers; ++k) {
+    counts->replaced += ranges.counts[k].replaced;
+    counts->shrunk += ranges.counts[k].shrunk;
+    counts->overflowing += ranges.counts[k].overflowing;
+    counts->pages += ranges.counts[k].pages;
+    fontChoiceDestroy(ranges.fonts[k]);
+  }
   free(costs);
   free(ranges.counts);
+  free(ranges.fonts);
   return result;
 }
 
 int replaceSegments(const SegmentReplace* job) {
-  /* The file is opened for each thread while the segments are read. */
-  OpenedAhead* ahead = openAhead(job->input, job->jobs);
+  /* The file is opened for each thread, and once more as a spare, while
+   * the segments are read. */
+  OpenedAhead* ahead = openAhead(job->input, job->jobs > 1 ? job->jobs + 1 : 1);
   json_t* segments = job->format == SEGMENTS_XLIFF ? readSegmentsXliff(job->segmentsPath)
                                                     : readSegmentsJson(job->segmentsPath);
   ZOPRADocumentLoader* loader = NULL;

@@ -338,6 +338,37 @@ if [ -f "$dejavu" ]; then
     [ "$(pdffonts "$work/j3.pdf" | grep -c CID)" -ge 2 ] || fail "replace -j 3: fewer than two fonts drawn"
   fi
 
+  # Uneven pages: the last six of twelve hold 2,000 lines each, which the
+  # cost estimate of a list map does not see, so the thread done first
+  # takes pages from the other onto a handle of its own. The file, the
+  # summary and the reports (an overflow on every page) are those of -j 1.
+  start_pdf "$work/uneven.pdf"
+  add_object 1 "<< /Type /Catalog /Pages 2 0 R >>"
+  kids=""
+  for n in $(seq 12); do kids="$kids $((2 * n + 2)) 0 R"; done
+  add_object 2 "<< /Type /Pages /Kids [$kids] /Count 12 >>"
+  add_object 3 "<< /Type /Font /Subtype /Type1 /BaseFont /Helvetica >>"
+  heavy=$(awk 'BEGIN { printf "BT /F1 8 Tf 20 19990 Td"; for (i = 1; i <= 2000; ++i) printf " (Line %d) Tj 0 -10 Td", i; print " ET" }')
+  for n in $(seq 12); do
+    add_object $((2 * n + 2)) "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 200 20000] /Contents $((2 * n + 3)) 0 R /Resources << /Font << /F1 3 0 R >> >> >>"
+    if [ "$n" -gt 6 ]; then content=$heavy; else content="BT /F1 8 Tf 20 19990 Td (Line 1) Tj ET"; fi
+    add_object $((2 * n + 3)) "<< /Length ${#content} >>
+stream
+$content
+endstream"
+  done
+  end_pdf
+  for n in $(seq 12); do printf '{"page":%d,"item":1,"text":"A line far too long for its place"}\n' "$n"; done |
+    paste -sd, | sed 's/.*/[&]/' >"$work/uneven.json"
+  for jobs in 1 2; do
+    "$tool" replace -j $jobs "$work/uneven.pdf" "$work/u$jobs.pdf" --map "$work/uneven.json" --fit none \
+      >"$work/u$jobs.out" 2>"$work/u$jobs.err" || fail "replace -j $jobs, uneven pages: exit $?"
+  done
+  [ "$(grep -c "overflows its room" "$work/u1.err")" -eq 6 ] || fail "replace, uneven pages: $(cat "$work/u1.err")"
+  cmp -s "$work/u1.pdf" "$work/u2.pdf" || fail "replace, uneven pages: -j 2 output differs from -j 1"
+  sed "s/u1.pdf/u2.pdf/" "$work/u1.out" | cmp -s - "$work/u2.out" || fail "replace, uneven pages: -j 2 summary differs"
+  cmp -s "$work/u1.err" "$work/u2.err" || fail "replace, uneven pages: -j 2 reports differ"
+
   printf '[{"page":1,\n' >"$work/bad.json"
   expect_refusal "replace, malformed map" "bad.json:2:0: string or '}' expected" --map "$work/bad.json"
   printf '[{"page":1,"item":1,"text":"x"},{"item":1,"page":1,"text":"y"}]' >"$work/bad.json"

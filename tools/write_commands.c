@@ -178,11 +178,11 @@ typedef struct {
   int outcome;
 } EraseJob;
 
-static int eraseRangeJob(ZOPRADocumentLoader* loader, uint32_t first, uint32_t last, unsigned range, void* context) {
+static int eraseRangeJob(ZOPRADocumentLoader* loader, uint32_t first, uint32_t last, unsigned worker, void* context) {
   const EraseJob* job = context;
   int outcome = EXIT_OK;
   uint32_t page;
-  (void)range;
+  (void)worker;
   for (page = first; page <= last; ++page) {
     int32_t status;
     int step;
@@ -195,9 +195,9 @@ static int eraseRangeJob(ZOPRADocumentLoader* loader, uint32_t first, uint32_t l
   return outcome;
 }
 
-static int eraseRangeDone(unsigned range, int result, void* context) {
+static int eraseRangeDone(unsigned page, int result, void* context) {
   EraseJob* job = context;
-  (void)range;
+  (void)page;
   if (result == EXIT_PAGES_UNREAD || result == EXIT_TEXT_LEFT) {
     if (job->outcome != EXIT_TEXT_LEFT) job->outcome = result;
     return 1;
