@@ -151,6 +151,60 @@ TEST(SaveTest, WritesEveryObjectWithAPlainTable) {
   EXPECT_EQ(test::readFile(sourcePath), saved.bytes);
 }
 
+// The bytes of the input's first object stream, as stored (its dictionary
+// on one line, with a direct Length, as qpdf writes it).
+std::string firstObjectStream(const std::string& bytes) {
+  const std::size_t type = bytes.find("/Type /ObjStm");
+  const std::size_t line = bytes.rfind('\n', type);
+  const std::size_t length = bytes.find("/Length ", line);
+  const std::size_t start = bytes.find("stream\n", type);
+  if (type == std::string::npos || length > start || start == std::string::npos) return std::string();
+  return bytes.substr(start + 7, std::stoul(bytes.substr(length + 8, 12)));
+}
+
+// Compact writing copies an input object stream whose objects are all
+// written unchanged as it stands; one whose object changed is packed anew.
+// Both files read back, here and by qpdf.
+TEST(SaveTest, CompactCopiesUnchangedObjectStreams) {
+  if (!test::haveProgram("qpdf")) GTEST_SKIP() << "qpdf makes the object streams";
+  test::PdfBuilder b = test::PdfBuilder::simple({kFirstPage, kSecondPage});
+  b.finishWithTable("/Root 1 0 R");
+  const std::string plain = test::writeTempFile("kept-plain.pdf", b.bytes());
+  const std::string packed = test::tempDirectory() + "/kept-packed.pdf";
+  ASSERT_EQ(test::run("qpdf --object-streams=generate '" + plain + "' '" + packed + "'"), 0);
+  const std::string stored = firstObjectStream(test::readFile(packed));
+  ASSERT_FALSE(stored.empty());
+
+  for (const bool edited : {false, true}) {
+    Document document;
+    ASSERT_EQ(document.load(packed), Error::None) << document.errorMessage;
+    const std::string expected = describe(document);
+    if (edited) {
+      // The second page turns: its dictionary, in that stream, changes.
+      Value* page = document.pageDictionary(document.pages[1]);
+      ASSERT_NE(page, nullptr);
+      page->dictionary.insert_or_assign("Rotate", Value::Number(90));
+    }
+    const std::string output = test::tempDirectory() + (edited ? "/kept-edited.pdf" : "/kept-unchanged.pdf");
+    ASSERT_EQ(document.saveCompact(output, Document::CompactOptions()), Error::None) << document.errorMessage;
+    const std::string bytes = test::readFile(output);
+    EXPECT_EQ(bytes.find(stored) != std::string::npos, !edited);
+    // Unchanged, every object stays in the copy: no stream is packed anew.
+    std::size_t streams = 0;
+    for (std::size_t at = bytes.find("/ObjStm"); at != std::string::npos; at = bytes.find("/ObjStm", at + 1)) ++streams;
+    EXPECT_EQ(streams, 1u);
+    Document reopened;
+    ASSERT_EQ(reopened.load(output), Error::None) << reopened.errorMessage;
+    EXPECT_TRUE(reopened.strictCrossReference);
+    EXPECT_EQ(reopened.pages[1].rotation, edited ? 90 : 0);
+    if (!edited) {
+      EXPECT_EQ(describe(reopened), expected);
+    }
+    EXPECT_EQ(test::run("qpdf --check '" + output + "' >/dev/null 2>&1"), 0)
+        << test::capture("qpdf --check '" + output + "' 2>&1");
+  }
+}
+
 TEST(SaveTest, FarApartNumbersGetTheirOwnSubsection) {
   // The update's table lists only its own object, so the input stays small.
   test::PdfBuilder b = test::PdfBuilder::simple({kFirstPage});

@@ -30,6 +30,7 @@
 #include "pdf/parse/raw_value.h"
 #include "pdf/write/content_strings.h"
 #include "pdf/write/deflate_pool.h"
+#include "pdf/write/kept_object_streams.h"
 #include "pdf/write/output_file.h"
 #include "pdf/write/value_writer.h"
 
@@ -128,6 +129,11 @@ class DocumentWriter {
     const CompressedIndex& compressed = document_.compressedObjects;
     if (compressed.size() > 0) highest = std::max<std::uint64_t>(highest, compressed.numberAt(compressed.size() - 1));
     nextNumber_ = highest + 1;
+    // Only the walk from the trailer writes an input object stream nobody
+    // refers to just once: writing every object would write it again.
+    if (options_.objectStreams && options_.onlyReachable) {
+      kept_.emplace(document_, [this](std::uint32_t number) { return options_.replacements.count(number) != 0; });
+    }
   }
 
   // Writes the whole file; false when the output stream failed on the way.
@@ -152,6 +158,7 @@ class DocumentWriter {
     if (options_.objectStreams) {
       flushObjectStream();
       writeDeferred();
+      writeKeptStreams();
       writeCrossReferenceStream();
       out_.flush();
       return !out_.fail();
@@ -222,13 +229,15 @@ class DocumentWriter {
     // The Encrypt dictionary has no meaning in an unencrypted file.
     const std::uint32_t encryptObject = document_.encryption.dictionaryObject;
     if (encryptObject != 0 && number == encryptObject) return;
+    // A kept object stream is written once, after everything else.
+    if (kept_ && kept_->kept(number)) return;
     auto slot = document_.objects.find(number);
     const Held held = slot == document_.objects.end() ? Held::Compressed
                       : slot->second.loaded           ? Held::Parsed
                                                       : Held::Unparsed;
     auto replaced = options_.replacements.find(number);
-    if (held == Held::Compressed && replaced == options_.replacements.end() && options_.objectStreams &&
-        copyCompressed(number)) {
+    if (replaced == options_.replacements.end() && options_.objectStreams &&
+        (held == Held::Compressed ? copyCompressed(number) : held == Held::Parsed && keepParsed(number))) {
       return;
     }
     Object* object = replaced != options_.replacements.end() ? &replaced->second : document_.object(number);
@@ -274,12 +283,22 @@ class DocumentWriter {
   // (see raw_value.h); false leaves it to be parsed and written.
   bool copyCompressed(std::uint32_t number) {
     const std::optional<CompressedObject> found = document_.compressedObjects.find(number);
-    if (!found || found->end <= found->position) return false;
-    const std::shared_ptr<const ObjectStreamData> data = document_.objectStreamData(found->stream, found->end);
-    if (data->bytes.size() < found->end) return false;
+    if (!found) return false;
+    // The stream's last object runs to the end of its decoded bytes.
+    const bool last = found->end == 0;
+    const std::shared_ptr<const ObjectStreamData> data =
+        document_.objectStreamData(found->stream, last ? SIZE_MAX : found->end);
+    if (last && !data->complete) return false;
+    const std::size_t end = last ? data->bytes.size() : found->end;
+    if (end <= found->position || data->bytes.size() < end) return false;
     const std::uint8_t* text = data->bytes.data() + found->position;
-    if (!scanRawValue(text, found->end - found->position, raw_)) return false;
-    pending_.emplace_back(number, std::string(reinterpret_cast<const char*>(text) + raw_.begin, raw_.end - raw_.begin));
+    if (!scanRawValue(text, end - found->position, raw_)) return false;
+    if (const auto place = keptPlace(*found)) {
+      table_.push_back({number, place->second, place->first, true});
+    } else {
+      pending_.emplace_back(number,
+                            std::string(reinterpret_cast<const char*>(text) + raw_.begin, raw_.end - raw_.begin));
+    }
     if (options_.onlyReachable) {
       for (std::uint32_t reference : raw_.references) {
         if (reference != 0 && document_.hasObject(reference) && queued_.insert(reference).second) {
@@ -289,6 +308,44 @@ class DocumentWriter {
     }
     if (pending_.size() >= kObjectsPerStream) flushObjectStream();
     return true;
+  }
+
+  // Where the object stays when its stream is written as it stands (unless
+  // this walk wrote that stream already, as an object something refers to).
+  std::optional<std::pair<std::uint32_t, std::uint32_t>> keptPlace(const CompressedObject& found) {
+    if (!kept_ || (!kept_->kept(found.stream) && queued_.count(found.stream))) return std::nullopt;
+    return kept_->place(found);
+  }
+
+  // A parsed object of an input object stream, unchanged, stays in that
+  // stream when it is written as it stands.
+  bool keepParsed(std::uint32_t number) {
+    const std::optional<CompressedObject> found = document_.compressedObjects.find(number);
+    const auto place = found ? keptPlace(*found) : std::nullopt;
+    if (!place) return false;
+    table_.push_back({number, place->second, place->first, true});
+    if (options_.onlyReachable) queueReferences(document_.objects.at(number).value);
+    return true;
+  }
+
+  void writeKeptStreams() {
+    if (!kept_) return;
+    // Objects of a kept stream that were not written (nothing refers to
+    // them) still stand in it: listed there, readers find them valid.
+    std::unordered_set<std::uint32_t> written;
+    written.reserve(table_.size());
+    for (const TableEntry& entry : table_) written.insert(entry.number);
+    for (std::uint32_t number : kept_->streams()) {
+      for (const auto& [held, index] : kept_->held(number)) {
+        if (!written.count(held)) table_.push_back({held, index, number, true});
+      }
+    }
+    for (std::uint32_t number : kept_->streams()) {
+      Object stream = kept_->writtenStream(number);
+      startObject(number, std::min(stream.generation, kMaxGeneration));
+      writeStream(stream);
+      writeText(out_, "endobj\n");
+    }
   }
 
   void writeStream(Object& object) {
@@ -552,6 +609,8 @@ class DocumentWriter {
   std::vector<std::pair<std::uint32_t, std::string>> pending_;
   std::ostringstream objectText_;
   RawValue raw_;
+  // Input object streams written as they stand (compact output).
+  std::optional<KeptObjectStreams> kept_;
   // Streams made, not yet written: their packed bytes, or the deflate
   // running for them.
   struct Deferred {
