@@ -156,8 +156,19 @@ void dropUnusedFonts(Document& document, WriteOptions& options, std::uint32_t pa
   if (!fonts || !fonts->isDictionary()) return;
   std::set<std::string> used;
   try {
+    // Text drawn in this session names only the fonts drawing named on the
+    // page: those are known without reading it (it is most of the page).
+    bool drawn = false;
     for (std::uint32_t number : document.pageContentObjects(page)) {
-      if (const Object* stream = document.object(number)) addFontNames(document.decodeStream(*stream), used);
+      if (document.drawnContent.count(number)) {
+        drawn = true;
+      } else if (const Object* stream = document.object(number)) {
+        addFontNames(document.decodeStream(*stream), used);
+      }
+    }
+    for (const auto& [path, font] : document.embeddedFonts) {
+      auto name = font.pageNames.find(pageIndex);
+      if (drawn && name != font.pageNames.end()) used.insert(name->second);
     }
     std::set<std::uint32_t> visited;
     if (!addFormFontNames(document, resources, used, visited, 0)) return;
