@@ -23,6 +23,12 @@ FILE* reportStream(void) {
   return stream ? stream : stderr;
 }
 
+static double secondsNow(void) {
+  struct timespec now;
+  clock_gettime(CLOCK_MONOTONIC, &now);
+  return (double)now.tv_sec + (double)now.tv_nsec / 1e9;
+}
+
 /* ---- Handles opened ahead ---- */
 
 typedef struct {
@@ -47,12 +53,10 @@ static void* openQuietly(void* argument) {
   Opener* opener = argument;
   FILE* reports = open_memstream(&opener->reports, &opener->reportSize);
   pthread_once(&reportOnce, createReportKey);
-  struct timespec began, ended;
+  const double began = secondsNow();
   if (reports) pthread_setspecific(reportKey, reports);
-  clock_gettime(CLOCK_MONOTONIC, &began);
   opener->result = openDocument(opener->input, &opener->loader);
-  clock_gettime(CLOCK_MONOTONIC, &ended);
-  opener->seconds = (double)(ended.tv_sec - began.tv_sec) + (double)(ended.tv_nsec - began.tv_nsec) / 1e9;
+  opener->seconds = secondsNow() - began;
   pthread_setspecific(reportKey, NULL);
   if (reports) fclose(reports);
   return NULL;
@@ -88,12 +92,9 @@ OpenedAhead* openAhead(const char* input, unsigned count) {
 static int takeOpened(OpenedAhead* ahead, unsigned k, ZOPRADocumentLoader** loader, double* seconds) {
   Opener* opener = &ahead->openers[k];
   if (!opener->started) {
-    struct timespec began, ended;
-    int result;
-    clock_gettime(CLOCK_MONOTONIC, &began);
-    result = openDocument(opener->input, loader);
-    clock_gettime(CLOCK_MONOTONIC, &ended);
-    if (seconds) *seconds = (double)(ended.tv_sec - began.tv_sec) + (double)(ended.tv_nsec - began.tv_nsec) / 1e9;
+    const double began = secondsNow();
+    const int result = openDocument(opener->input, loader);
+    if (seconds) *seconds = secondsNow() - began;
     return result;
   }
   pthread_join(opener->thread, NULL);
@@ -179,12 +180,6 @@ typedef struct {
   pthread_t thread;
   int started;
 } Worker;
-
-static double secondsNow(void) {
-  struct timespec now;
-  clock_gettime(CLOCK_MONOTONIC, &now);
-  return (double)now.tv_sec + (double)now.tv_nsec / 1e9;
-}
 
 static int goesOn(int result) { return result == EXIT_OK || result == EXIT_PAGES_UNREAD || result == EXIT_TEXT_LEFT; }
 
@@ -321,20 +316,21 @@ static int takeSpare(Ranges* ranges) {
   return (int)ranges->nextSpare++;
 }
 
-/* Opens the file again on this thread; what opening reports was said when
- * it was opened first. EXIT_OK or the failure. */
-static int openQuietlyHere(Ranges* ranges, ZOPRADocumentLoader** loader) {
+/* Another handle for work taken from others: spare `spare` of those opened
+ * ahead, or (-1) the file opened here. What opening reports was said when
+ * the file was opened first. EXIT_OK or the failure. */
+static int openAnother(Ranges* ranges, int spare, ZOPRADocumentLoader** loader) {
   char* text = NULL;
   size_t size = 0;
   FILE* quiet = open_memstream(&text, &size);
   const double began = secondsNow();
   int result;
   if (quiet) pthread_setspecific(reportKey, quiet);
-  result = openDocument(ranges->input, loader);
+  result = spare >= 0 ? takeOpened(ranges->ahead, (unsigned)spare, loader, NULL) : openDocument(ranges->input, loader);
   pthread_setspecific(reportKey, NULL);
   if (quiet) fclose(quiet);
   free(text);
-  if (result == EXIT_OK) noteOpening(ranges, secondsNow() - began);
+  if (result == EXIT_OK && spare < 0) noteOpening(ranges, secondsNow() - began);
   return result;
 }
 
@@ -373,21 +369,7 @@ static void takeFromOthers(Ranges* ranges, unsigned worker, double cost, double 
       nanosleep(&kPause, NULL);
       continue;
     }
-    if (spare >= 0) {
-      /* Its reports were printed with the first handle's. */
-      char* text = NULL;
-      size_t size = 0;
-      FILE* quiet = open_memstream(&text, &size);
-      int result;
-      if (quiet) pthread_setspecific(reportKey, quiet);
-      result = takeOpened(ranges->ahead, (unsigned)spare, &loader, NULL);
-      pthread_setspecific(reportKey, NULL);
-      if (quiet) fclose(quiet);
-      free(text);
-      if (result != EXIT_OK) return;
-    } else if (openQuietlyHere(ranges, &loader) != EXIT_OK) {
-      return;
-    }
+    if (openAnother(ranges, spare, &loader) != EXIT_OK) return;
     taken = takeBackHalf(ranges, loader, pace);
     if (taken < 0) {
       zopraDocumentLoaderDestroy(loader);
