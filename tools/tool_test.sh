@@ -51,6 +51,25 @@ end_pdf() {
     printf 'trailer\n<< /Size %d /Root 1 0 R >>\nstartxref\n%s\n%%%%EOF\n' "$objects" "$xref"
   } >>"$pdf"
 }
+# twelve_pages FILE HEIGHT: twelve pages 200 wide and HEIGHT high in
+# Helvetica (/F1), page N showing the content that `page_content N` prints.
+twelve_pages() {
+  start_pdf "$1"
+  add_object 1 "<< /Type /Catalog /Pages 2 0 R >>"
+  kids=""
+  for n in $(seq 12); do kids="$kids $((2 * n + 2)) 0 R"; done
+  add_object 2 "<< /Type /Pages /Kids [$kids] /Count 12 >>"
+  add_object 3 "<< /Type /Font /Subtype /Type1 /BaseFont /Helvetica >>"
+  for n in $(seq 12); do
+    add_object $((2 * n + 2)) "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 200 $2] /Contents $((2 * n + 3)) 0 R /Resources << /Font << /F1 3 0 R >> >> >>"
+    content=$(page_content "$n")
+    add_object $((2 * n + 3)) "<< /Length ${#content} >>
+stream
+$content
+endstream"
+  done
+  end_pdf
+}
 # Page 1 rotated by 270 with fractional A4 sizes, page 2 with a crop box.
 start_pdf "$work/pages.pdf"
 add_object 1 "<< /Type /Catalog /Pages 2 0 R >>"
@@ -196,21 +215,8 @@ fi
 # Threads: twelve pages, each reading "Page N". -j 1 and -j 4 give the same
 # bytes for one file, several files (one unreadable) and a folder; several
 # inputs give what each gives alone, in argument order (a folder's by name).
-start_pdf "$work/many.pdf"
-add_object 1 "<< /Type /Catalog /Pages 2 0 R >>"
-kids=""
-for n in 1 2 3 4 5 6 7 8 9 10 11 12; do kids="$kids $((2 * n + 2)) 0 R"; done
-add_object 2 "<< /Type /Pages /Kids [$kids] /Count 12 >>"
-add_object 3 "<< /Type /Font /Subtype /Type1 /BaseFont /Helvetica >>"
-for n in 1 2 3 4 5 6 7 8 9 10 11 12; do
-  add_object $((2 * n + 2)) "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 200 200] /Contents $((2 * n + 3)) 0 R /Resources << /Font << /F1 3 0 R >> >> >>"
-  content="BT /F1 12 Tf 20 100 Td (Page $n) Tj ET"
-  add_object $((2 * n + 3)) "<< /Length ${#content} >>
-stream
-$content
-endstream"
-done
-end_pdf
+page_content() { echo "BT /F1 12 Tf 20 100 Td (Page $1) Tj ET"; }
+twelve_pages "$work/many.pdf" 200
 mkdir "$work/folder"
 cp "$work/many.pdf" "$work/folder/b.pdf"
 cp "$sample" "$work/folder/a.pdf"
@@ -342,22 +348,14 @@ if [ -f "$dejavu" ]; then
   # cost estimate of a list map does not see, so the thread done first
   # takes pages from the other onto a handle of its own. The file, the
   # summary and the reports (an overflow on every page) are those of -j 1.
-  start_pdf "$work/uneven.pdf"
-  add_object 1 "<< /Type /Catalog /Pages 2 0 R >>"
-  kids=""
-  for n in $(seq 12); do kids="$kids $((2 * n + 2)) 0 R"; done
-  add_object 2 "<< /Type /Pages /Kids [$kids] /Count 12 >>"
-  add_object 3 "<< /Type /Font /Subtype /Type1 /BaseFont /Helvetica >>"
-  heavy=$(awk 'BEGIN { printf "BT /F1 8 Tf 20 19990 Td"; for (i = 1; i <= 2000; ++i) printf " (Line %d) Tj 0 -10 Td", i; print " ET" }')
-  for n in $(seq 12); do
-    add_object $((2 * n + 2)) "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 200 20000] /Contents $((2 * n + 3)) 0 R /Resources << /Font << /F1 3 0 R >> >> >>"
-    if [ "$n" -gt 6 ]; then content=$heavy; else content="BT /F1 8 Tf 20 19990 Td (Line 1) Tj ET"; fi
-    add_object $((2 * n + 3)) "<< /Length ${#content} >>
-stream
-$content
-endstream"
-  done
-  end_pdf
+  page_content() {
+    if [ "$1" -gt 6 ]; then
+      awk 'BEGIN { printf "BT /F1 8 Tf 20 19990 Td"; for (i = 1; i <= 2000; ++i) printf " (Line %d) Tj 0 -10 Td", i; print " ET" }'
+    else
+      echo "BT /F1 8 Tf 20 19990 Td (Line 1) Tj ET"
+    fi
+  }
+  twelve_pages "$work/uneven.pdf" 20000
   for n in $(seq 12); do printf '{"page":%d,"item":1,"text":"A line far too long for its place"}\n' "$n"; done |
     paste -sd, | sed 's/.*/[&]/' >"$work/uneven.json"
   for jobs in 1 2; do
