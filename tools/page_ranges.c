@@ -171,7 +171,16 @@ typedef struct {
   unsigned spanRoom;
   unsigned nextSpare; /* the next handle of `ahead` no thread has; under the lock */
   double openSeconds; /* the longest a handle took to open; under the lock */
+  uint32_t edited;    /* pages edited; under the lock */
+  unsigned running;   /* worker threads not done; under the lock */
   pthread_mutex_t lock;
+  /* The calling thread's: */
+  uint32_t pages;
+  RangeDone done;
+  uint32_t reported; /* pages whose reports were printed */
+  int going;         /* no page's `done` said to stop */
+  int progress;      /* progress is shown */
+  double shownAt;    /* when it was last shown */
 } Ranges;
 
 typedef struct {
@@ -214,7 +223,34 @@ static void editPage(Ranges* ranges, unsigned span, uint32_t page, unsigned work
   if (reports) fclose(reports);
   addReports(outcome, text, size);
   outcome->span = span;
-  outcome->edited = 1;
+}
+
+/* On the calling thread: prints the reports of the pages edited so far, in
+ * page order, each followed by the caller's `done`, and shows the progress
+ * (pages edited by all threads). */
+static void reportPages(Ranges* ranges) {
+  uint32_t edited;
+  for (;;) {
+    PageOutcome* outcome;
+    int ready;
+    pthread_mutex_lock(&ranges->lock);
+    ready = ranges->going && ranges->reported < ranges->pages && ranges->outcomes[ranges->reported].edited;
+    edited = ranges->edited;
+    pthread_mutex_unlock(&ranges->lock);
+    if (!ready) break;
+    outcome = &ranges->outcomes[ranges->reported];
+    if (outcome->reportSize > 0) {
+      endProgress();
+      fwrite(outcome->reports, 1, outcome->reportSize, stderr);
+    }
+    ranges->going = ranges->done(ranges->reported, outcome->result, ranges->context);
+    if (ranges->going) ++ranges->reported;
+  }
+  /* Ten times a second is often enough. */
+  if (ranges->progress && ranges->going && secondsNow() - ranges->shownAt >= 0.1) {
+    showProgress(edited, ranges->pages);
+    ranges->shownAt = secondsNow();
+  }
 }
 
 /* Edits the span's pages in order until none is left or one fails (a
@@ -240,6 +276,13 @@ static void editSpan(Ranges* ranges, unsigned index, unsigned worker, double* co
     *cost += pageCost;
     failed = !goesOn(ranges->outcomes[page].result);
     pthread_mutex_lock(&ranges->lock);
+    ranges->outcomes[page].edited = 1;
+    ++ranges->edited;
+    if (worker == 0) {
+      pthread_mutex_unlock(&ranges->lock);
+      reportPages(ranges);
+      pthread_mutex_lock(&ranges->lock);
+    }
   }
   pthread_mutex_unlock(&ranges->lock);
 }
@@ -366,6 +409,7 @@ static void takeFromOthers(Ranges* ranges, unsigned worker, double cost, double 
     pthread_mutex_unlock(&ranges->lock);
     if (!worthIt) {
       if (!going) return;
+      if (worker == 0) reportPages(ranges);
       nanosleep(&kPause, NULL);
       continue;
     }
@@ -412,8 +456,9 @@ static void runWorker(Worker* worker) {
     if (result != EXIT_OK) {
       first->result = result;
       first->span = worker->index;
-      first->edited = 1;
       pthread_mutex_lock(&ranges->lock);
+      first->edited = 1;
+      ++ranges->edited;
       span->end = span->next;
       pthread_mutex_unlock(&ranges->lock);
       return;
@@ -426,7 +471,11 @@ static void runWorker(Worker* worker) {
 }
 
 static void* runWorkerThread(void* argument) {
-  runWorker(argument);
+  Worker* worker = argument;
+  runWorker(worker);
+  pthread_mutex_lock(&worker->ranges->lock);
+  --worker->ranges->running;
+  pthread_mutex_unlock(&worker->ranges->lock);
   return NULL;
 }
 
@@ -459,7 +508,6 @@ int editPageRanges(ZOPRADocumentLoader* target, const char* input, uint32_t page
   uint32_t page;
   unsigned k;
   int result = EXIT_OK;
-  int going = 1;
   if (pages == 0) return EXIT_OK;
   memset(&ranges, 0, sizeof ranges);
   ranges.input = input;
@@ -468,6 +516,10 @@ int editPageRanges(ZOPRADocumentLoader* target, const char* input, uint32_t page
   ranges.context = context;
   ranges.spanRoom = count * SPANS_PER_THREAD;
   ranges.nextSpare = count;
+  ranges.pages = pages;
+  ranges.done = done;
+  ranges.going = 1;
+  ranges.progress = pages > 1 && progressWanted(1);
   ranges.sums = malloc(((size_t)pages + 1) * sizeof *ranges.sums);
   ranges.outcomes = calloc(pages, sizeof *ranges.outcomes);
   ranges.spans = calloc(ranges.spanRoom, sizeof *ranges.spans);
@@ -498,27 +550,41 @@ int editPageRanges(ZOPRADocumentLoader* target, const char* input, uint32_t page
   for (k = 0; k < count; ++k) {
     workers[k].ranges = &ranges;
     workers[k].index = k;
-    if (k > 0) workers[k].started = pthread_create(&workers[k].thread, NULL, runWorkerThread, &workers[k]) == 0;
+    if (k > 0) {
+      pthread_mutex_lock(&ranges.lock);
+      workers[k].started = pthread_create(&workers[k].thread, NULL, runWorkerThread, &workers[k]) == 0;
+      if (workers[k].started) ++ranges.running;
+      pthread_mutex_unlock(&ranges.lock);
+    }
   }
   runWorker(&workers[0]);
+  /* The others' pages are reported as they come. */
+  for (;;) {
+    const struct timespec kPause = {0, 20000000};
+    unsigned running;
+    pthread_mutex_lock(&ranges.lock);
+    running = ranges.running;
+    pthread_mutex_unlock(&ranges.lock);
+    if (running == 0) break;
+    reportPages(&ranges);
+    nanosleep(&kPause, NULL);
+  }
   /* A thread that could not start: its span is edited here. */
   for (k = 1; k < count; ++k) {
     if (workers[k].started) pthread_join(workers[k].thread, NULL);
     else runWorker(&workers[k]);
   }
-  /* In page order: each page's reports and result, and each span's edits
-   * taken into the target after its last page. */
-  for (page = 0; page < pages && going; ++page) {
-    const PageOutcome* outcome = &ranges.outcomes[page];
-    const Span* span = &ranges.spans[outcome->span];
-    if (!outcome->edited) break;
-    if (outcome->reports) fwrite(outcome->reports, 1, outcome->reportSize, stderr);
-    going = done(page, outcome->result, context);
-    if (going && outcome->span > 0 && page + 1 == span->end && span->loader) {
+  reportPages(&ranges);
+  endProgress();
+  /* Each span's edits, taken into the target in page order, up to the page
+   * whose `done` said to stop. */
+  for (page = 0; page < ranges.reported; ++page) {
+    const Span* span = &ranges.spans[ranges.outcomes[page].span];
+    if (ranges.outcomes[page].span > 0 && page + 1 == span->end && span->loader) {
       int32_t status = zopraDocumentLoaderAdoptPageEdits(target, span->loader, span->first, page);
       if (status != ZOPRA_STATUS_SUCCESS) {
         result = reportFailure(input, status);
-        going = 0;
+        break;
       }
     }
   }

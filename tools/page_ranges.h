@@ -2,11 +2,12 @@
  * split into contiguous spans, each edited in page order on one handle: the
  * calling thread edits the first span on its own handle while each other
  * thread opens a handle on the file and edits the next; a thread that is
- * done takes the back half of what is left of the longest span onto a
- * handle it opens. The calling thread then prints every page's reports in
- * page order and takes the spans' edits into its handle in that order,
- * with zopraDocumentLoaderAdoptPageEdits, so output and reports do not
- * depend on the thread count or on the split. */
+ * done takes the back half of what is left of the slowest span onto
+ * another handle. The calling thread prints every page's reports in page
+ * order as the pages are done, with the progress on a terminal, and at the
+ * end takes the spans' edits into its handle in that order, with
+ * zopraDocumentLoaderAdoptPageEdits, so output and reports do not depend on
+ * the thread count or on the split. */
 #ifndef ZOPRA_PDF_PAGE_RANGES_H
 #define ZOPRA_PDF_PAGE_RANGES_H
 

@@ -605,8 +605,8 @@ static double* pageCosts(const ReplaceMap* map, uint32_t pages) {
   return costs;
 }
 
-/* Replaces on all pages, on options->jobs threads when there are several
- * pages; then names the object map's keys that no item read. */
+/* Replaces on all pages, on options->jobs threads (at most one per page);
+ * then names the object map's keys that no item read. */
 static int replacePages(ZOPRADocumentLoader* loader, const ReplaceOptions* options, ReplaceMap* map, uint32_t pages,
                         OpenedAhead* ahead, Counts* counts) {
   int result;
@@ -615,8 +615,6 @@ static int replacePages(ZOPRADocumentLoader* loader, const ReplaceOptions* optio
   if (pages == 0) {
     /* A list map's entries all name missing pages. */
     result = json_is_array(map->json) ? replaceListed(loader, options, map, pages, 0, 0, counts) : EXIT_OK;
-  } else if (jobs <= 1) {
-    result = replaceRange(loader, options, map, map->matched, pages, 0, pages - 1, counts);
   } else {
     ReplaceJob job;
     unsigned k;
@@ -630,6 +628,9 @@ static int replacePages(ZOPRADocumentLoader* loader, const ReplaceOptions* optio
     job.fonts = calloc(job.workers, sizeof *job.fonts);
     result = job.counts && job.matched && job.fonts ? EXIT_OK
                                                    : reportFailure(options->input, ZOPRA_STATUS_MEMORY_INSUFFICIENT);
+    /* The calling thread is worker 0: it keeps the font choice made for the
+     * checks before the work. */
+    if (job.fonts) job.fonts[0] = options->fonts;
     for (k = 0; result == EXIT_OK && map->matched && k < job.workers; ++k) {
       job.matched[k] = calloc(map->textCount ? map->textCount : 1, 1);
       if (!job.matched[k]) result = reportFailure(options->input, ZOPRA_STATUS_MEMORY_INSUFFICIENT);
@@ -644,7 +645,7 @@ static int replacePages(ZOPRADocumentLoader* loader, const ReplaceOptions* optio
     }
     for (k = 0; k < job.workers; ++k) {
       if (job.matched) free(job.matched[k]);
-      if (job.fonts) fontChoiceDestroy(job.fonts[k]);
+      if (job.fonts && k > 0) fontChoiceDestroy(job.fonts[k]);
     }
     free(job.matched);
     free(job.fonts);

@@ -497,7 +497,7 @@ static int replaceAllSegments(ZOPRADocumentLoader* loader, const SegmentReplace*
   size_t i;
   unsigned k;
   int result;
-  if (jobs <= 1 || count == 0) return replaceSegmentRange(loader, job, job->fonts, list, count, 0, pages, counts);
+  if (count == 0) return EXIT_OK;
   /* Flowing and drawing grow with the length of the new text, and reading
    * a page costs about as much as flowing a hundred bytes of it; a page
    * without segments is not read at all. */
@@ -506,6 +506,7 @@ static int replaceAllSegments(ZOPRADocumentLoader* loader, const SegmentReplace*
   ranges.workers = pageRangeThreads(pages, jobs);
   ranges.counts = calloc(ranges.workers, sizeof *ranges.counts);
   ranges.fonts = calloc(ranges.workers, sizeof *ranges.fonts);
+  if (ranges.fonts) ranges.fonts[0] = job->fonts;
   if (!costs || !ranges.counts || !ranges.fonts) {
     free(costs);
     free(ranges.counts);
@@ -525,7 +526,7 @@ static int replaceAllSegments(ZOPRADocumentLoader* loader, const SegmentReplace*
     counts->shrunk += ranges.counts[k].shrunk;
     counts->overflowing += ranges.counts[k].overflowing;
     counts->pages += ranges.counts[k].pages;
-    fontChoiceDestroy(ranges.fonts[k]);
+    if (k > 0) fontChoiceDestroy(ranges.fonts[k]);
   }
   free(costs);
   free(ranges.counts);
