@@ -189,9 +189,11 @@ int reportTextLeft(ZOPRADocumentLoader* loader, const char* path, uint32_t page)
  * Formats a number with at most three decimals and no trailing zeros, using
  * only digits, '-' and '.', whatever the C locale says.
  */
+int goesOn(int step) { return step == EXIT_OK || step == EXIT_PAGES_UNREAD || step == EXIT_TEXT_LEFT; }
+
 int goOn(int step, int* outcome) {
   if (step == EXIT_OK) return 1;
-  if (step == EXIT_PAGES_UNREAD || step == EXIT_TEXT_LEFT) {
+  if (goesOn(step)) {
     if (*outcome != EXIT_TEXT_LEFT) *outcome = step;
     return 1;
   }

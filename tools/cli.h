@@ -71,6 +71,10 @@ int reportMissingItem(const char* path, uint32_t page, uint32_t item, uint32_t i
  * returns EXIT_TEXT_LEFT, or EXIT_OK when none is. Called by erase and
  * replace after the removals of each page. */
 int reportTextLeft(ZOPRADocumentLoader* loader, const char* path, uint32_t page);
+/* Whether an editing command goes on after this exit status of a step: it
+ * does after EXIT_OK, a page that could not be read (EXIT_PAGES_UNREAD) and
+ * text left on a page (EXIT_TEXT_LEFT); a mistake or failure stops it. */
+int goesOn(int step);
 /* Keeps the worst outcome of the pages an editing command has done so far:
  * a mistake or failure stops the job (returns 0); a page that could not be
  * read, or text left on it, is noted and the job goes on (returns 1). */

@@ -162,7 +162,7 @@ typedef struct {
 typedef struct {
   const char* input;
   OpenedAhead* ahead;
-  RangeEdit edit;
+  PageEdit edit;
   void* context;
   double* sums; /* sums[p]: the estimated cost of the pages before p */
   PageOutcome* outcomes;
@@ -176,7 +176,7 @@ typedef struct {
   pthread_mutex_t lock;
   /* The calling thread's: */
   uint32_t pages;
-  RangeDone done;
+  PageDone done;
   uint32_t reported; /* pages whose reports were printed */
   int going;         /* no page's `done` said to stop */
   int progress;      /* progress is shown */
@@ -189,8 +189,6 @@ typedef struct {
   pthread_t thread;
   int started;
 } Worker;
-
-static int goesOn(int result) { return result == EXIT_OK || result == EXIT_PAGES_UNREAD || result == EXIT_TEXT_LEFT; }
 
 /* Adds what a stream opened with open_memstream holds (taken over) to the
  * page's reports. */
@@ -218,7 +216,7 @@ static void editPage(Ranges* ranges, unsigned span, uint32_t page, unsigned work
   size_t size = 0;
   FILE* reports = open_memstream(&text, &size);
   if (reports) pthread_setspecific(reportKey, reports);
-  outcome->result = ranges->edit(loader, page, page, worker, ranges->context);
+  outcome->result = ranges->edit(loader, page, worker, ranges->context);
   pthread_setspecific(reportKey, NULL);
   if (reports) fclose(reports);
   addReports(outcome, text, size);
@@ -500,7 +498,7 @@ unsigned pageRangeThreads(uint32_t pages, unsigned jobs) {
 }
 
 int editPageRanges(ZOPRADocumentLoader* target, const char* input, uint32_t pages, const double* costs,
-                   unsigned jobs, OpenedAhead* ahead, RangeEdit edit, RangeDone done, void* context) {
+                   unsigned jobs, OpenedAhead* ahead, PageEdit edit, PageDone done, void* context) {
   const unsigned count = pageRangeThreads(pages, jobs);
   Ranges ranges;
   Worker* workers;

@@ -20,18 +20,16 @@
  * stream. The report helpers of cli.c and the commands print there. */
 FILE* reportStream(void);
 
-/* Edits pages first..last (0-based, inclusive) with `loader`, on thread
- * `worker` (from 0, below pageRangeThreads): the calling thread is worker
- * 0, and each worker runs on one thread, so state kept per worker needs no
- * lock. Called once per page, in page order for each handle. Returns an
- * exit status; a status other than EXIT_OK, EXIT_PAGES_UNREAD and
- * EXIT_TEXT_LEFT ends the handle's work. */
-typedef int (*RangeEdit)(ZOPRADocumentLoader* loader, uint32_t first, uint32_t last, unsigned worker,
-                         void* context);
+/* Edits `page` (from 0) with `loader`, on thread `worker` (from 0, below
+ * pageRangeThreads): the calling thread is worker 0, and each worker runs
+ * on one thread, so state kept per worker needs no lock. Each handle's
+ * pages come in page order. Returns an exit status; one that does not go
+ * on (goesOn, cli.h) ends the handle's work. */
+typedef int (*PageEdit)(ZOPRADocumentLoader* loader, uint32_t page, unsigned worker, void* context);
 /* In page order on the calling thread, after the page's reports were
  * printed: takes the page's exit status; returns 1 to go on, 0 to stop
  * (later pages are then neither printed nor adopted). */
-typedef int (*RangeDone)(unsigned page, int result, void* context);
+typedef int (*PageDone)(unsigned page, int result, void* context);
 
 /* Handles on one file opened on threads of their own while the calling
  * thread does something else (reads a replacement map, say), so that
@@ -61,6 +59,6 @@ unsigned pageRangeThreads(uint32_t pages, unsigned jobs);
  * its own). EXIT_OK, or the exit status of a failure to adopt a span
  * (reported). */
 int editPageRanges(ZOPRADocumentLoader* target, const char* input, uint32_t pages, const double* costs,
-                   unsigned jobs, OpenedAhead* ahead, RangeEdit edit, RangeDone done, void* context);
+                   unsigned jobs, OpenedAhead* ahead, PageEdit edit, PageDone done, void* context);
 
 #endif

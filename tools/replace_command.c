@@ -557,19 +557,18 @@ typedef struct {
   int outcome;
 } ReplaceJob;
 
-static int replaceRangeJob(ZOPRADocumentLoader* loader, uint32_t first, uint32_t last, unsigned worker,
-                           void* context) {
+static int replacePageJob(ZOPRADocumentLoader* loader, uint32_t page, unsigned worker, void* context) {
   ReplaceJob* job = context;
   ReplaceOptions options = *job->options;
   /* Font choice keeps state between items: each thread has its own. */
   if (!job->fonts[worker]) job->fonts[worker] = fontChoiceCreate(options.fontPath);
   if (!job->fonts[worker]) return reportFailure(options.input, ZOPRA_STATUS_MEMORY_INSUFFICIENT);
   options.fonts = job->fonts[worker];
-  return replaceRange(loader, &options, job->map, job->matched[worker], job->pages, first, last,
+  return replaceRange(loader, &options, job->map, job->matched[worker], job->pages, page, page,
                       &job->counts[worker]);
 }
 
-static int replaceRangeDone(unsigned page, int result, void* context) {
+static int replacePageDone(unsigned page, int result, void* context) {
   ReplaceJob* job = context;
   (void)page;
   return goOn(result, &job->outcome);
@@ -637,7 +636,7 @@ static int replacePages(ZOPRADocumentLoader* loader, const ReplaceOptions* optio
     }
     if (result == EXIT_OK) {
       double* costs = pageCosts(map, pages);
-      result = editPageRanges(loader, options->input, pages, costs, jobs, ahead, replaceRangeJob, replaceRangeDone,
+      result = editPageRanges(loader, options->input, pages, costs, jobs, ahead, replacePageJob, replacePageDone,
                               &job);
       free(costs);
       if (result == EXIT_OK) result = job.outcome;
@@ -651,7 +650,7 @@ static int replacePages(ZOPRADocumentLoader* loader, const ReplaceOptions* optio
     free(job.fonts);
     free(job.counts);
   }
-  if (result != EXIT_OK && result != EXIT_PAGES_UNREAD && result != EXIT_TEXT_LEFT) return result;
+  if (!goesOn(result)) return result;
   for (i = 0; map->matched && i < map->textCount; ++i) {
     if (map->matched[i]) continue;
     fputs(PROGRAM ": no item reads ", stderr);
@@ -713,7 +712,7 @@ int runReplace(int argc, char** argv) {
     /* Nothing is written after a mistake or failure: the output never holds
      * half a job. Pages that could not be read are named and left as they
      * are, and text that could not be removed is named; the rest is done. */
-    if (result == EXIT_OK || result == EXIT_PAGES_UNREAD || result == EXIT_TEXT_LEFT) {
+    if (goesOn(result)) {
       int writing;
       setWriteThreads(options.jobs);
       writing = writeAndClose(loader, options.input, options.output, options.plain);
@@ -725,7 +724,7 @@ int runReplace(int argc, char** argv) {
   closeAhead(ahead);
   freeMap(&map);
   fontChoiceDestroy(options.fonts);
-  if (result != EXIT_OK && result != EXIT_PAGES_UNREAD && result != EXIT_TEXT_LEFT) return result;
+  if (!goesOn(result)) return result;
   printf("replaced %lu item%s on %lu page%s (%lu shrunk, %lu overflowing, %lu with missing characters); "
          "wrote %s, %lld bytes\n",
          counts.replaced, counts.replaced == 1 ? "" : "s", counts.pages, counts.pages == 1 ? "" : "s",

@@ -472,16 +472,15 @@ typedef struct {
   int outcome;
 } SegmentRanges;
 
-static int segmentRangeJob(ZOPRADocumentLoader* loader, uint32_t first, uint32_t last, unsigned worker,
-                           void* context) {
+static int segmentPageJob(ZOPRADocumentLoader* loader, uint32_t page, unsigned worker, void* context) {
   SegmentRanges* ranges = context;
   if (!ranges->fonts[worker]) ranges->fonts[worker] = fontChoiceCreate(ranges->job->fontPath);
   if (!ranges->fonts[worker]) return reportFailure(ranges->job->input, ZOPRA_STATUS_MEMORY_INSUFFICIENT);
-  return replaceSegmentRange(loader, ranges->job, ranges->fonts[worker], ranges->list, ranges->count, first, last,
+  return replaceSegmentRange(loader, ranges->job, ranges->fonts[worker], ranges->list, ranges->count, page, page,
                              &ranges->counts[worker]);
 }
 
-static int segmentRangeDone(unsigned page, int result, void* context) {
+static int segmentPageDone(unsigned page, int result, void* context) {
   SegmentRanges* ranges = context;
   (void)page;
   return goOn(result, &ranges->outcome);
@@ -519,7 +518,7 @@ static int replaceAllSegments(ZOPRADocumentLoader* loader, const SegmentReplace*
   ranges.job = job;
   ranges.list = list;
   ranges.count = count;
-  result = editPageRanges(loader, job->input, pages, costs, jobs, ahead, segmentRangeJob, segmentRangeDone, &ranges);
+  result = editPageRanges(loader, job->input, pages, costs, jobs, ahead, segmentPageJob, segmentPageDone, &ranges);
   if (result == EXIT_OK) result = ranges.outcome;
   for (k = 0; k < ranges.workers; ++k) {
     counts->replaced += ranges.counts[k].replaced;

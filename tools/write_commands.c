@@ -178,32 +178,20 @@ typedef struct {
   int outcome;
 } EraseJob;
 
-static int eraseRangeJob(ZOPRADocumentLoader* loader, uint32_t first, uint32_t last, unsigned worker, void* context) {
+static int erasePageJob(ZOPRADocumentLoader* loader, uint32_t page, unsigned worker, void* context) {
   const EraseJob* job = context;
-  int outcome = EXIT_OK;
-  uint32_t page;
+  int32_t status;
   (void)worker;
-  for (page = first; page <= last; ++page) {
-    int32_t status;
-    int step;
-    if (!job->wholePages[page]) continue;
-    status = zopraDocumentLoaderRemoveOriginalText(loader, page);
-    step = status == ZOPRA_STATUS_SUCCESS ? reportTextLeft(loader, job->input, page)
-                                          : reportPageUnread(job->input, page, status);
-    if (step != EXIT_OK && outcome != EXIT_TEXT_LEFT) outcome = step;
-  }
-  return outcome;
+  if (!job->wholePages[page]) return EXIT_OK;
+  status = zopraDocumentLoaderRemoveOriginalText(loader, page);
+  return status == ZOPRA_STATUS_SUCCESS ? reportTextLeft(loader, job->input, page)
+                                        : reportPageUnread(job->input, page, status);
 }
 
-static int eraseRangeDone(unsigned page, int result, void* context) {
+static int erasePageDone(unsigned page, int result, void* context) {
   EraseJob* job = context;
   (void)page;
-  if (result == EXIT_PAGES_UNREAD || result == EXIT_TEXT_LEFT) {
-    if (job->outcome != EXIT_TEXT_LEFT) job->outcome = result;
-    return 1;
-  }
-  if (result != EXIT_OK) job->outcome = result;
-  return result == EXIT_OK;
+  return goOn(result, &job->outcome);
 }
 
 int runErase(int argc, char** argv) {
@@ -273,7 +261,7 @@ int runErase(int argc, char** argv) {
     job.input = paths[0];
     job.wholePages = wholePages;
     job.outcome = EXIT_OK;
-    result = editPageRanges(loader, paths[0], pages, NULL, jobs, ahead, eraseRangeJob, eraseRangeDone, &job);
+    result = editPageRanges(loader, paths[0], pages, NULL, jobs, ahead, erasePageJob, erasePageDone, &job);
     if (result == EXIT_OK) result = job.outcome;
   } else if (result == EXIT_OK) {
     result = eraseChosen(loader, paths[0], wholePages, pages, items, itemCount);
@@ -284,7 +272,7 @@ int runErase(int argc, char** argv) {
   setWriteThreads(jobs);
   /* Mistakes leave no output; pages that could not be read, or text left,
    * do: the rest of the work is in it. */
-  if (result != EXIT_OK && result != EXIT_PAGES_UNREAD && result != EXIT_TEXT_LEFT) {
+  if (!goesOn(result)) {
     zopraDocumentLoaderDestroy(loader);
     return result;
   }

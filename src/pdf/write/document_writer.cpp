@@ -132,7 +132,7 @@ class DocumentWriter {
     // Only the walk from the trailer writes an input object stream nobody
     // refers to just once: writing every object would write it again.
     if (options_.objectStreams && options_.onlyReachable) {
-      kept_.emplace(document_, [this](std::uint32_t number) { return options_.replacements.count(number) != 0; });
+      kept_.emplace(document_, options_.replacements);
     }
   }
 

@@ -54,23 +54,10 @@ bool sameValue(const Value& a, const Value& b, int depth = 0) {
   }
 }
 
-// The unsigned integer at `at` in the header (white space before it
-// skipped); false at anything else.
-bool headerNumber(const Bytes& bytes, std::size_t end, std::size_t& at, std::uint64_t& value) {
-  while (at < end && isWhiteSpace(bytes[at])) ++at;
-  if (at >= end || bytes[at] < '0' || bytes[at] > '9') return false;
-  value = 0;
-  for (; at < end && bytes[at] >= '0' && bytes[at] <= '9'; ++at) {
-    if (value > UINT32_MAX) return false;
-    value = value * 10 + static_cast<std::uint64_t>(bytes[at] - '0');
-  }
-  return true;
-}
-
 }  // namespace
 
 bool KeptObjectStreams::unchanged(const CompressedObject& found, const ObjectStreamData& data) const {
-  if (replaced_(found.number)) return false;
+  if (replacements_.count(found.number)) return false;
   auto slot = document_.objects.find(found.number);
   if (slot == document_.objects.end() || !slot->second.loaded) return true;
   // Parsed since it was read (a page, say): unchanged when its value is
@@ -113,23 +100,32 @@ KeptObjectStreams::Stream KeptObjectStreams::decide(std::uint32_t number) {
       !(count->number <= first->number)) {
     return stream;
   }
+  // The header, read as the opening read it: every object listed must be
+  // one the file finds here (not one a later revision replaced) and be
+  // written unchanged.
   const auto objects = static_cast<std::uint64_t>(count->number);
   const auto start = static_cast<std::uint64_t>(first->number);
-  std::size_t at = 0;
-  std::uint64_t held = 0;
+  Lexer lexer(data->bytes.data(), start);
   for (std::uint64_t k = 0; k < objects; ++k) {
-    std::uint64_t listed = 0;
-    std::uint64_t offset = 0;
-    if (!headerNumber(data->bytes, start, at, listed) || !headerNumber(data->bytes, start, at, offset)) return Stream();
-    // Objects a later revision replaced stay in it, unread: they count
-    // against keeping it.
+    double listed = 0;
+    double offset = 0;
+    try {
+      listed = lexer.number();
+      offset = lexer.number();
+    } catch (const Exception&) {
+      return Stream();
+    }
+    if (!isWholeNumber(listed, 1, 4294967295.0) || !isWholeNumber(offset, 0, static_cast<double>(data->bytes.size()))) {
+      return Stream();
+    }
     const std::optional<CompressedObject> found = document_.compressedObjects.find(static_cast<std::uint32_t>(listed));
-    if (!found || found->stream != number || found->position != start + offset) continue;
-    ++held;
+    if (!found || found->stream != number || found->position != start + static_cast<std::uint64_t>(offset) ||
+        !unchanged(*found, *data)) {
+      return Stream();
+    }
     stream.index.emplace(found->number, static_cast<std::uint32_t>(k));
-    if (!unchanged(*found, *data)) return Stream();
   }
-  stream.keep = held == objects;
+  stream.keep = true;
   return stream;
 }
 

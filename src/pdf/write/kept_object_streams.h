@@ -11,7 +11,7 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
+#include <map>
 #include <optional>
 #include <unordered_map>
 #include <utility>
@@ -23,10 +23,10 @@ namespace zopra::pdf {
 
 class KeptObjectStreams {
  public:
-  // `replaced` tells whether the writer writes an object from something
-  // other than the document's own value for it.
-  KeptObjectStreams(Document& document, std::function<bool(std::uint32_t)> replaced)
-      : document_(document), replaced_(std::move(replaced)) {}
+  // `replacements` are the objects the writer writes in place of the
+  // document's own.
+  KeptObjectStreams(Document& document, const std::map<std::uint32_t, Object>& replacements)
+      : document_(document), replacements_(replacements) {}
 
   // Where the object `found`, written unchanged, stays: its stream's number and its
   // index in it, when that stream is kept; nothing when the object is to
@@ -62,7 +62,7 @@ class KeptObjectStreams {
   bool unchanged(const CompressedObject& found, const ObjectStreamData& data) const;
 
   Document& document_;
-  std::function<bool(std::uint32_t)> replaced_;
+  const std::map<std::uint32_t, Object>& replacements_;
   std::unordered_map<std::uint32_t, Stream> streams_;
   std::vector<std::uint32_t> order_;
 };
