@@ -15,17 +15,13 @@
 
 #include "pdf/model/document.h"
 #include "pdf/parse/lexer.h"
+#include "pdf/parse/object_stream_header.h"
 #include "pdf/parse/object_stream_order.h"
 #include "pdf/parse/number_set.h"
 
 namespace zopra::pdf {
 
 namespace {
-
-struct HeaderEntry {
-  std::uint32_t number;
-  std::uint64_t offset;
-};
 
 [[noreturn]] void fail(const char* message) { throw Exception(Error::Format, message); }
 
@@ -55,33 +51,18 @@ class ObjectStreamReader {
     data->bytes = document.decodeStreamPrefix(stream, clampSize(first), data->complete);
     if (data->bytes.size() < first) fail("invalid object stream header");
     first_ = first;
-    Lexer lexer(data->bytes.data(), data->bytes.size());
-    for (std::uint64_t i = 0; i < count; ++i) {
-      double number = 0;
-      double offset = 0;
-      try {
-        number = lexer.number();
-        offset = lexer.number();
-      } catch (const Exception&) {
-        fail("invalid compressed object entry");
-      }
-      if (!isWholeNumber(number, 1, 4294967295.0) ||
-          !isWholeNumber(offset, 0, 18446744073709551616.0)) {
-        fail("invalid compressed object entry");
-      }
-      header_.push_back({static_cast<std::uint32_t>(number), static_cast<std::uint64_t>(offset)});
-    }
+    header_ = readObjectStreamHeader(data->bytes.data(), data->bytes.size(), count);
     // Every offset must point inside the stream: checked here when the
     // stream ended within its header, else when the object is read.
     decodedSize_ = data->complete ? data->bytes.size() : SIZE_MAX;
     // Where each value ends at the latest: the next higher offset.
     sortedOffsets_.reserve(header_.size());
-    for (const HeaderEntry& entry : header_) sortedOffsets_.push_back(entry.offset);
+    for (const ObjectStreamEntry& entry : header_) sortedOffsets_.push_back(entry.offset);
     std::sort(sortedOffsets_.begin(), sortedOffsets_.end());
     if (data->complete) document.keepObjectStreamData(streamNumber_, std::move(data));
   }
 
-  const std::vector<HeaderEntry>& header() const { return header_; }
+  const std::vector<ObjectStreamEntry>& header() const { return header_; }
 
   void load(std::size_t index, std::uint32_t number) {
     if (index >= header_.size() || header_[index].number != number) {
@@ -109,7 +90,7 @@ class ObjectStreamReader {
   std::vector<CompressedObject>& found_;
   std::uint64_t first_ = 0;
   std::size_t decodedSize_ = 0;
-  std::vector<HeaderEntry> header_;
+  std::vector<ObjectStreamEntry> header_;
   std::vector<std::uint64_t> sortedOffsets_;
 };
 
@@ -148,6 +129,27 @@ void readObjectStream(Document& document, std::uint32_t streamNumber, NumberSet&
 }
 
 }  // namespace
+
+std::vector<ObjectStreamEntry> readObjectStreamHeader(const std::uint8_t* data, std::size_t size,
+                                                      std::uint64_t count) {
+  std::vector<ObjectStreamEntry> entries;
+  Lexer lexer(data, size);
+  for (std::uint64_t i = 0; i < count; ++i) {
+    double number = 0;
+    double offset = 0;
+    try {
+      number = lexer.number();
+      offset = lexer.number();
+    } catch (const Exception&) {
+      fail("invalid compressed object entry");
+    }
+    if (!isWholeNumber(number, 1, 4294967295.0) || !isWholeNumber(offset, 0, 18446744073709551616.0)) {
+      fail("invalid compressed object entry");
+    }
+    entries.push_back({static_cast<std::uint32_t>(number), static_cast<std::uint64_t>(offset)});
+  }
+  return entries;
+}
 
 std::optional<std::vector<std::vector<std::uint32_t>>> objectStreamsByDepth(
     const std::map<std::uint32_t, std::vector<CompressedEntry>>& entries, int limit) {

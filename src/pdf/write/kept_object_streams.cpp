@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "pdf/parse/lexer.h"
+#include "pdf/parse/object_stream_header.h"
 
 namespace zopra::pdf {
 
@@ -103,23 +104,16 @@ KeptObjectStreams::Stream KeptObjectStreams::decide(std::uint32_t number) {
   // The header, read as the opening read it: every object listed must be
   // one the file finds here (not one a later revision replaced) and be
   // written unchanged.
-  const auto objects = static_cast<std::uint64_t>(count->number);
-  const auto start = static_cast<std::uint64_t>(first->number);
-  Lexer lexer(data->bytes.data(), start);
-  for (std::uint64_t k = 0; k < objects; ++k) {
-    double listed = 0;
-    double offset = 0;
-    try {
-      listed = lexer.number();
-      offset = lexer.number();
-    } catch (const Exception&) {
-      return Stream();
-    }
-    if (!isWholeNumber(listed, 1, 4294967295.0) || !isWholeNumber(offset, 0, static_cast<double>(data->bytes.size()))) {
-      return Stream();
-    }
-    const std::optional<CompressedObject> found = document_.compressedObjects.find(static_cast<std::uint32_t>(listed));
-    if (!found || found->stream != number || found->position != start + static_cast<std::uint64_t>(offset) ||
+  const auto start = static_cast<std::size_t>(first->number);
+  std::vector<ObjectStreamEntry> header;
+  try {
+    header = readObjectStreamHeader(data->bytes.data(), start, static_cast<std::uint64_t>(count->number));
+  } catch (const Exception&) {
+    return stream;
+  }
+  for (std::size_t k = 0; k < header.size(); ++k) {
+    const std::optional<CompressedObject> found = document_.compressedObjects.find(header[k].number);
+    if (!found || found->stream != number || found->position != start + header[k].offset ||
         !unchanged(*found, *data)) {
       return Stream();
     }
