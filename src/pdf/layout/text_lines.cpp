@@ -153,8 +153,15 @@ std::vector<TextLine> textLines(const std::vector<TextEntry>& items, const PageR
   const auto gapOf = [](const std::vector<Placed>& band, std::size_t k, double reach) {
     return (band[k].x0 - reach) / std::max(band[k].size, band[k - 1].size);
   };
-  // Half-point buckets: the lines of a column start at one x.
-  const auto bucket = [](double x) { return std::lround(x * 2); };
+  // Half-point buckets: the lines of a column start at one x. Coordinates
+  // far off the page (or not numbers) share the outermost buckets: lround
+  // of them is undefined, and a neighbour bucket must not overflow.
+  const auto bucket = [](double x) {
+    constexpr double kFar = 1e15;
+    const double half = x * 2;
+    if (!(half > -kFar)) return -static_cast<long>(kFar);
+    return half < kFar ? std::lround(half) : static_cast<long>(kFar);
+  };
   for (const std::vector<Placed>& band : bands) {
     ++resumes[bucket(band[0].x0)];
     double reach = band[0].x1;
