@@ -2,9 +2,13 @@
 """Compares the words of `zopra-pdf text` with those of pdftotext.
 
 For every PDF of a folder that pdftotext reads (per ORACLE.tsv when present),
-both outputs are NFKC-normalised, stripped of format characters, split on white space and compared as word
-multisets. Prints the F1 score per file, the median, and the median per
-feature tag of MANIFEST.tsv.
+both outputs are NFKC-normalised, stripped of format characters, split on
+white space and compared as word multisets. A second score compares the
+words as runs of letters, marks and digits alone, so that punctuation a
+reader attaches to the wrong side of a word (pdftotext's "החוטים ,אני" in
+right-to-left lines) does not count against either side. Prints both F1
+scores per file, their medians, and the median per feature tag of
+MANIFEST.tsv.
 
 usage: text_words_f1.py [--tool build/tools/zopra-pdf] [FOLDER]
 """
@@ -22,6 +26,11 @@ def words(text):
     # U+202A..U+202C embedding marks) are not part of any word.
     text = "".join(c for c in unicodedata.normalize("NFKC", text) if unicodedata.category(c) != "Cf")
     return collections.Counter(text.split())
+
+
+def letter_words(text):
+    kept = "".join(c if unicodedata.category(c)[0] in "LMN" else " " for c in unicodedata.normalize("NFKC", text))
+    return collections.Counter(kept.split())
 
 
 def f1(ours, theirs):
@@ -64,6 +73,7 @@ def main():
     oracle = read_tsv(os.path.join(args.folder, "ORACLE.tsv"))
     manifest = read_tsv(os.path.join(args.folder, "MANIFEST.tsv"))
     scores = {}
+    letters = {}
     for name in sorted(os.listdir(args.folder)):
         if not name.endswith(".pdf"):
             continue
@@ -78,13 +88,16 @@ def main():
         ours = run([args.tool, "text", path, "-"], need_success=False)
         score = f1(words(ours or ""), words(theirs))
         scores[name] = score
-        print(f"{score:6.3f}  {name}")
+        letters[name] = f1(letter_words(ours or ""), letter_words(theirs))
+        print(f"{score:6.3f} {letters[name]:6.3f}  {name}")
 
     if not scores:
         print("no files compared")
         return 1
     print(f"\nfiles: {len(scores)}  median F1: {statistics.median(scores.values()):.3f}"
-          f"  mean F1: {statistics.mean(scores.values()):.3f}")
+          f"  mean F1: {statistics.mean(scores.values()):.3f}"
+          f"  (letters and digits: median {statistics.median(letters.values()):.3f},"
+          f" mean {statistics.mean(letters.values()):.3f})")
     by_feature = collections.defaultdict(list)
     for name, score in scores.items():
         for feature in manifest.get(name, {}).get("features", "").split(","):

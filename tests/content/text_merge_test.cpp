@@ -97,6 +97,20 @@ TEST(TextMerge, GapsMeasuredInSpaceWidthsAndFontSizes) {
   appendTextRun(entries, address);
   ASSERT_EQ(entries.size(), 1u);
   EXPECT_EQ(entries[0].style, mono);
+  // The first run counts too: a long bold label, then a short word in
+  // the body face.
+  entries.clear();
+  TextRun label = makeRun("Closing the loop.", 0, 700, 68);
+  auto bold = std::make_shared<FontStyle>();
+  bold->bold = true;
+  label.style = bold;
+  TextRun body = makeRun("It", 71, 700, 8);
+  body.style = std::make_shared<FontStyle>();
+  appendTextRun(entries, label);
+  appendTextRun(entries, body);
+  ASSERT_EQ(entries.size(), 1u);
+  EXPECT_EQ(entries[0].style, bold);
+  EXPECT_EQ(entries[0].styleLength, 17u);
 }
 
 TEST(TextMerge, FontSizeAndLineChangesStartNewItems) {

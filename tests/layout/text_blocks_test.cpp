@@ -212,6 +212,13 @@ std::vector<PageCase> pageCases() {
        lines(72, 700, 10, 12, {"alpha . . . . . . . . . 12", "beta . . . . . . 14, 17,", "Y21, Y30", "gamma . . . . 9"}),
        {{K::TableCell, A::Left, "alpha . . . . . . . . . 12\nbeta . . . . . . 14, 17,\nY21, Y30\ngamma . . . . 9"}},
        0, "Anfang . . . . . 12\nMitte . . . . 14\nEnde . . . 9\nSchluss . . 5", "Anfang . . 12"},
+      {"paragraph under a shape whose edge runs through its second line",
+       "0.9 g 60 690 500 100 re f 0 g\n" +
+           lines(72, 700, 10, 12, {"The first line of a paragraph lies on", "a grey shape whose lower edge runs", "through the second line."}),
+       {{K::Paragraph, A::Left,
+         "The first line of a paragraph lies on a grey shape whose lower edge runs through the second line."}},
+       0, "Die erste Zeile eines Absatzes liegt auf einer grauen Form, deren Kante durch die Zeile laeuft.",
+       "Die erste Zeile."},
       {"caption under a figure",
        lines(72, 760, 10, 12, {"A paragraph of body text stands above the", "figure and sets the body size."}) +
            "0.8 g 200 600 200 100 re f 0 g\n" + lines(250, 585, 10, 12, {"Figure 1: A grey box"}),
@@ -247,6 +254,8 @@ TEST(TextBlocks, JoinsLinesAsAReaderWould) {
       {{"e\xEF\xAC\x83" "cient  and", "\xEF\xAC\x82oating"}, "efficient and floating"},
       {{"soft\xC2\xAD", "Hyphen"}, "softHyphen"},
       {{"", "  spaced   out  "}, "spaced out"},
+      {{"\xE4\xB8\x8D\xE6\xAD\xA3", "\xE3\x81\xAA\xE3\x83\xA1"}, "\xE4\xB8\x8D\xE6\xAD\xA3\xE3\x81\xAA\xE3\x83\xA1"},
+      {{"\xED\x95\x9C\xEA\xB5\xAD", "\xEB\xAC\xB8"}, "\xED\x95\x9C\xEA\xB5\xAD \xEB\xAC\xB8"},
   };
   for (const auto& c : cases) EXPECT_EQ(joinLines(c.lines), c.text);
 }
@@ -355,6 +364,53 @@ TEST(TextBlocks, FlowsLongerAndShorterTexts) {
   }
 }
 
+// Japanese has no spaces: a line breaks between its characters, never
+// before a full stop or comma, and the paragraph keeps its size.
+TEST(TextBlocks, FlowsJapaneseBetweenCharacters) {
+  const char* const kJapaneseFont = "/usr/share/fonts/opentype/ipafont-gothic/ipag.ttf";
+  if (!test::haveProgram("pdftotext") || test::readFile(kJapaneseFont).empty()) {
+    GTEST_SKIP() << "pdftotext or the IPA Gothic font not installed";
+  }
+  auto page = laidOut(lines(72, 700, 10, 12, {"A paragraph of three lines, each of them", "about as long as the one above it, and",
+                                              "a last one."}),
+                      "japanese-source.pdf");
+  ASSERT_EQ(page->blocks.size(), 1u);
+  std::set<std::uint32_t> chosen;
+  for (const TextLine& line : page->blocks[0].lines) chosen.insert(line.items.begin(), line.items.end());
+  ASSERT_EQ(page->document->removeText(0, &chosen, page->items, 1), Error::None);
+  const std::vector<double> room = textRoom(page->items, page->graphics, unrotatedPageBox(page->document->pages[0]));
+  FlowPage context{&page->items, &page->blocks, &page->graphics, &room, unrotatedPageBox(page->document->pages[0])};
+  // "This booklet is free. You may redistribute it and modify it, under the
+  // terms of the licence." three times over.
+  std::string text;
+  for (int k = 0; k < 3; ++k) {
+    text += "\xE3\x81\x93\xE3\x81\xAE\xE5\x86\x8A\xE5\xAD\x90\xE3\x81\xAF\xE3\x83\x95\xE3\x83\xAA\xE3\x83\xBC"
+            "\xE3\x81\xA7\xE3\x81\x99\xE3\x80\x82\xE5\x86\x8D\xE9\x85\x8D\xE5\xB8\x83\xE3\x80\x81\xE4\xBF\xAE"
+            "\xE6\xAD\xA3\xE3\x81\x97\xE3\x81\xA6\xE3\x82\x82\xE3\x81\x8B\xE3\x81\xBE\xE3\x81\x84\xE3\x81\xBE"
+            "\xE3\x81\x9B\xE3\x82\x93\xE3\x80\x82";
+  }
+  BlockFlow flow;
+  ASSERT_EQ(flowBlock(*page->document.document, 0, context, 0, text, {kJapaneseFont}, 0, flow), Error::None);
+  EXPECT_EQ(flow.scale, 1);
+  EXPECT_FALSE(flow.overflows);
+  EXPECT_GE(flow.linesUsed, 3u);
+  const std::string pdf = test::tempDirectory() + "/japanese.pdf";
+  ASSERT_EQ(page->document->save(pdf), Error::None);
+  ASSERT_EQ(test::run("pdftotext -enc UTF-8 '" + pdf + "' '" + pdf + ".txt'"), 0);
+  std::istringstream shown(test::readFile(pdf + ".txt"));
+  std::string line, joined;
+  std::size_t count = 0;
+  while (std::getline(shown, line)) {
+    if (line.empty() || line[0] == '\f') continue;
+    ++count;
+    EXPECT_NE(line.rfind("\xE3\x80\x82", 0), 0u) << line;  // no line opens with the full stop
+    EXPECT_NE(line.rfind("\xE3\x80\x81", 0), 0u) << line;  // nor with the comma
+    joined += line;
+  }
+  EXPECT_EQ(count, flow.linesUsed);
+  EXPECT_EQ(joined, text);
+}
+
 // A paragraph written a few words per string, with one italic word a
 // line, is set in roman; a bold run-in heading starts a paragraph; lines of
 // code make one listing, numbered ones too; a URL and a year go on with
@@ -400,6 +456,12 @@ TEST(TextBlocks, StyleOfMostTextAndCodeListings) {
              "BT /C 10 Tf 72 248 Td (aux_show.) Tj ET BT /R 10 Tf 134 248 Td (Also, when it shows an end, it) Tj ET "
              "BT /R 10 Tf 72 236 Td (changes that to the start and does the same.) Tj ET "
              "BT /C 10 Tf 134 200 Td 12 TL (x = 1;) Tj T* (yy = 22;) Tj T* (z = 3;) Tj T* (ww = 44;) Tj T* (v = 5;) Tj ET";
+  // A line mostly bold, that ends in the body face, opens its paragraph (a
+  // bold caption label, a run-in heading set as one string with its text);
+  // a bold line that ends bold is a heading of its own.
+  content += "\nBT 72 110 Td 12 TL /B 10 Tf (Closing the loop of the traces we record.) Tj /R 10 Tf ( It ends) Tj T* "
+             "(in several ways.) Tj ET BT /B 10 Tf 72 70 Td (A Heading in Bold) Tj ET "
+             "BT /R 10 Tf 72 58 Td (Body text follows it.) Tj ET";
   b.stream(4, "", content);
   b.object(5, "<< /Type /Font /Subtype /Type1 /BaseFont /Times-Roman >>");
   b.object(6, "<< /Type /Font /Subtype /Type1 /BaseFont /Times-Italic >>");
@@ -407,7 +469,12 @@ TEST(TextBlocks, StyleOfMostTextAndCodeListings) {
   b.object(8, "<< /Type /Font /Subtype /Type1 /BaseFont /Times-Bold >>");
   b.object(9, "<< /Type /Font /Subtype /Type1 /BaseFont /Helvetica >>");
   auto page = laidOut(b, "styles.pdf");
-  ASSERT_EQ(page->blocks.size(), 9u);
+  for (auto& bl : page->blocks) printf("[%s]\n", bl.text.c_str());
+  ASSERT_EQ(page->blocks.size(), 12u);
+  EXPECT_EQ(page->blocks[9].text, "Closing the loop of the traces we record. It ends in several ways.");
+  EXPECT_EQ(page->blocks[9].kind, BlockKind::Paragraph);
+  EXPECT_EQ(page->blocks[10].kind, BlockKind::Heading);
+  EXPECT_EQ(page->blocks[11].text, "Body text follows it.");
   EXPECT_EQ(page->blocks[3].text, "[Dte] Domain and Type Enforcement, http://research-cistw.example.com/cace/dte.html.");
   EXPECT_EQ(page->blocks[6].kind, BlockKind::Paragraph);
   EXPECT_EQ(page->blocks[6].lines.size(), 3u);

@@ -129,10 +129,10 @@ TextEntry newEntry(TextRun& run, const RunGeometry& g, bool leadingSpace, bool t
   entry.operatorName = run.operatorName;
   entry.sources.push_back(std::move(run.source));
   entry.fontName = run.fontName;
-  entry.styleLength = run.text.size();
-  entry.lastStyle = run.style.get();
-  entry.lastLength = run.text.size();
   // run.text was moved into the entry above.
+  entry.styleLength = entry.text.size();
+  entry.lastStyle = run.style.get();
+  entry.lastLength = entry.text.size();
   entry.proportionalLength = proportionalLength(entry.text, run.style.get());
   entry.opensInProse = entry.proportionalLength > 0;
   entry.style = std::move(run.style);

@@ -16,6 +16,27 @@ namespace zopra::pdf {
 
 namespace {
 
+// A line of Chinese or Japanese may end after character `i`: one of the two
+// characters at the break is Han, kana or a full-width form, the next does
+// not close (punctuation, a small kana, a prolonged sound mark) and this
+// one does not open (a bracket or quote).
+bool breaksAfter(const std::vector<std::uint32_t>& text, std::size_t i) {
+  if (i + 1 >= text.size() || text[i + 1] == ' ') return false;
+  const std::uint32_t c = text[i], next = text[i + 1];
+  if (!unspacedScript(c) && !unspacedScript(next)) return false;
+  static const std::uint32_t kOpening[] = {0x300C, 0x300E, 0xFF08, 0xFF3B, 0xFF5B, 0x3008, 0x300A, 0x3010,
+                                           0x3014, 0x201C, 0x2018, '(', '[', '{'};
+  static const std::uint32_t kClosing[] = {0x3001, 0x3002, 0xFF0C, 0xFF0E, 0x30FB, 0xFF1A, 0xFF1B, 0xFF1F, 0xFF01,
+                                           0x300D, 0x300F, 0xFF09, 0xFF3D, 0xFF5D, 0x3009, 0x300B, 0x3011, 0x3015,
+                                           0x30FC, 0x3005, 0x309D, 0x309E, 0x30FD, 0x30FE, 0x201D, 0x2019, ')',
+                                           ']', '}', ',', '.', ':', ';', '?', '!'};
+  static const std::uint32_t kSmallKana[] = {0x3041, 0x3043, 0x3045, 0x3047, 0x3049, 0x3063, 0x3083, 0x3085,
+                                             0x3087, 0x308E, 0x30A1, 0x30A3, 0x30A5, 0x30A7, 0x30A9, 0x30C3,
+                                             0x30E3, 0x30E5, 0x30E7, 0x30EE, 0x30F5, 0x30F6};
+  const auto in = [](const auto& list, std::uint32_t x) { return std::find(std::begin(list), std::end(list), x) != std::end(list); };
+  return !in(kOpening, c) && !in(kClosing, next) && !in(kSmallKana, next);
+}
+
 constexpr std::uint32_t kSpace = 0x20;
 // Below a fifth of its size a block's text is unreadable.
 constexpr double kDefaultMinimumScale = 0.2;
@@ -316,8 +337,11 @@ Error flowBlock(Document& document, std::uint32_t page, const FlowPage& context,
     address = address || (i >= 2 && codePoints[i] == '/' && codePoints[i - 1] == '/' && codePoints[i - 2] == ':');
     // A web address may break after a slash that a letter or digit follows
     // (not inside its "//"), as the address was broken in the source.
-    if (address && !rightToLeft && codePoints[i] == '/' && codePoints[i - 1] != '/' && i + 1 < codePoints.size() &&
-        (isAsciiLetter(codePoints[i + 1]) || (codePoints[i + 1] >= '0' && codePoints[i + 1] <= '9'))) {
+    // Chinese and Japanese break between characters, but not before
+    // closing punctuation or after an opening bracket.
+    if ((address && !rightToLeft && codePoints[i] == '/' && codePoints[i - 1] != '/' && i + 1 < codePoints.size() &&
+         (isAsciiLetter(codePoints[i + 1]) || (codePoints[i + 1] >= '0' && codePoints[i + 1] <= '9'))) ||
+        breaksAfter(codePoints, i)) {
       wordText.emplace_back();
       words.emplace_back();
       words.back().glued = true;

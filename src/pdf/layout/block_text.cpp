@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstdint>
 
+#include "pdf/content/text_merge.h"
 #include "pdf/fonts/unicode.h"
 
 namespace zopra::pdf {
@@ -117,6 +118,8 @@ bool addressPart(const std::vector<std::uint32_t>& line) {
   return false;
 }
 
+bool unspacedScript(std::uint32_t c) { return cjkCharacter(c) && !(c >= 0xAC00 && c <= 0xD7AF); }
+
 std::string joinLines(const std::vector<std::string>& lines) {
   std::vector<std::uint32_t> out;
   for (const std::string& raw : lines) {
@@ -133,8 +136,10 @@ std::string joinLines(const std::vector<std::string>& lines) {
         const bool broken = n >= 2 && isLower(out[n - 2]) && isLower(line.front()) && !compound;
         // A soft hyphen is never part of the word.
         if (broken || out[n - 1] == 0xAD) out.pop_back();
-      } else if (!(out[n - 1] == '/' && inAddress(out) && addressPart(line))) {
-        // A web address broken after a slash goes on without a space.
+      } else if (!(out[n - 1] == '/' && inAddress(out) && addressPart(line)) &&
+                 !(unspacedScript(out[n - 1]) && unspacedScript(line.front()))) {
+        // A web address broken after a slash goes on without a space, and
+        // so do Chinese and Japanese, which put no spaces between words.
         out.push_back(' ');
       }
     }

@@ -2,6 +2,7 @@
 // a space, words hyphenated at a line end joined back, ligatures spelled out.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -24,8 +25,13 @@ std::string codeLineText(const std::vector<TextEntry>& items, const TextLine& li
 // without the hyphen ("infor-" "mation" gives "information"), unless the
 // word already holds a hyphen (a compound: "state-of-the-" "art"); any
 // other hyphen at a line end is kept and joined without a space ("1999-"
-// "2004").
+// "2004"). Lines of Chinese or Japanese join without a space.
 std::string joinLines(const std::vector<std::string>& lines);
+
+// Han, kana, and their punctuation and full-width forms: Chinese and
+// Japanese are written without spaces between words. Hangul is not: Korean
+// spaces its words.
+bool unspacedScript(std::uint32_t c);
 
 // Ligatures and presentation forms (U+FB00 to U+FB06) become their letters;
 // runs of white space become one space, none at either end.

@@ -58,6 +58,9 @@ struct Building {
   TextBlock block;
   std::vector<std::string> texts;
   bool bold = false;
+  // The block is one bold line that ends in the body face: the next line
+  // of body text goes on with it.
+  bool runIn = false;
   LineMode mode = LineMode::Prose;
   // A listing whose first line starts with a line number.
   bool numbered = false;
@@ -143,6 +146,17 @@ bool lineBold(const std::vector<TextEntry>& items, const TextLine& line) {
   return all > 0 && 5 * bold >= 4 * all;
 }
 
+// The line ends in a face that is not bold after bold text: a bold label
+// ("Figure 1. Sample program.", "Closing the loop.") that opens a paragraph
+// or a caption set on in the body face. A heading ends in its own face.
+bool endsPlain(const std::vector<TextEntry>& items, const TextLine& line) {
+  if (line.items.empty()) return false;
+  const TextEntry& last = items[line.items.back()];
+  const FontStyle* end = last.lastStyle ? last.lastStyle : last.style.get();
+  const std::size_t length = last.lastStyle ? last.lastLength : last.styleLength;
+  return end != nullptr && !end->bold && length >= 2;
+}
+
 // A bullet, a dash, or a short number or letter with "." or ")" and a
 // space: the start of a list item.
 bool startsListItem(const std::string& text) {
@@ -179,13 +193,23 @@ bool startsCaption(const std::string& text) {
 
 bool contains(const ItemBox& box, double x, double y) { return x >= box.x0 && x <= box.x1 && y >= box.y0 && y <= box.y1; }
 
+// An edge of the box runs through the line's text, not around it: the
+// box is no frame of that line (an image or a shape whose bounds reach
+// under the text of the next column).
+bool edgeThrough(const ItemBox& box, const TextLine& line) {
+  const double inY = 0.15 * line.size, inX = 0.5 * line.size;
+  const auto through = [](double edge, double low, double high, double in) { return edge > low + in && edge < high - in; };
+  return through(box.y0, line.bottom, line.top, inY) || through(box.y1, line.bottom, line.top, inY) ||
+         through(box.x0, line.left, line.right, inX) || through(box.x1, line.left, line.right, inX);
+}
+
 // True when a box holds one of the two lines and not the other: they sit
 // in different cells or frames.
 bool boxBetween(const PageRules& rules, const TextLine& a, const TextLine& b) {
   const double ax = (a.left + a.right) / 2, ay = (a.bottom + a.top) / 2;
   const double bx = (b.left + b.right) / 2, by = (b.bottom + b.top) / 2;
   for (const ItemBox& box : rules.boxes) {
-    if (contains(box, ax, ay) != contains(box, bx, by)) return true;
+    if (contains(box, ax, ay) != contains(box, bx, by) && !edgeThrough(box, a) && !edgeThrough(box, b)) return true;
   }
   return false;
 }
@@ -241,7 +265,10 @@ bool accepts(const Building& b, const TextLine& line, bool bold, const std::stri
   const double em = std::max(line.size, last.size);
   if (!followsBelow(block, line)) return false;
   if (std::fabs(line.size - block.size) > kSizeTolerance * std::max(line.size, block.size)) return false;
-  if (bold != b.bold) return false;
+  // After a run-in label the line goes on with the paragraph: the label's
+  // line runs at least as far right as this one, as a first line of a
+  // justified or ragged paragraph does over its next.
+  if (bold != b.bold && !(b.runIn && !bold && last.right >= line.right - em)) return false;
   // Overlapping by half the narrower, or a short line (the last of a
   // paragraph) starting at the block's left edge.
   const double width = std::min(line.right - line.left, block.box.x1 - block.box.x0);
@@ -648,6 +675,7 @@ std::vector<TextBlock> textBlocks(const std::vector<TextEntry>& items, const std
     if (chosen == building.size()) {
       building.emplace_back();
       building.back().bold = bold;
+      building.back().runIn = bold && grouped && endsPlain(items, line);
       building.back().mode = mode;
       building.back().numbered = mode == LineMode::Code && numberedLine(items, line);
       building.back().indented = indented;
@@ -658,6 +686,10 @@ std::vector<TextBlock> textBlocks(const std::vector<TextEntry>& items, const std
       }
     }
     addLine(building[chosen], line, std::move(text));
+    if (building[chosen].runIn && building[chosen].block.lines.size() > 1) {
+      building[chosen].runIn = false;
+      building[chosen].bold = bold;
+    }
     // Blocks far above this line can take no more lines, and prose below a
     // listing or column across its width ends it.
     std::erase_if(open, [&](std::size_t k) {
