@@ -77,27 +77,58 @@ std::string numberOperand(const std::string& content, const std::vector<Token>& 
 // the adjustments.
 void adjustArray(const std::string& content, const Token& operand,
                  const std::map<std::uint32_t, RemovedString>& removed, Edit& edit) {
-  std::string text = "[";
+  // The adjustment that stands for a removed string: its advance in
+  // thousandths of the text space, 0 at a size no adjustment can move by
+  // (what character spacing added to such invisible glyphs is lost).
+  const auto adjustmentOf = [](const RemovedString& string, bool& moves) {
+    const double scale = string.fontSize * string.horizontalScale;
+    const double adjustment = string.width * -1000.0 / scale;
+    moves = std::fabs(scale) > 1e-12 && std::isfinite(adjustment);
+    return moves ? adjustment : 0.0;
+  };
+  // Most removals take every string of the operator: then only the sum of
+  // the adjustments counts, and no text is written for them.
   bool kept = false;
   double sum = 0;
-  auto addNumber = [&](const std::string& number, double value) {
-    text += ' ' + number;
+  const auto add = [&](double value) {
     if (std::isfinite(value)) sum += value;
   };
+  const auto sumString = [&](std::uint32_t index) {
+    auto found = removed.find(index);
+    if (found == removed.end()) {
+      kept = true;
+      return;
+    }
+    bool moves = false;
+    add(adjustmentOf(found->second, moves));
+  };
+  if (operand.kind == Token::Kind::String) {
+    sumString(0);
+  } else if (operand.kind == Token::Kind::Array) {
+    for (std::size_t i = 0; i < operand.elements.size() && !kept; ++i) {
+      const Token& element = operand.elements[i];
+      if (element.kind == Token::Kind::String) {
+        sumString(static_cast<std::uint32_t>(i));
+      } else if (element.kind == Token::Kind::Number) {
+        add(element.number);
+      }
+    }
+  }
+  if (!kept) {
+    edit.showsNothing = true;
+    edit.advance = sum;
+    return;
+  }
+  std::string text = "[";
   auto addString = [&](const Token& element, std::uint32_t index) {
     auto found = removed.find(index);
     if (found == removed.end()) {
       text += ' ' + hexString(element.text);
-      kept = true;
       return;
     }
-    const RemovedString& string = found->second;
-    const double scale = string.fontSize * string.horizontalScale;
-    const double adjustment = string.width * -1000.0 / scale;
-    // At a size of 0 no adjustment can move the text matrix: what character
-    // spacing added to the glyphs of such invisible text is lost.
-    const bool moves = std::fabs(scale) > 1e-12 && std::isfinite(adjustment);
-    addNumber(moves ? numberText(adjustment) : "0", moves ? adjustment : 0.0);
+    bool moves = false;
+    const double adjustment = adjustmentOf(found->second, moves);
+    text += ' ' + (moves ? numberText(adjustment) : std::string("0"));
   };
   if (operand.kind == Token::Kind::String) {
     addString(operand, 0);
@@ -107,18 +138,13 @@ void adjustArray(const std::string& content, const Token& operand,
       if (element.kind == Token::Kind::String) {
         addString(element, static_cast<std::uint32_t>(i));
       } else if (element.kind == Token::Kind::Number) {
-        addNumber(content.substr(element.start, element.end - element.start), element.number);
+        text += ' ' + content.substr(element.start, element.end - element.start);
       } else {
         text += " 0";
       }
     }
   }
-  if (kept) {
-    edit.shown = text + " ] TJ";
-    return;
-  }
-  edit.showsNothing = true;
-  edit.advance = sum;
+  edit.shown = text + " ] TJ";
 }
 
 // The edit of one text-showing operator: its range runs from its operands

@@ -47,9 +47,10 @@ ElementKey keyOf(const TextSource::Run& run) {
 }
 
 // Per stream key, the strings of the chosen items that may go: those whose
-// every item is chosen.
+// every item is chosen. `covered` tells, per item, whether every string it
+// draws may go.
 std::map<std::uint32_t, OperatorChoices> choicesFor(const std::set<std::uint32_t>& chosen,
-                                                   const std::vector<TextEntry>& entries) {
+                                                   const std::vector<TextEntry>& entries, std::vector<bool>& covered) {
   std::vector<bool> isChosen(entries.size(), false);
   for (std::uint32_t index : chosen) isChosen[index] = true;
   // Every string drawn by an item, sorted by string, then unchosen first,
@@ -61,12 +62,19 @@ std::map<std::uint32_t, OperatorChoices> choicesFor(const std::set<std::uint32_t
     ElementKey key;
     bool chosen;
     std::uint32_t order;
+    std::uint32_t item;
     const TextSource::Run* run;
   };
   std::vector<Drawn> drawn;
+  covered.assign(entries.size(), true);
   for (std::size_t i = 0; i < entries.size(); ++i) {
     for (const TextSource::Run& run : entries[i].sources) {
-      if (removable(run)) drawn.push_back({keyOf(run), isChosen[i], static_cast<std::uint32_t>(drawn.size()), &run});
+      if (removable(run)) {
+        drawn.push_back(
+            {keyOf(run), isChosen[i], static_cast<std::uint32_t>(drawn.size()), static_cast<std::uint32_t>(i), &run});
+      } else {
+        covered[i] = false;
+      }
     }
   }
   std::sort(drawn.begin(), drawn.end(), [](const Drawn& a, const Drawn& b) {
@@ -76,7 +84,9 @@ std::map<std::uint32_t, OperatorChoices> choicesFor(const std::set<std::uint32_t
   for (std::size_t first = 0; first < drawn.size();) {
     std::size_t end = first + 1;
     while (end < drawn.size() && drawn[end].key == drawn[first].key) ++end;
-    if (drawn[first].chosen) {
+    if (!drawn[first].chosen) {
+      for (std::size_t k = first; k < end; ++k) covered[drawn[k].item] = false;
+    } else {
       // Keys come in order: each goes in at the end of its map.
       const auto& [stream, ordinal, element] = drawn[first].key;
       const TextSource::Run& run = *drawn[first].run;
@@ -89,24 +99,24 @@ std::map<std::uint32_t, OperatorChoices> choicesFor(const std::set<std::uint32_t
   return choices;
 }
 
-// The chosen items some of whose glyphs were not removed.
+// The chosen items some of whose glyphs were not removed: those with a
+// string that may not go (`covered`, from choicesFor), or whose operator
+// the rewrite did not meet in a stream it edited.
 std::vector<std::uint32_t> itemsLeft(const PageTextEdits& edits, const std::vector<TextEntry>& entries,
-                                     const std::map<std::uint32_t, OperatorChoices>& choices,
+                                     const std::vector<bool>& covered,
                                      const std::map<std::uint32_t, std::set<std::uint32_t>>& found) {
   auto gone = [&](const TextSource::Run& run) {
-    if (!removable(run)) return false;
     const std::uint32_t stream = run.source->stream;
-    const std::uint32_t ordinal = run.source->ordinal;
     if (stream != 0 && edits.forms.count(stream) == 0) return false;
-    auto family = choices.find(stream);
-    if (family == choices.end()) return false;
-    auto strings = family->second.find(ordinal);
-    if (strings == family->second.end() || strings->second.count(run.element) == 0) return false;
     auto met = found.find(stream);
-    return met != found.end() && met->second.count(ordinal) != 0;
+    return met != found.end() && met->second.count(run.source->ordinal) != 0;
   };
   std::vector<std::uint32_t> left;
   for (std::uint32_t index : edits.chosen) {
+    if (!covered[index]) {
+      left.push_back(index);
+      continue;
+    }
     for (const TextSource::Run& run : entries[index].sources) {
       if (!gone(run)) {
         left.push_back(index);
@@ -264,7 +274,8 @@ Error Document::removeText(std::uint32_t pageIndex, const std::set<std::uint32_t
       edits = std::move(started);
     }
     edits.chosen.insert(indices->begin(), indices->end());
-    const std::map<std::uint32_t, OperatorChoices> choices = choicesFor(edits.chosen, entries);
+    std::vector<bool> covered;
+    const std::map<std::uint32_t, OperatorChoices> choices = choicesFor(edits.chosen, entries, covered);
     std::map<std::uint32_t, std::set<std::uint32_t>> found;
     if (!edits.contents.empty()) {
       static const OperatorChoices kNone;
@@ -281,7 +292,7 @@ Error Document::removeText(std::uint32_t pageIndex, const std::set<std::uint32_t
       storeContent(*this, {copy},
                    rewriteTextOperators(decodedStreams(*this, {fresh ? copy : form}), &chosen->second, &found[form]));
     }
-    edits.left = itemsLeft(edits, entries, choices, found);
+    edits.left = itemsLeft(edits, entries, covered, found);
   } catch (const Exception& failure) {
     setError(failure.kind(), failure.message());
     return failure.kind();
