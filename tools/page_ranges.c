@@ -128,6 +128,16 @@ void closeAhead(OpenedAhead* ahead) {
   free(ahead);
 }
 
+void startAside(Aside* aside, unsigned jobs, void* (*work)(void*), void* context) {
+  aside->started = jobs > 1 && pthread_create(&aside->thread, NULL, work, context) == 0;
+  if (!aside->started) work(context);
+}
+
+void endAside(Aside* aside) {
+  if (aside->started) pthread_join(aside->thread, NULL);
+  aside->started = 0;
+}
+
 /* ---- Ranges ---- */
 
 /* Pages go to the threads in contiguous spans, each edited in page order on

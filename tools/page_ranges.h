@@ -11,6 +11,7 @@
 #ifndef ZOPRA_PDF_PAGE_RANGES_H
 #define ZOPRA_PDF_PAGE_RANGES_H
 
+#include <pthread.h>
 #include <stdint.h>
 #include <stdio.h>
 
@@ -47,6 +48,17 @@ OpenedAhead* openAhead(const char* input, unsigned count);
 int openForWritingAhead(const char* input, const char* output, OpenedAhead* ahead, ZOPRADocumentLoader** loader);
 /* Waits for the opening threads and releases the handles nobody took. */
 void closeAhead(OpenedAhead* ahead);
+
+/* Work that releases what an edit no longer needs (its map, the handles
+ * nobody took) while the output is written: startAside runs `work` on a
+ * thread of its own when `jobs` is above 1 (on the calling thread when it is
+ * 1 or no thread can start), and endAside waits for it. */
+typedef struct {
+  pthread_t thread;
+  int started;
+} Aside;
+void startAside(Aside* aside, unsigned jobs, void* (*work)(void*), void* context);
+void endAside(Aside* aside);
 
 /* The number of threads editPageRanges runs for `pages` pages and `jobs`
  * jobs: the workers' numbers are below it. */

@@ -11,6 +11,7 @@
 
 #include "cli.h"
 #include "font_choice.h"
+#include "json_split.h"
 #include "page_ranges.h"
 #include "parallel.h"
 #include "segments.h"
@@ -238,7 +239,7 @@ static int loadTextMap(const char* path, ReplaceMap* map, int exact) {
 }
 
 /* Reads and checks the map; EXIT_OK, or an exit code after a report. */
-static int loadMap(const char* path, int exact, ReplaceMap* map) {
+static int loadMap(const char* path, int exact, unsigned jobs, ReplaceMap* map) {
   json_error_t error;
   size_t length = 0;
   char* text = readMapFile(path, &length);
@@ -246,7 +247,7 @@ static int loadMap(const char* path, int exact, ReplaceMap* map) {
   if (!text) return EXIT_USAGE;
   /* Strings holding U+0000 are refused: the C interface takes
    * NUL-terminated text. */
-  map->json = json_loadb(text, length, JSON_REJECT_DUPLICATES, &error);
+  map->json = jsonLoadSplit(text, length, JSON_REJECT_DUPLICATES, NULL, jobs, &error);
   free(text);
   if (!map->json) {
     fprintf(reportStream(), PROGRAM ": %s:%d:%d: %s\n", path, error.line, error.column, error.text);
@@ -660,6 +661,19 @@ static int replacePages(ZOPRADocumentLoader* loader, const ReplaceOptions* optio
   return result;
 }
 
+/* What the write no longer needs: the spare handles and the map. */
+typedef struct {
+  OpenedAhead* ahead;
+  ReplaceMap* map;
+} Leftovers;
+
+static void* releaseLeftovers(void* context) {
+  Leftovers* leftovers = context;
+  closeAhead(leftovers->ahead);
+  freeMap(leftovers->map);
+  return NULL;
+}
+
 int runReplace(int argc, char** argv) {
   ReplaceOptions options;
   ReplaceMap map;
@@ -702,13 +716,17 @@ int runReplace(int argc, char** argv) {
   /* The file is opened for each thread, and once more as a spare, while
    * the map is read. */
   ahead = openAhead(options.input, options.jobs > 1 ? options.jobs + 1 : 1);
-  result = loadMap(options.mapPath, options.exact, &map);
+  result = loadMap(options.mapPath, options.exact, options.jobs, &map);
   if (result == EXIT_OK) result = openForWritingAhead(options.input, options.output, ahead, &loader);
   if (result == EXIT_OK) {
+    Leftovers leftovers;
+    Aside aside;
     zopraDocumentLoaderGetPageCount(loader, &pages);
     result = replacePages(loader, &options, &map, pages, ahead, &counts);
-    closeAhead(ahead);
-    ahead = NULL;
+    /* Released beside the write: freeing a large map takes a while. */
+    leftovers.ahead = ahead;
+    leftovers.map = &map;
+    startAside(&aside, options.jobs, releaseLeftovers, &leftovers);
     /* Nothing is written after a mistake or failure: the output never holds
      * half a job. Pages that could not be read are named and left as they
      * are, and text that could not be removed is named; the rest is done. */
@@ -720,9 +738,11 @@ int runReplace(int argc, char** argv) {
     } else {
       zopraDocumentLoaderDestroy(loader);
     }
+    endAside(&aside);
+  } else {
+    closeAhead(ahead);
+    freeMap(&map);
   }
-  closeAhead(ahead);
-  freeMap(&map);
   fontChoiceDestroy(options.fonts);
   if (!goesOn(result)) return result;
   printf("replaced %lu item%s on %lu page%s (%lu shrunk, %lu overflowing, %lu with missing characters); "

@@ -9,6 +9,7 @@
 #include <sys/stat.h>
 
 #include "cli.h"
+#include "json_split.h"
 #include "page_ranges.h"
 #include "parallel.h"
 #include "segments.h"
@@ -259,7 +260,7 @@ static int compareReplacements(const void* l, const void* r) {
   return 0;
 }
 
-static json_t* readSegmentsJson(const char* path) {
+static json_t* readSegmentsJson(const char* path, unsigned jobs) {
   json_error_t error;
   struct stat info;
   json_t* root;
@@ -283,7 +284,7 @@ static json_t* readSegmentsJson(const char* path) {
               failure == READ_TOO_LARGE ? "too large for a segments file" : "cannot read the segments file");
       return NULL;
     }
-    root = json_loadb(text, length, JSON_REJECT_DUPLICATES, &error);
+    root = jsonLoadSplit(text, length, JSON_REJECT_DUPLICATES, "segments", jobs, &error);
     free(text);
   }
   if (!root) {
@@ -533,12 +534,27 @@ static int replaceAllSegments(ZOPRADocumentLoader* loader, const SegmentReplace*
   return result;
 }
 
+/* What the write no longer needs: the spare handles and the segments. */
+typedef struct {
+  OpenedAhead* ahead;
+  Replacement* list;
+  json_t* segments;
+} SegmentLeftovers;
+
+static void* releaseSegmentLeftovers(void* context) {
+  SegmentLeftovers* leftovers = context;
+  closeAhead(leftovers->ahead);
+  free(leftovers->list);
+  json_decref(leftovers->segments);
+  return NULL;
+}
+
 int replaceSegments(const SegmentReplace* job) {
   /* The file is opened for each thread, and once more as a spare, while
    * the segments are read. */
   OpenedAhead* ahead = openAhead(job->input, job->jobs > 1 ? job->jobs + 1 : 1);
   json_t* segments = job->format == SEGMENTS_XLIFF ? readSegmentsXliff(job->segmentsPath)
-                                                    : readSegmentsJson(job->segmentsPath);
+                                                    : readSegmentsJson(job->segmentsPath, job->jobs);
   ZOPRADocumentLoader* loader = NULL;
   Replacement* list = NULL;
   size_t count = 0;
@@ -564,15 +580,19 @@ int replaceSegments(const SegmentReplace* job) {
       result = step;
     }
   }
-  closeAhead(ahead);
-  if (result == EXIT_OK) {
-    setWriteThreads(job->jobs);
-    result = writeAndClose(loader, job->input, job->output, job->plain);
-  } else {
-    zopraDocumentLoaderDestroy(loader);
+  {
+    /* Released beside the write. */
+    SegmentLeftovers leftovers = {ahead, list, segments};
+    Aside aside;
+    startAside(&aside, job->jobs, releaseSegmentLeftovers, &leftovers);
+    if (result == EXIT_OK) {
+      setWriteThreads(job->jobs);
+      result = writeAndClose(loader, job->input, job->output, job->plain);
+    } else {
+      zopraDocumentLoaderDestroy(loader);
+    }
+    endAside(&aside);
   }
-  free(list);
-  json_decref(segments);
   if (result != EXIT_OK) return result;
   printf("replaced %lu segment%s on %lu page%s (%lu shrunk, %lu overflowing); wrote %s, %lld bytes\n",
          counts.replaced, counts.replaced == 1 ? "" : "s", counts.pages, counts.pages == 1 ? "" : "s", counts.shrunk,

@@ -42,29 +42,25 @@ std::size_t literalEnd(const Bytes& content, std::size_t at) {
 
 // Appends `bytes` as the literal string literalString() makes of them, when
 // it is shorter than `hexSize` bytes of hex string; false (and nothing
-// appended) otherwise. Written in place: drawn content holds tens of
-// thousands of strings.
+// appended) otherwise. Measured first, then written in place: drawn
+// content holds tens of thousands of strings.
 bool appendLiteral(Bytes& out, const std::string& bytes, std::size_t hexSize) {
+  std::size_t size = bytes.size() + 2;
+  for (char c : bytes) size += literalEscape(c) != nullptr;
+  if (size >= hexSize) return false;
   const std::size_t mark = out.size();
-  const std::size_t limit = 2 * bytes.size() + 2;
-  out.push_back('(');
+  out.resize(mark + size);
+  std::uint8_t* at = out.data() + mark;
+  *at++ = '(';
   for (char c : bytes) {
     if (const char* escape = literalEscape(c)) {
-      out.push_back(static_cast<std::uint8_t>(escape[0]));
-      out.push_back(static_cast<std::uint8_t>(escape[1]));
+      *at++ = static_cast<std::uint8_t>(escape[0]);
+      *at++ = static_cast<std::uint8_t>(escape[1]);
     } else {
-      out.push_back(static_cast<std::uint8_t>(c));
-    }
-    if (out.size() - mark >= limit) {
-      out.resize(mark);
-      return false;
+      *at++ = static_cast<std::uint8_t>(c);
     }
   }
-  out.push_back(')');
-  if (out.size() - mark > limit || out.size() - mark >= hexSize) {
-    out.resize(mark);
-    return false;
-  }
+  *at = ')';
   return true;
 }
 

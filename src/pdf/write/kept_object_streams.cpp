@@ -1,5 +1,6 @@
 #include "pdf/write/kept_object_streams.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <string_view>
 
@@ -117,19 +118,30 @@ KeptObjectStreams::Stream KeptObjectStreams::decide(std::uint32_t number) {
         !unchanged(*found, *data)) {
       return Stream();
     }
-    stream.index.emplace(found->number, static_cast<std::uint32_t>(k));
+    stream.index.emplace_back(found->number, static_cast<std::uint32_t>(k));
+  }
+  std::sort(stream.index.begin(), stream.index.end());
+  // A number listed twice is the file's mistake: the stream is not kept.
+  if (std::adjacent_find(stream.index.begin(), stream.index.end(), [](const auto& a, const auto& b) {
+        return a.first == b.first;
+      }) != stream.index.end()) {
+    return Stream();
   }
   stream.keep = true;
   return stream;
 }
 
 std::optional<std::pair<std::uint32_t, std::uint32_t>> KeptObjectStreams::place(const CompressedObject& found) {
-  auto [slot, fresh] = streams_.try_emplace(found.stream);
-  Stream& stream = slot->second;
-  if (fresh) stream = decide(found.stream);
+  if (!last_ || lastNumber_ != found.stream) {
+    auto [slot, fresh] = streams_.try_emplace(found.stream);
+    if (fresh) slot->second = decide(found.stream);
+    last_ = &slot->second;
+    lastNumber_ = found.stream;
+  }
+  Stream& stream = *last_;
   if (!stream.keep) return std::nullopt;
-  auto at = stream.index.find(found.number);
-  if (at == stream.index.end()) return std::nullopt;
+  auto at = std::lower_bound(stream.index.begin(), stream.index.end(), std::make_pair(found.number, std::uint32_t{0}));
+  if (at == stream.index.end() || at->first != found.number) return std::nullopt;
   if (!stream.placed) {
     stream.placed = true;
     order_.push_back(found.stream);

@@ -41,8 +41,8 @@ class KeptObjectStreams {
   }
 
   // Object number and index of the objects the kept stream holds for the
-  // file.
-  const std::unordered_map<std::uint32_t, std::uint32_t>& held(std::uint32_t stream) const {
+  // file, by number.
+  const std::vector<std::pair<std::uint32_t, std::uint32_t>>& held(std::uint32_t stream) const {
     return streams_.at(stream).index;
   }
 
@@ -54,8 +54,9 @@ class KeptObjectStreams {
   struct Stream {
     bool keep = false;
     bool placed = false;
-    // Index in the stream of each object it holds for the file.
-    std::unordered_map<std::uint32_t, std::uint32_t> index;
+    // Index in the stream of each object it holds for the file, by
+    // number.
+    std::vector<std::pair<std::uint32_t, std::uint32_t>> index;
   };
 
   Stream decide(std::uint32_t number);
@@ -64,6 +65,9 @@ class KeptObjectStreams {
   Document& document_;
   const std::map<std::uint32_t, Object>& replacements_;
   std::unordered_map<std::uint32_t, Stream> streams_;
+  // The stream place() looked at last: objects of one stream come in runs.
+  std::uint32_t lastNumber_ = 0;
+  Stream* last_ = nullptr;
   std::vector<std::uint32_t> order_;
 };
 
