@@ -366,6 +366,24 @@ if [ -f "$dejavu" ]; then
   cmp -s "$work/u1.pdf" "$work/u2.pdf" || fail "replace, uneven pages: -j 2 output differs from -j 1"
   sed "s/u1.pdf/u2.pdf/" "$work/u1.out" | cmp -s - "$work/u2.out" || fail "replace, uneven pages: -j 2 summary differs"
   cmp -s "$work/u1.err" "$work/u2.err" || fail "replace, uneven pages: -j 2 reports differ"
+  # A map over 1 MiB is read in two halves with -j 2: the same file, and a
+  # mistake in its second half named at the same line and column.
+  awk 'BEGIN { printf "["; for (p = 7; p <= 12; ++p) for (i = 1; i <= 2000; ++i)
+    printf "%s{\"page\": %d, \"item\": %d, \"text\": \"Zeile %d, ein Text, der die Karte recht gross macht\"}\n",
+      (p == 7 && i == 1) ? "" : ",", p, i, i; print "]" }' >"$work/big.json"
+  [ "$(wc -c <"$work/big.json")" -gt 1048576 ] || fail "replace, big map: the map is not over 1 MiB"
+  for jobs in 1 2; do
+    "$tool" replace -j $jobs "$work/uneven.pdf" "$work/b$jobs.pdf" --map "$work/big.json" --font "$dejavu" \
+      >/dev/null 2>&1 || fail "replace -j $jobs, big map: exit $?"
+  done
+  cmp -s "$work/b1.pdf" "$work/b2.pdf" || fail "replace, big map: -j 2 output differs from -j 1"
+  sed '11000s/"text"/"text" "text"/' "$work/big.json" >"$work/bigbad.json"
+  for jobs in 1 2; do
+    "$tool" replace -j $jobs "$work/uneven.pdf" "$work/bad$jobs.pdf" --map "$work/bigbad.json" 2>"$work/bad$jobs.err"
+    [ $? -eq 2 ] && [ ! -e "$work/bad$jobs.pdf" ] || fail "replace -j $jobs, big malformed map: not refused"
+  done
+  grep -q "bigbad.json:11000:" "$work/bad2.err" && cmp -s "$work/bad1.err" "$work/bad2.err" ||
+    fail "replace, big malformed map: $(cat "$work/bad1.err" "$work/bad2.err")"
 
   printf '[{"page":1,\n' >"$work/bad.json"
   expect_refusal "replace, malformed map" "bad.json:2:0: string or '}' expected" --map "$work/bad.json"
