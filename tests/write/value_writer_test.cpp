@@ -1,9 +1,11 @@
 // The text of values as the writer puts them into files.
 #include <gtest/gtest.h>
 
+#include <charconv>
 #include <cmath>
 #include <limits>
 #include <locale>
+#include <random>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -102,6 +104,40 @@ TEST(ValueWriterTest, OutputIgnoresTheLocale) {
   for (const Case& c : cases()) expected += c.text;
   EXPECT_EQ(foreign.str(), expected);
   EXPECT_EQ(numbers, "0.5 1234567.25 -3.25 0.3333333333 ");
+}
+
+// Numbers written without an exponent read as %g gives them: random
+// values over the magnitudes content uses, at the digits content and
+// dictionaries take, against the standard library's exact rounding.
+TEST(ValueWriterTest, NumbersAsPrintfWritesThem) {
+  std::mt19937_64 random(7);
+  std::uniform_real_distribution<double> exponent(-5, 15.9);  // below 2^53, where integers get ".0"
+  std::uniform_int_distribution<int> digits(1, 17);
+  int compared = 0;
+  for (int k = 0; k < 200000; ++k) {
+    double value = std::pow(10.0, exponent(random));
+    if (k % 3 == 0) value = std::round(value * 1000) / 1000;  // few decimals, as coordinates have
+    if (k % 2 == 0) value = -value;
+    const int precision = k % 4 == 0 ? digits(random) : (k % 4 == 1 ? 6 : 12);
+    char expected[64];
+    const auto end = std::to_chars(expected, expected + sizeof expected, value, std::chars_format::general, precision).ptr;
+    const std::string oracle(expected, end);
+    if (oracle.find('e') != std::string::npos) continue;
+    ASSERT_EQ(numberText(value, precision), oracle) << "precision " << precision;
+    ++compared;
+  }
+  EXPECT_GT(compared, 100000);
+  // Halfway cases, where the scaled value's fraction is about one half.
+  for (double value : {0.125, 2.5, 0.0625, 1.0000005, 123.4565, 8.9664, 730.039, 1e-4, 999999.5, 9.9999995}) {
+    for (int precision : {1, 3, 6, 7, 12}) {
+      char expected[64];
+      const auto end = std::to_chars(expected, expected + sizeof expected, value, std::chars_format::general, precision).ptr;
+      const std::string oracle(expected, end);
+      if (oracle.find('e') == std::string::npos) {
+        EXPECT_EQ(numberText(value, precision), oracle) << value;
+      }
+    }
+  }
 }
 
 TEST(ContentStringsTest, HexStringsBecomeLiteralOnlyWhereShorter) {

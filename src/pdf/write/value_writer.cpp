@@ -30,8 +30,60 @@ constexpr double kLargestInteger = 9007199254740992.0;  // 2^53
 // the same significant digits in plain decimals (0.000008, 1200000000000.0),
 // however small it is. NaN and infinities have no PDF syntax either and
 // would make readers reject the file, so they are written as 0.
+// The common case of formatNumber, done with integer arithmetic: a
+// magnitude from 0.0001 up to 10^15 that %g writes without an exponent,
+// scaled to an integer of `precision` digits that is clearly nearer one
+// integer than the next. Empty when the number is not such a case; what
+// it writes is then what the general path writes.
+std::string_view formatPlainly(double number, int precision, char (&buffer)[kNumberBuffer]) {
+  static constexpr double kPowers[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,  1e8,  1e9, 1e10,
+                                       1e11, 1e12, 1e13, 1e14, 1e15, 1e16, 1e17, 1e18, 1e19, 1e20};
+  const double magnitude = std::fabs(number);
+  if (!(magnitude >= 1e-4 && magnitude < 1e15) || precision > 15) return {};
+  // The decimal exponent: 10^exponent <= magnitude < 10^(exponent + 1).
+  int exponent = -4;
+  while (exponent < 14 && magnitude >= (exponent + 1 >= 0 ? kPowers[exponent + 1] : 1.0 / kPowers[-(exponent + 1)])) {
+    ++exponent;
+  }
+  if (exponent >= precision) return {};
+  const int decimals = precision - 1 - exponent;
+  if (decimals > 20) return {};
+  const double scaled = magnitude * kPowers[decimals];
+  if (!(scaled < 9007199254740992.0)) return {};
+  // The product may be off by a few units in its last place: a fraction
+  // near one half could round either way, and is left to the exact path.
+  const double floor = std::floor(scaled);
+  const double fraction = scaled - floor;
+  if (std::fabs(fraction - 0.5) <= scaled * 1e-15 + 1e-9) return {};
+  auto digits = static_cast<std::uint64_t>(fraction > 0.5 ? floor + 1 : floor);
+  int shown = decimals;
+  while (shown > 0 && digits % 10 == 0) {
+    digits /= 10;
+    --shown;
+  }
+  char text[32];
+  const auto end = std::to_chars(text, text + sizeof text, digits).ptr;
+  const int length = static_cast<int>(end - text);
+  char* out = buffer;
+  if (number < 0) *out++ = '-';
+  if (length <= shown) {
+    *out++ = '0';
+    *out++ = '.';
+    for (int k = length; k < shown; ++k) *out++ = '0';
+    for (int k = 0; k < length; ++k) *out++ = text[k];
+  } else {
+    for (int k = 0; k < length - shown; ++k) *out++ = text[k];
+    if (shown > 0) {
+      *out++ = '.';
+      for (int k = length - shown; k < length; ++k) *out++ = text[k];
+    }
+  }
+  return std::string_view(buffer, static_cast<std::size_t>(out - buffer));
+}
+
 std::string_view formatNumber(double number, int precision, char (&buffer)[kNumberBuffer]) {
   if (!std::isfinite(number)) number = 0.0;
+  if (const std::string_view plain = formatPlainly(number, precision, buffer); !plain.empty()) return plain;
   auto result = std::to_chars(buffer, buffer + sizeof buffer - 2, number, std::chars_format::general,
                               precision);
   std::string_view text(buffer, static_cast<std::size_t>(result.ptr - buffer));
