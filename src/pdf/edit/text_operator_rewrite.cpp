@@ -222,7 +222,7 @@ void settleEdits(std::vector<Edit>& edits, const std::vector<std::pair<Step, std
 // Edits that drop the font settings (`fonts`, by FontSet step) that no
 // glyph or adjustment left uses: going forward, each use marks the Tf that
 // set the current font, q and Q saving and restoring which one that is.
-void dropUnusedFontSettings(std::vector<Edit>& edits, const std::vector<Edit>& fonts,
+void dropUnusedFontSettings(std::vector<Edit>& edits, std::vector<Edit>& fonts,
                             const std::vector<std::pair<Step, std::size_t>>& steps) {
   constexpr std::size_t kNone = static_cast<std::size_t>(-1);
   std::vector<bool> used(fonts.size(), false);
@@ -262,8 +262,9 @@ void dropUnusedFontSettings(std::vector<Edit>& edits, const std::vector<Edit>& f
   }
   // Both lists are in content order: merged, not sorted.
   const std::size_t kept = edits.size();
+  edits.reserve(kept + static_cast<std::size_t>(std::count(used.begin(), used.end(), false)));
   for (std::size_t i = 0; i < fonts.size(); ++i) {
-    if (!used[i]) edits.push_back(fonts[i]);
+    if (!used[i]) edits.push_back(std::move(fonts[i]));
   }
   std::inplace_merge(edits.begin(), edits.begin() + static_cast<std::ptrdiff_t>(kept), edits.end(),
                      [](const Edit& a, const Edit& b) { return a.start < b.start; });
@@ -331,23 +332,27 @@ Bytes rewriteTextOperators(const std::vector<Bytes>& streams, const OperatorChoi
     Token keyword;
     while (reader.next(keyword)) {
       const std::uint32_t ordinal = reader.textOrdinal();
-      if (keyword.text == "BI") imageEnds.push_back(bases[i] + reader.position());
       if (ordinal == TextSource::kNoOrdinal) {
+        // Keywords of one or two bytes are all this needs to tell apart;
+        // the rest go by without a comparison.
+        const std::string& name = keyword.text;
+        if (name.empty() || name.size() > 2) continue;
+        if (name == "BI") imageEnds.push_back(bases[i] + reader.position());
         // A Tm of fewer than six operands does nothing, as the interpreter
         // reads it.
-        if (startsLine(keyword.text) && (keyword.text != "Tm" || context.operands.size() >= 6)) {
+        if (startsLine(name) && (name != "Tm" || context.operands.size() >= 6)) {
           steps.emplace_back(Step::NewLine, 0);
-        } else if (keyword.text == "Tf" && !context.operands.empty()) {
+        } else if (name == "Tf" && !context.operands.empty()) {
           steps.emplace_back(Step::FontSet, fonts.size());
           Edit drop;
           drop.start = context.operands.front().start;
           drop.end = keyword.end;
           fonts.push_back(std::move(drop));
-        } else if (keyword.text == "q") {
+        } else if (name == "q") {
           steps.emplace_back(Step::Save, 0);
-        } else if (keyword.text == "Q") {
+        } else if (name == "Q") {
           steps.emplace_back(Step::Restore, 0);
-        } else if (keyword.text == "Do") {
+        } else if (name == "Do") {
           steps.emplace_back(Step::Draws, 0);
         }
         continue;
