@@ -32,10 +32,15 @@ static int findSplit(const char* text, size_t length, const char* member, Split*
     if (c == '"') {
       const size_t start = i + 1;
       if (!member && depth == 0) return 0;
-      for (++i; i < length && text[i] != '"'; ++i) {
-        if (text[i] == '\\') ++i;
+      /* The closing quote: the next one after an even run of backslashes. */
+      for (++i;; ++i) {
+        const char* quote = memchr(text + i, '"', length - i);
+        size_t slashes = 0;
+        if (!quote) return 0;
+        i = (size_t)(quote - text);
+        while (slashes < i - start && text[i - 1 - slashes] == '\\') ++slashes;
+        if (slashes % 2 == 0) break;
       }
-      if (i >= length) return 0;
       if (depth == 1) {
         keyStart = start;
         keyEnd = i;

@@ -369,7 +369,7 @@ if [ -f "$dejavu" ]; then
   # A map over 1 MiB is read in two halves with -j 2: the same file, and a
   # mistake in its second half named at the same line and column.
   awk 'BEGIN { printf "["; for (p = 7; p <= 12; ++p) for (i = 1; i <= 2000; ++i)
-    printf "%s{\"page\": %d, \"item\": %d, \"text\": \"Zeile %d, ein Text, der die Karte recht gross macht\"}\n",
+    printf "%s{\"page\": %d, \"item\": %d, \"text\": \"Zeile %d, ein \\\"Text\\\" mit \\\\, der die Karte recht gross macht\"}\n",
       (p == 7 && i == 1) ? "" : ",", p, i, i; print "]" }' >"$work/big.json"
   [ "$(wc -c <"$work/big.json")" -gt 1048576 ] || fail "replace, big map: the map is not over 1 MiB"
   for jobs in 1 2; do

@@ -13,16 +13,21 @@ namespace zopra::pdf {
 
 namespace {
 
-int hexValue(std::uint8_t byte) {
-  if (byte >= '0' && byte <= '9') return byte - '0';
-  if (byte >= 'a' && byte <= 'f') return byte - 'a' + 10;
-  if (byte >= 'A' && byte <= 'F') return byte - 'A' + 10;
-  return -1;
-}
-
-bool whiteSpace(std::uint8_t byte) {
-  return byte == ' ' || byte == '\t' || byte == '\r' || byte == '\n' || byte == '\f' || byte == '\0';
-}
+// What each byte is inside a hex string: a digit's value, kSpace for white
+// space, kOther for anything else. A table: drawn content is mostly hex
+// strings.
+constexpr std::int8_t kSpace = 16, kOther = -1;
+struct HexClasses {
+  std::int8_t of[256];
+  constexpr HexClasses() : of() {
+    for (int c = 0; c < 256; ++c) of[c] = kOther;
+    for (int c = '0'; c <= '9'; ++c) of[c] = static_cast<std::int8_t>(c - '0');
+    for (int c = 'a'; c <= 'f'; ++c) of[c] = static_cast<std::int8_t>(c - 'a' + 10);
+    for (int c = 'A'; c <= 'F'; ++c) of[c] = static_cast<std::int8_t>(c - 'A' + 10);
+    for (int c : {' ', '\t', '\r', '\n', '\f', '\0'}) of[c] = kSpace;
+  }
+};
+constexpr HexClasses kHex;
 
 // The end of the literal string opening at `at` (past its ")"), or the end
 // of the data when it is not closed.
@@ -92,14 +97,15 @@ Bytes literalContentStrings(const Bytes& content) {
       bool valid = false;
       for (; end < content.size(); ++end) {
         const std::uint8_t c = content[end];
-        if (c == '>') {
-          valid = true;
-          ++end;
+        const int digit = kHex.of[c];
+        if (digit == kSpace) continue;
+        if (digit < 0) {
+          if (c == '>') {
+            valid = true;
+            ++end;
+          }
           break;
         }
-        if (whiteSpace(c)) continue;
-        const int digit = hexValue(c);
-        if (digit < 0) break;
         if (high < 0) {
           high = digit;
         } else {
