@@ -243,6 +243,9 @@ std::size_t openStates(const Document& document, const ValueArray& streams) {
       continue;
     }
     ContentLexer lexer(data);
+    // Only keywords count here: numbers and strings are passed over, not
+    // read.
+    lexer.decodeValues = false;
     Token token;
     while (lexer.next(token)) {
       if (token.kind != Token::Kind::Keyword) continue;
@@ -251,8 +254,10 @@ std::size_t openStates(const Document& document, const ValueArray& streams) {
       } else if (token.text == "Q") {
         if (depth > 0) --depth;
       } else if (token.text == "BI") {
+        lexer.decodeValues = true;
         const auto dictionary = readInlineImageDictionary(lexer);
         skipInlineImageData(lexer, dictionary);
+        lexer.decodeValues = false;
       }
     }
   }
@@ -558,6 +563,10 @@ Error Document::prepareText(DrawState& state) {
     const bool reordered = !visual.shown.empty();
     const std::vector<std::uint32_t>& shown = reordered ? visual.shown : decoded;
     const std::vector<std::uint32_t>& named = reordered ? visual.named : decoded;
+    state.codePoints.reserve(shown.size());
+    state.glyphs.reserve(shown.size());
+    state.advances.reserve(shown.size());
+    state.fontIndices.reserve(shown.size());
     for (std::size_t i = 0; i < shown.size(); ++i) {
       std::uint32_t codePoint = named[i];
       std::size_t chosen = 0;
