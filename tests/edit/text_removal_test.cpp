@@ -214,21 +214,21 @@ TEST(TextRemoval, RemovedOperatorsKeepOnlyWhatLaterGlyphsNeed) {
     const char* expected;
   } cases[] = {
       {"the sum of the adjustments, where a glyph follows on the line",
-       "BT /F1 10 Tf 0 0 Td [(AB) 100 (C)] TJ (D) Tj ET", Choices{{0, {{0, wide}, {2, wide}}}},
+       "BT /F1 10 Tf 0 0 Td [(AB) 100 (C)] TJ (D) Tj ET", Choices{{{0, 0, wide}, {0, 2, wide}}},
        "BT /F1 10 Tf 0 0 Td [-1900]TJ (D) Tj ET"},
       {"a line start next: an empty operator keeps the ordinals after it",
-       "BT /F1 10 Tf 0 0 Td (AB) Tj 0 -12 Td (D) Tj ET", Choices{{0, {{0, wide}}}},
+       "BT /F1 10 Tf 0 0 Td (AB) Tj 0 -12 Td (D) Tj ET", Choices{{{0, 0, wide}}},
        "BT /F1 10 Tf 0 0 Td []TJ 0 -12 Td (D) Tj ET"},
       {"strings kept: every element stays",
-       "BT /F1 10 Tf [(A) -50 (B)] TJ ET", Choices{{0, {{2, wide}}}}, "BT /F1 10 Tf [ <41> -50 -1000 ] TJ ET"},
+       "BT /F1 10 Tf [(A) -50 (B)] TJ ET", Choices{{{0, 2, wide}}}, "BT /F1 10 Tf [ <41> -50 -1000 ] TJ ET"},
       {"nothing shown after: the operator and the Tf only it used go",
-       "BT /F1 10 Tf 0 0 Td (D) Tj /F2 12 Tf 0 -12 Td (AB) Tj ET", Choices{{1, {{0, wide}}}},
+       "BT /F1 10 Tf 0 0 Td (D) Tj /F2 12 Tf 0 -12 Td (AB) Tj ET", Choices{{{1, 0, wide}}},
        "BT /F1 10 Tf 0 0 Td (D) Tj  0 -12 Td  ET"},
       {"Q restores the font set before q",
-       "/F1 10 Tf q /F2 10 Tf Q BT (D) Tj (AB) Tj ET", Choices{{1, {{0, wide}}}}, "/F1 10 Tf q  Q BT (D) Tj  ET"},
-      {"a form drawn may use the font set", "/F1 10 Tf /Fm Do BT (AB) Tj ET", Choices{{0, {{0, wide}}}},
+       "/F1 10 Tf q /F2 10 Tf Q BT (D) Tj (AB) Tj ET", Choices{{{1, 0, wide}}}, "/F1 10 Tf q  Q BT (D) Tj  ET"},
+      {"a form drawn may use the font set", "/F1 10 Tf /Fm Do BT (AB) Tj ET", Choices{{{0, 0, wide}}},
        "/F1 10 Tf /Fm Do BT  ET"},
-      {"' keeps its line start", "BT /F1 10 Tf 12 TL (AB)' ET", Choices{{0, {{0, wide}}}}, "BT  12 TL T* ET"},
+      {"' keeps its line start", "BT /F1 10 Tf 12 TL (AB)' ET", Choices{{{0, 0, wide}}}, "BT  12 TL T* ET"},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);

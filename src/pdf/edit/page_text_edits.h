@@ -5,9 +5,11 @@
 // up, and the same choices give the same bytes however they are grouped.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <map>
 #include <set>
+#include <span>
 #include <vector>
 
 namespace zopra::pdf {
@@ -20,10 +22,29 @@ struct RemovedString {
   double horizontalScale = 1;
 };
 
-// Per ordinal of a stream family's text-showing operators, the strings to
-// remove from it, by element index (0 for the operand of Tj, ' and ", the
-// array index for TJ).
-using OperatorChoices = std::map<std::uint32_t, std::map<std::uint32_t, RemovedString>>;
+// The strings to remove from a stream family's text-showing operators: by
+// the operator's ordinal and the string's element index (0 for the operand
+// of Tj, ' and ", the array index for TJ). A sorted vector: a page chooses
+// thousands of strings, and nodes of nested maps cost more than the rest
+// of the removal.
+struct OperatorChoices {
+  struct String {
+    std::uint32_t ordinal = 0;
+    std::uint32_t element = 0;
+    RemovedString removed;
+  };
+  // Sorted by ordinal, then element, each pair once.
+  std::vector<String> strings;
+
+  // The strings of operator `ordinal`, by element; empty when it has none.
+  std::span<const String> of(std::uint32_t ordinal) const {
+    const auto first = std::lower_bound(strings.begin(), strings.end(), ordinal,
+                                        [](const String& s, std::uint32_t o) { return s.ordinal < o; });
+    auto last = first;
+    while (last != strings.end() && last->ordinal == ordinal) ++last;
+    return {first, last};
+  }
+};
 
 struct PageTextEdits {
   // False until a removal with chosen items, and again after a removal of

@@ -75,8 +75,16 @@ std::string numberOperand(const std::string& content, const std::vector<Token>& 
 // advance. Elements the interpreter ignores (keywords, names, nested
 // arrays) become 0. When no string is kept, the edit keeps only the sum of
 // the adjustments.
-void adjustArray(const std::string& content, const Token& operand,
-                 const std::map<std::uint32_t, RemovedString>& removed, Edit& edit) {
+using ChosenStrings = std::span<const OperatorChoices::String>;
+
+// The chosen string of element `index`, or null.
+const RemovedString* chosenElement(ChosenStrings removed, std::uint32_t index) {
+  const auto at = std::lower_bound(removed.begin(), removed.end(), index,
+                                   [](const OperatorChoices::String& s, std::uint32_t e) { return s.element < e; });
+  return at != removed.end() && at->element == index ? &at->removed : nullptr;
+}
+
+void adjustArray(const std::string& content, const Token& operand, ChosenStrings removed, Edit& edit) {
   // The adjustment that stands for a removed string: its advance in
   // thousandths of the text space, 0 at a size no adjustment can move by
   // (what character spacing added to such invisible glyphs is lost).
@@ -94,13 +102,13 @@ void adjustArray(const std::string& content, const Token& operand,
     if (std::isfinite(value)) sum += value;
   };
   const auto sumString = [&](std::uint32_t index) {
-    auto found = removed.find(index);
-    if (found == removed.end()) {
+    const RemovedString* found = chosenElement(removed, index);
+    if (!found) {
       kept = true;
       return;
     }
     bool moves = false;
-    add(adjustmentOf(found->second, moves));
+    add(adjustmentOf(*found, moves));
   };
   if (operand.kind == Token::Kind::String) {
     sumString(0);
@@ -121,13 +129,13 @@ void adjustArray(const std::string& content, const Token& operand,
   }
   std::string text = "[";
   auto addString = [&](const Token& element, std::uint32_t index) {
-    auto found = removed.find(index);
-    if (found == removed.end()) {
+    const RemovedString* found = chosenElement(removed, index);
+    if (!found) {
       text += ' ' + hexString(element.text);
       return;
     }
     bool moves = false;
-    const double adjustment = adjustmentOf(found->second, moves);
+    const double adjustment = adjustmentOf(*found, moves);
     text += ' ' + (moves ? numberText(adjustment) : std::string("0"));
   };
   if (operand.kind == Token::Kind::String) {
@@ -152,7 +160,7 @@ void adjustArray(const std::string& content, const Token& operand,
 // " its spacing, so that the lines after it stay where they were. `shown` is
 // the operand read with its values, needed when strings are kept.
 Edit operatorEdit(const std::string& content, const Token& keyword, const std::vector<Token>& operands,
-                  const std::map<std::uint32_t, RemovedString>* removed, const Token& shown) {
+                  const ChosenStrings* removed, const Token& shown) {
   // Every operand on the stack goes with the operator: the interpreter
   // drops those it does not use, and one left behind would become an
   // operand of the next operator.
@@ -362,8 +370,8 @@ Bytes rewriteTextOperators(const std::vector<Bytes>& streams, const OperatorChoi
         edits.push_back(operatorEdit(content, keyword, context.operands, nullptr, Token()));
         continue;
       }
-      auto chosen = choices->find(ordinal);
-      if (chosen == choices->end()) {
+      const ChosenStrings chosen = choices->of(ordinal);
+      if (chosen.empty()) {
         // An operator left alone shows its glyphs; ' and " first start a
         // line, which is all that matters to the operators before them.
         if (keyword.text != "Tj" && keyword.text != "TJ") steps.emplace_back(Step::NewLine, 0);
@@ -380,7 +388,7 @@ Bytes rewriteTextOperators(const std::vector<Bytes>& streams, const OperatorChoi
         element.end += base;
       }
       steps.emplace_back(Step::Edited, edits.size());
-      edits.push_back(operatorEdit(content, keyword, context.operands, &chosen->second, shown));
+      edits.push_back(operatorEdit(content, keyword, context.operands, &chosen, shown));
     }
   }
   if (edits.empty()) return Bytes(content.begin(), content.end());

@@ -91,8 +91,7 @@ std::map<std::uint32_t, OperatorChoices> choicesFor(const std::set<std::uint32_t
       const auto& [stream, ordinal, element] = drawn[first].key;
       const TextSource::Run& run = *drawn[first].run;
       OperatorChoices& family = choices.try_emplace(choices.end(), stream)->second;
-      auto& strings = family.try_emplace(family.end(), ordinal)->second;
-      strings.emplace_hint(strings.end(), element, RemovedString{run.width, run.fontSize, run.horizontalScale});
+      family.strings.push_back({ordinal, element, RemovedString{run.width, run.fontSize, run.horizontalScale}});
     }
     first = end;
   }
