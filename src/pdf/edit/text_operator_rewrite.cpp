@@ -306,7 +306,7 @@ bool separates(char c) {
 }  // namespace
 
 Bytes rewriteTextOperators(const std::vector<Bytes>& streams, const OperatorChoices* choices,
-                           std::set<std::uint32_t>* found) {
+                           std::vector<std::uint32_t>* found) {
   std::string content;
   // Where each stream starts in the join.
   std::vector<std::uint64_t> bases;
@@ -378,7 +378,7 @@ Bytes rewriteTextOperators(const std::vector<Bytes>& streams, const OperatorChoi
         steps.emplace_back(Step::Shows, 0);
         continue;
       }
-      if (found) found->insert(ordinal);
+      if (found) found->push_back(ordinal);
       Token shown = shownOperand(context.operands.back());
       // Array elements were read with positions in their stream; the
       // rewrite copies numbers from the join.

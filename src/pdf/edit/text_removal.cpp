@@ -103,12 +103,12 @@ std::map<std::uint32_t, OperatorChoices> choicesFor(const std::set<std::uint32_t
 // the rewrite did not meet in a stream it edited.
 std::vector<std::uint32_t> itemsLeft(const PageTextEdits& edits, const std::vector<TextEntry>& entries,
                                      const std::vector<bool>& covered,
-                                     const std::map<std::uint32_t, std::set<std::uint32_t>>& found) {
+                                     const std::map<std::uint32_t, std::vector<std::uint32_t>>& found) {
   auto gone = [&](const TextSource::Run& run) {
     const std::uint32_t stream = run.source->stream;
     if (stream != 0 && edits.forms.count(stream) == 0) return false;
     auto met = found.find(stream);
-    return met != found.end() && met->second.count(run.source->ordinal) != 0;
+    return met != found.end() && std::binary_search(met->second.begin(), met->second.end(), run.source->ordinal);
   };
   std::vector<std::uint32_t> left;
   for (std::uint32_t index : edits.chosen) {
@@ -275,7 +275,7 @@ Error Document::removeText(std::uint32_t pageIndex, const std::set<std::uint32_t
     edits.chosen.insert(indices->begin(), indices->end());
     std::vector<bool> covered;
     const std::map<std::uint32_t, OperatorChoices> choices = choicesFor(edits.chosen, entries, covered);
-    std::map<std::uint32_t, std::set<std::uint32_t>> found;
+    std::map<std::uint32_t, std::vector<std::uint32_t>> found;
     if (!edits.contents.empty()) {
       static const OperatorChoices kNone;
       auto own = choices.find(0);

@@ -19,9 +19,10 @@ namespace zopra::pdf {
 // with text taken out: every text-showing operator when `choices` is null,
 // else the chosen strings of the chosen operators, each replaced by a TJ
 // adjustment of its advance. Everything else stays as it was, token for
-// token. `found` receives the chosen ordinals that the content holds.
+// token. `found` receives the chosen ordinals that the content holds, in
+// increasing order.
 Bytes rewriteTextOperators(const std::vector<Bytes>& streams, const OperatorChoices* choices,
-                           std::set<std::uint32_t>* found = nullptr);
+                           std::vector<std::uint32_t>* found = nullptr);
 
 // A copy of a resource dictionary whose Form XObjects (and theirs, in turn)
 // are new objects holding the forms' decoded content; `clones` maps old to
