@@ -44,6 +44,13 @@ class BoundedCache {
   // Drops one entry, if present.
   void forget(std::uint32_t key) { erase(key); }
 
+  // A new budget; the least recent entries go until the rest fit.
+  void setBudget(std::size_t budget) {
+    budget_ = budget;
+    while (order_.size() > 1 && used_ > budget_) erase(order_.front().key);
+  }
+  std::size_t budget() const { return budget_; }
+
   std::size_t used() const { return used_; }
 
  private:

@@ -171,6 +171,11 @@ class Document {
   // The start of an object stream's decoded bytes, at least `size` bytes of
   // it (or all of it), from a cache bounded in bytes (see object_streams.cpp).
   std::shared_ptr<const ObjectStreamData> objectStreamData(std::uint32_t number, std::size_t size);
+  // The memory decoded object streams may keep (kObjectStreamBudget unless
+  // set): writing copies most objects of most streams, in an order that
+  // goes back and forth between them, and sets a larger one meanwhile.
+  std::size_t objectStreamBudget() const { return objectStreams_.budget(); }
+  void setObjectStreamBudget(std::size_t budget) { objectStreams_.setBudget(budget); }
   void keepObjectStreamData(std::uint32_t number, std::shared_ptr<const ObjectStreamData> data);
 
   // ---- Editing (edit) -------------------------------------------------------

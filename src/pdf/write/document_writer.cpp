@@ -59,6 +59,10 @@ constexpr int kRowWidths[3] = {1, 5, 2};
 // every thread count, and so is the file.
 constexpr std::size_t kWriteDelay = 8;
 
+// The memory decoded input object streams may take while the file is
+// written.
+constexpr std::size_t kWritingObjectStreamBudget = std::size_t{4} << 20;
+
 constexpr const char* kDroppedTrailerKeys[] = {"Encrypt", "Prev",   "XRefStm",     "W",   "Index",
                                                "Length",  "Filter", "DecodeParms", "Type"};
 
@@ -286,8 +290,9 @@ class DocumentWriter {
     if (!found) return false;
     // The stream's last object runs to the end of its decoded bytes.
     const bool last = found->end == 0;
-    const std::shared_ptr<const ObjectStreamData> data =
-        document_.objectStreamData(found->stream, last ? SIZE_MAX : found->end);
+    // Whole streams: writing copies most objects of a stream, and growing
+    // a decoded prefix object by object decodes the stream several times.
+    const std::shared_ptr<const ObjectStreamData> data = document_.objectStreamData(found->stream, SIZE_MAX);
     if (last && !data->complete) return false;
     const std::size_t end = last ? data->bytes.size() : found->end;
     if (end <= found->position || data->bytes.size() < end) return false;
@@ -695,6 +700,14 @@ Error writeDocument(Document& document, const std::string& path, WriteOptions op
       document.setError(Error::Io, "failed to create output PDF");
       return Error::Io;
     }
+    // Decoded object streams are kept for the whole walk (up to a bound):
+    // it goes back and forth between them.
+    struct WiderCache {
+      Document& document;
+      std::size_t budget;
+      ~WiderCache() { document.setObjectStreamBudget(budget); }
+    } wider{document, document.objectStreamBudget()};
+    document.setObjectStreamBudget(std::max(wider.budget, kWritingObjectStreamBudget));
     DocumentWriter writer(document, output.stream(), std::move(options));
     if (!writer.write() || !output.commit()) {
       document.setError(Error::Io, "failed while writing output PDF");
