@@ -186,10 +186,25 @@ void dropUnusedFonts(Document& document, WriteOptions& options, std::uint32_t pa
   if (kept.dictionary.size() == fonts->dictionary.size()) return;
   const Object* original = document.object(page.objectNumber);
   if (!original || original->isStream || !original->value.isDictionary()) return;
-  Object replacement = *original;
-  Value* written = replacement.value.find("Resources");
-  if (!written || !written->isDictionary()) return;
-  written->dictionary.insert_or_assign("Font", std::move(kept));
+  const Value* originalResources = original->value.find("Resources");
+  if (!originalResources || !originalResources->isDictionary()) return;
+  // The page's entries and its resources copied one by one, the old Font
+  // dictionary left out: it can be large, and a page is written once.
+  Object replacement;
+  replacement.number = original->number;
+  replacement.generation = original->generation;
+  replacement.loaded = true;
+  replacement.offset = original->offset;
+  replacement.value = Value::Dictionary({});
+  for (const auto& [key, entry] : original->value.dictionary) {
+    if (key != "Resources") replacement.value.dictionary.insert_or_assign(key, entry);
+  }
+  Value written = Value::Dictionary({});
+  for (const auto& [key, entry] : originalResources->dictionary) {
+    if (key != "Font") written.dictionary.insert_or_assign(key, entry);
+  }
+  written.dictionary.insert_or_assign("Font", std::move(kept));
+  replacement.value.dictionary.insert_or_assign("Resources", std::move(written));
   options.replacements.insert_or_assign(page.objectNumber, std::move(replacement));
 }
 
