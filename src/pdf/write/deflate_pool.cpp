@@ -36,6 +36,18 @@ std::future<Bytes> DeflatePool::submit(const Bytes* plain, std::shared_ptr<const
   return result;
 }
 
+bool DeflatePool::runOne() {
+  std::packaged_task<Bytes()> task;
+  {
+    std::lock_guard<std::mutex> guard(lock_);
+    if (tasks_.empty()) return false;
+    task = std::move(tasks_.front());
+    tasks_.pop_front();
+  }
+  task();
+  return true;
+}
+
 void DeflatePool::work() {
   for (;;) {
     std::packaged_task<Bytes()> task;

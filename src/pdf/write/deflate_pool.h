@@ -29,6 +29,10 @@ class DeflatePool {
   // literalContentStrings). `plain` must stay put until the future is ready.
   std::future<Bytes> submit(const Bytes* plain, std::shared_ptr<const Bytes> owned, bool literal);
 
+  // Runs the oldest stream not taken yet on the calling thread; false when
+  // none is waiting. A writer waiting for a stream helps rather than idles.
+  bool runOne();
+
  private:
   void work();
 

@@ -9,6 +9,7 @@
 #include <zlib.h>
 
 #include <algorithm>
+#include <chrono>
 #include <charconv>
 #include <cstdint>
 #include <deque>
@@ -404,7 +405,9 @@ class DocumentWriter {
     Deferred entry{number, generation, std::move(dictionary), {}, {}};
     if (owned) plain = owned.get();
     if (options_.threads > 1) {
-      if (!pool_) pool_ = std::make_unique<DeflatePool>(options_.threads);
+      // One thread fewer than asked: the writer deflates too, while it
+      // waits for the stream it writes next.
+      if (!pool_) pool_ = std::make_unique<DeflatePool>(options_.threads - 1);
       entry.packing = pool_->submit(plain, std::move(owned), literal);
     } else {
       entry.packed = deflateBytes(literal ? literalContentStrings(*plain) : *plain);
@@ -416,7 +419,12 @@ class DocumentWriter {
   void writeOldestDeferred() {
     Deferred entry = std::move(deferred_.front());
     deferred_.pop_front();
-    if (entry.packing.valid()) entry.packed = entry.packing.get();
+    if (entry.packing.valid()) {
+      // Waiting for its stream, the writer deflates others meanwhile.
+      while (entry.packing.wait_for(std::chrono::seconds(0)) != std::future_status::ready && pool_->runOne()) {
+      }
+      entry.packed = entry.packing.get();
+    }
     startObject(entry.number, entry.generation);
     entry.dictionary.dictionary.insert_or_assign("Length", Value::Number(static_cast<double>(entry.packed.size())));
     writeStreamObject(entry.dictionary, entry.packed);
