@@ -120,6 +120,8 @@ json_t* jsonLoadSplit(const char* text, size_t length, size_t flags, const char*
   if (jobs < 2 || length < SPLIT_FROM || !findSplit(text, length, member, &split)) {
     return json_loadb(text, length, flags, error);
   }
+  memset(&front, 0, sizeof front);
+  memset(&back, 0, sizeof back);
   memset(&rest, 0, sizeof rest);
   /* The front half ends its array where the comma was; the back half starts
    * one; the rest (a member's array) keeps the document around an empty

@@ -33,7 +33,9 @@ bool breaksAfter(const std::vector<std::uint32_t>& text, std::size_t i) {
   static const std::uint32_t kSmallKana[] = {0x3041, 0x3043, 0x3045, 0x3047, 0x3049, 0x3063, 0x3083, 0x3085,
                                              0x3087, 0x308E, 0x30A1, 0x30A3, 0x30A5, 0x30A7, 0x30A9, 0x30C3,
                                              0x30E3, 0x30E5, 0x30E7, 0x30EE, 0x30F5, 0x30F6};
-  const auto in = [](const auto& list, std::uint32_t x) { return std::find(std::begin(list), std::end(list), x) != std::end(list); };
+  const auto in = [](const auto& list, std::uint32_t x) {
+    return std::find(std::begin(list), std::end(list), x) != std::end(list);
+  };
   return !in(kOpening, c) && !in(kClosing, next) && !in(kSmallKana, next);
 }
 

@@ -198,7 +198,9 @@ bool contains(const ItemBox& box, double x, double y) { return x >= box.x0 && x 
 // under the text of the next column).
 bool edgeThrough(const ItemBox& box, const TextLine& line) {
   const double inY = 0.15 * line.size, inX = 0.5 * line.size;
-  const auto through = [](double edge, double low, double high, double in) { return edge > low + in && edge < high - in; };
+  const auto through = [](double edge, double low, double high, double in) {
+    return edge > low + in && edge < high - in;
+  };
   return through(box.y0, line.bottom, line.top, inY) || through(box.y1, line.bottom, line.top, inY) ||
          through(box.x0, line.left, line.right, inX) || through(box.x1, line.left, line.right, inX);
 }

@@ -9,8 +9,8 @@
 #include <zlib.h>
 
 #include <algorithm>
-#include <chrono>
 #include <charconv>
+#include <chrono>
 #include <cstdint>
 #include <deque>
 #include <exception>
