@@ -1299,9 +1299,10 @@ ZOPRA_DOCUMENT_LOADER_API int32_t zopraDocumentLoaderWriteDocumentCompactA(ZOPRA
 
 /*
  * zopraDocumentLoaderSetWriteThreads
- *   Sets how many threads zopraDocumentLoaderWriteDocumentCompactA may use to
- *   deflate streams while the calling thread writes the rest: 1 (the
- *   default for a new handle) deflates on the calling thread. The file
+ *   Sets how many threads zopraDocumentLoaderWriteDocumentCompactA may use:
+ *   the calling thread writes the file and deflates streams while it waits
+ *   for one, and count - 1 more threads deflate streams beside it; 1 (the
+ *   default for a new handle) deflates on the calling thread alone. The file
  *   written is the same, byte for byte, for every count. The setting stays
  *   with the handle across OpenFileA; zopraDocumentLoaderWriteDocumentA
  *   ignores it. The threads end before the write call returns.
