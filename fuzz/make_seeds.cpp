@@ -632,6 +632,19 @@ void writeMatchKeys(Seeds& seeds) {
   for (const char* text : texts) seeds.write("fuzz_match_key", "key_" + std::to_string(index++) + ".txt", text);
 }
 
+// Maps and segments files in small: arrays and a "segments" member, with
+// escaped quotes, nesting, a duplicate key and a truncated one.
+void writeJsonDocuments(Seeds& seeds) {
+  const char* const texts[] = {
+      R"([{"page": 1, "item": 2, "text": "a \"quoted\" [text]"}, {"page": 2, "item": 1, "text": "b\\"}])",
+      R"({"file": "x.pdf", "segments": [{"id": "p1-b1", "text": "eins, zwei"}, {"id": "p1-b2", "text": "]"}], "n": 2})",
+      R"({"segments": [1, [2, 3], {"segments": [4]}], "segments": []})",
+      R"([1, 2, {"a": [3, 4]}, "x",)",
+      R"(  [ "a" , "b" , "c" ]  x)"};
+  int index = 0;
+  for (const char* text : texts) seeds.write("fuzz_json_split", "json_" + std::to_string(index++) + ".json", text);
+}
+
 int main(int argc, char** argv) {
   if (argc < 2 || (argc == 3 && std::string(argv[2]) != "--no-corpus") || argc > 3) {
     std::fprintf(stderr, "usage: %s FOLDER [--no-corpus]\n", argv[0]);
@@ -645,6 +658,7 @@ int main(int argc, char** argv) {
   writeObjects(seeds);
   writeFonts(seeds);
   writeMatchKeys(seeds);
+  writeJsonDocuments(seeds);
   std::printf("wrote %d seeds to %s\n", seeds.count(), argv[1]);
   return 0;
 }

@@ -9,8 +9,12 @@
 #include <stdlib.h>
 #include <string.h>
 
-/* Smaller documents are read whole: a thread costs more than it saves. */
-enum { SPLIT_FROM = 1 << 20 };
+/* Smaller documents are read whole: a thread costs more than it saves.
+ * The fuzz target splits every document. */
+#ifndef JSON_SPLIT_FROM
+#define JSON_SPLIT_FROM (1u << 20)
+#endif
+static const size_t splitFrom = JSON_SPLIT_FROM;
 
 typedef struct {
   size_t open;  /* the array's "[" */
@@ -70,12 +74,17 @@ static int findSplit(const char* text, size_t length, const char* member, Split*
         stage = 2;
       }
       --depth;
-    } else if (c == ',' && stage == 1 && depth == arrayDepth && split->comma == 0 && i >= middle) {
+    } else if (c == ',' && stage == 1 && depth == arrayDepth && split->comma == 0 && i >= middle && last != '[' &&
+               last != ',') {
       split->comma = i;
     }
     last = c;
   }
-  return stage == 2 && depth == 0 && split->comma != 0;
+  if (stage != 2 || depth != 0 || split->comma == 0) return 0;
+  /* Each half holds an element: an array ending in a comma ("[1, 2,]") is
+   * no JSON, though both halves would read. */
+  for (i = split->comma + 1; i < length && strchr(" \t\n\r", text[i]) != NULL && text[i] != '\0';) ++i;
+  return i < length && text[i] != ']' && text[i] != ',';
 }
 
 typedef struct {
@@ -112,12 +121,12 @@ static void* readPiece(void* context) {
 
 json_t* jsonLoadSplit(const char* text, size_t length, size_t flags, const char* member, unsigned jobs,
                       json_error_t* error) {
-  Split split;
+  Split split = {0, 0, 0};
   Piece front, back, rest;
   pthread_t thread;
   int started = 0;
   json_t* array = NULL;
-  if (jobs < 2 || length < SPLIT_FROM || !findSplit(text, length, member, &split)) {
+  if (jobs < 2 || length < splitFrom || !findSplit(text, length, member, &split)) {
     return json_loadb(text, length, flags, error);
   }
   memset(&front, 0, sizeof front);
