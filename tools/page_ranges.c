@@ -128,9 +128,19 @@ void closeAhead(OpenedAhead* ahead) {
   free(ahead);
 }
 
-void startAside(Aside* aside, unsigned jobs, void* (*work)(void*), void* context) {
-  aside->started = jobs > 1 && pthread_create(&aside->thread, NULL, work, context) == 0;
-  if (!aside->started) work(context);
+static void* runAside(void* context) {
+  Aside* aside = context;
+  closeAhead(aside->ahead);
+  aside->release(aside->context);
+  return NULL;
+}
+
+void startAside(Aside* aside, unsigned jobs, OpenedAhead* ahead, void (*release)(void*), void* context) {
+  aside->ahead = ahead;
+  aside->release = release;
+  aside->context = context;
+  aside->started = jobs > 1 && pthread_create(&aside->thread, NULL, runAside, aside) == 0;
+  if (!aside->started) runAside(aside);
 }
 
 void endAside(Aside* aside) {

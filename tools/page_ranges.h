@@ -49,15 +49,18 @@ int openForWritingAhead(const char* input, const char* output, OpenedAhead* ahea
 /* Waits for the opening threads and releases the handles nobody took. */
 void closeAhead(OpenedAhead* ahead);
 
-/* Work that releases what an edit no longer needs (its map, the handles
- * nobody took) while the output is written: startAside runs `work` on a
- * thread of its own when `jobs` is above 1 (on the calling thread when it is
- * 1 or no thread can start), and endAside waits for it. */
+/* Releases what an edit no longer needs while the output is written: the
+ * handles of `ahead` nobody took (closeAhead), then `release(context)` (its
+ * map, say). On a thread of its own when `jobs` is above 1, on the calling
+ * thread when it is 1 or no thread can start; endAside waits for it. */
 typedef struct {
   pthread_t thread;
   int started;
+  OpenedAhead* ahead;
+  void (*release)(void*);
+  void* context;
 } Aside;
-void startAside(Aside* aside, unsigned jobs, void* (*work)(void*), void* context);
+void startAside(Aside* aside, unsigned jobs, OpenedAhead* ahead, void (*release)(void*), void* context);
 void endAside(Aside* aside);
 
 /* The number of threads editPageRanges runs for `pages` pages and `jobs`

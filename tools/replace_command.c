@@ -661,18 +661,7 @@ static int replacePages(ZOPRADocumentLoader* loader, const ReplaceOptions* optio
   return result;
 }
 
-/* What the write no longer needs: the spare handles and the map. */
-typedef struct {
-  OpenedAhead* ahead;
-  ReplaceMap* map;
-} Leftovers;
-
-static void* releaseLeftovers(void* context) {
-  Leftovers* leftovers = context;
-  closeAhead(leftovers->ahead);
-  freeMap(leftovers->map);
-  return NULL;
-}
+static void releaseMap(void* map) { freeMap(map); }
 
 int runReplace(int argc, char** argv) {
   ReplaceOptions options;
@@ -719,14 +708,11 @@ int runReplace(int argc, char** argv) {
   result = loadMap(options.mapPath, options.exact, options.jobs, &map);
   if (result == EXIT_OK) result = openForWritingAhead(options.input, options.output, ahead, &loader);
   if (result == EXIT_OK) {
-    Leftovers leftovers;
     Aside aside;
     zopraDocumentLoaderGetPageCount(loader, &pages);
     result = replacePages(loader, &options, &map, pages, ahead, &counts);
     /* Released beside the write: freeing a large map takes a while. */
-    leftovers.ahead = ahead;
-    leftovers.map = &map;
-    startAside(&aside, options.jobs, releaseLeftovers, &leftovers);
+    startAside(&aside, options.jobs, ahead, releaseMap, &map);
     /* Nothing is written after a mistake or failure: the output never holds
      * half a job. Pages that could not be read are named and left as they
      * are, and text that could not be removed is named; the rest is done. */

@@ -534,19 +534,16 @@ static int replaceAllSegments(ZOPRADocumentLoader* loader, const SegmentReplace*
   return result;
 }
 
-/* What the write no longer needs: the spare handles and the segments. */
+/* What the write no longer needs besides the spare handles. */
 typedef struct {
-  OpenedAhead* ahead;
   Replacement* list;
   json_t* segments;
 } SegmentLeftovers;
 
-static void* releaseSegmentLeftovers(void* context) {
+static void releaseSegments(void* context) {
   SegmentLeftovers* leftovers = context;
-  closeAhead(leftovers->ahead);
   free(leftovers->list);
   json_decref(leftovers->segments);
-  return NULL;
 }
 
 int replaceSegments(const SegmentReplace* job) {
@@ -582,9 +579,9 @@ int replaceSegments(const SegmentReplace* job) {
   }
   {
     /* Released beside the write. */
-    SegmentLeftovers leftovers = {ahead, list, segments};
+    SegmentLeftovers leftovers = {list, segments};
     Aside aside;
-    startAside(&aside, job->jobs, releaseSegmentLeftovers, &leftovers);
+    startAside(&aside, job->jobs, ahead, releaseSegments, &leftovers);
     if (result == EXIT_OK) {
       setWriteThreads(job->jobs);
       result = writeAndClose(loader, job->input, job->output, job->plain);

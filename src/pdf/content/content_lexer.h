@@ -55,5 +55,9 @@ std::map<std::string, Token> readInlineImageDictionary(ContentLexer& lexer);
 // ends.
 void skipInlineImageData(ContentLexer& lexer, const std::map<std::string, Token>& dictionary);
 inline constexpr std::uint64_t kInlineImageEndCheck = 18;
+// After the BI keyword: moves the lexer past the whole inline image. Where
+// its data ends depends on the values of its dictionary, so they are read
+// decoded whatever the lexer's setting, which is then as it was.
+void skipInlineImage(ContentLexer& lexer);
 
 }  // namespace zopra::pdf

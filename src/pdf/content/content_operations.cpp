@@ -34,13 +34,7 @@ bool OperationReader::next(Token& keyword) {
       operands.push_back(std::move(token));
       continue;
     }
-    if (token.text == "BI") {
-      // Where the image data ends depends on the values of its dictionary.
-      const bool decodeValues = lexer_.decodeValues;
-      lexer_.decodeValues = true;
-      skipInlineImageData(lexer_, readInlineImageDictionary(lexer_));
-      lexer_.decodeValues = decodeValues;
-    }
+    if (token.text == "BI") skipInlineImage(lexer_);
     ordinal_ = TextSource::kNoOrdinal;
     if (!operands.empty() && textShowingOperator(token.text)) ordinal_ = context_.textOperators++;
     keyword = std::move(token);

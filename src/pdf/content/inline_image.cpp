@@ -151,4 +151,11 @@ void skipInlineImageData(ContentLexer& lexer, const std::map<std::string, Token>
   lexer.position = size;
 }
 
+void skipInlineImage(ContentLexer& lexer) {
+  const bool decodeValues = lexer.decodeValues;
+  lexer.decodeValues = true;
+  skipInlineImageData(lexer, readInlineImageDictionary(lexer));
+  lexer.decodeValues = decodeValues;
+}
+
 }  // namespace zopra::pdf

@@ -254,10 +254,7 @@ std::size_t openStates(const Document& document, const ValueArray& streams) {
       } else if (token.text == "Q") {
         if (depth > 0) --depth;
       } else if (token.text == "BI") {
-        lexer.decodeValues = true;
-        const auto dictionary = readInlineImageDictionary(lexer);
-        skipInlineImageData(lexer, dictionary);
-        lexer.decodeValues = false;
+        skipInlineImage(lexer);
       }
     }
   }

@@ -109,12 +109,7 @@ void addFontNames(const Bytes& content, std::set<std::string>& names, bool decod
       lastName.assign(begin, end);
     } else if (token.kind == Token::Kind::Keyword) {
       if (token.text == "Tf") names.insert(lastName);
-      if (token.text == "BI") {
-        lexer.decodeValues = true;
-        const auto dictionary = readInlineImageDictionary(lexer);
-        skipInlineImageData(lexer, dictionary);
-        lexer.decodeValues = decode;
-      }
+      if (token.text == "BI") skipInlineImage(lexer);
       lastName.clear();
     }
   }
